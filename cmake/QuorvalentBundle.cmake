@@ -1,0 +1,32 @@
+# The bundle: the folder tree that the program finds its own parts in. An installed copy has the same shape.
+#   bin/                       the programs
+#   Contents/Helpers/ffmpeg    the external engine
+#   Contents/Resources/        catalogue, help, licences
+#   Contents/Info.json         version, release date, update settings
+
+set(QUORVALENT_BUNDLE_DIR ${PROJECT_BINARY_DIR}/bundle)
+
+# The platform layer's own programs, at fixed paths, so that no PATH of the user's decides what runs.
+function(quorvalent_find_media_programs)
+    find_program(QUORVALENT_FFMPEG_PROGRAM ffmpeg REQUIRED)
+    find_program(QUORVALENT_FFPROBE_PROGRAM ffprobe REQUIRED)
+endfunction()
+
+function(quorvalent_bundle)
+    file(MAKE_DIRECTORY ${QUORVALENT_BUNDLE_DIR}/bin ${QUORVALENT_BUNDLE_DIR}/Contents/Helpers
+        ${QUORVALENT_BUNDLE_DIR}/Contents/Resources)
+    file(CREATE_LINK ${QUORVALENT_FFMPEG_PROGRAM} ${QUORVALENT_BUNDLE_DIR}/Contents/Helpers/ffmpeg SYMBOLIC)
+    configure_file(${PROJECT_SOURCE_DIR}/resources/Info.json.in
+        ${QUORVALENT_BUNDLE_DIR}/Contents/Info.json @ONLY)
+    configure_file(${PROJECT_SOURCE_DIR}/LICENSE
+        ${QUORVALENT_BUNDLE_DIR}/Contents/Resources/LICENSE COPYONLY)
+endfunction()
+
+# A program of ours, in the bundle's bin/.
+function(quorvalent_program name)
+    cmake_parse_arguments(PARSE_ARGV 1 ARG "" "" "SOURCES;USES")
+    add_executable(${name} ${ARG_SOURCES})
+    target_link_libraries(${name} PRIVATE ${ARG_USES} quorvalent_rules)
+    set_target_properties(${name} PROPERTIES AUTOMOC ON
+        RUNTIME_OUTPUT_DIRECTORY ${QUORVALENT_BUNDLE_DIR}/bin)
+endfunction()

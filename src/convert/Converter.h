@@ -1,0 +1,29 @@
+#pragma once
+
+#include "core/Preferences.h"
+#include "core/Progress.h"
+#include "core/RenameJob.h"
+
+#include <filesystem>
+
+namespace quorvalent {
+
+/// Turns the content of a renamed file into what its new name says, in place and without ever writing into
+/// the user's file. No state; every function blocks its thread and throws a class derived from Error.
+struct Converter
+{
+    /// Converts one job, or puts the old name back when the policy refuses it (UnsupportedRenameError). One
+    /// job at a time. On success reports 1.0 once, last.
+    static void convert(const RenameJob &job, const Preferences &preferences, const Progress &progress);
+
+    /// Writes a still or multi-frame image as the format of `output`'s extension. `quality` is a fraction,
+    /// 1.0 the best; formats without lossy compression ignore it. Reports up to 0.9.
+    static void image(const std::filesystem::path &source, const std::filesystem::path &output,
+                      double quality, const Progress &progress);
+
+    /// Runs the bundle's FFmpeg program with the fixed arguments of `output`'s extension. Reports up to 0.98.
+    static void external(const std::filesystem::path &source, const std::filesystem::path &output,
+                         const Preferences &preferences, const Progress &progress);
+};
+
+} // namespace quorvalent

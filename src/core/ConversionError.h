@@ -1,0 +1,21 @@
+#pragma once
+
+#include "platform/Error.h"
+
+namespace quorvalent {
+
+/// A conversion that failed, in one complete French sentence.
+class ConversionError : public Error
+{
+public:
+    using Error::Error;
+};
+
+/// A rename that the family policy refused; the sentence also says what became of the file's name.
+class UnsupportedRenameError : public Error
+{
+public:
+    using Error::Error;
+};
+
+} // namespace quorvalent

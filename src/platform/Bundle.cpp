@@ -1,0 +1,21 @@
+#include "platform/Bundle.h"
+
+#include <unistd.h>
+
+namespace quorvalent::Bundle {
+
+std::filesystem::path root()
+{
+    // The kernel's own answer: independent of argv[0], of the working folder and of links in bin/.
+    std::error_code failed;
+    const auto executable = std::filesystem::read_symlink("/proc/self/exe", failed);
+    return failed ? std::filesystem::path() : executable.parent_path().parent_path();
+}
+
+bool isExecutableFile(const std::filesystem::path &path)
+{
+    std::error_code failed;
+    return std::filesystem::is_regular_file(path, failed) && ::access(path.c_str(), X_OK) == 0;
+}
+
+} // namespace quorvalent::Bundle

@@ -1,0 +1,74 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+
+namespace quorvalent {
+
+/// A file system time at its full resolution, nanoseconds since the Unix epoch.
+using FileTime = std::chrono::sys_time<std::chrono::nanoseconds>;
+
+enum class FileType { Regular, Folder, SymbolicLink, Other };
+
+struct FileAttributes
+{
+    FileType type = FileType::Other;
+    std::uint64_t device = 0;
+    std::uint64_t inode = 0;
+    std::uint64_t sizeBytes = 0;
+    FileTime modified;
+
+    bool operator==(const FileAttributes &) const = default;
+};
+
+/// The file operations that a safe replacement is made of. No function follows a symbolic link in the last
+/// component, none replaces anything, and each throws FileError unless it says otherwise. Stateless: any
+/// thread may call any function. Virtual so that a test can have one operation fail and keep the others real.
+class Files
+{
+public:
+    Files() = default;
+    Files(const Files &) = delete;
+    Files &operator=(const Files &) = delete;
+    virtual ~Files() = default;
+
+    [[nodiscard]] virtual FileAttributes attributes(const std::filesystem::path &path) const;
+
+    /// Whether any item stands at the path: a dangling link counts, an unreadable parent does not.
+    [[nodiscard]] virtual bool exists(const std::filesystem::path &path) const;
+
+    /// Creates a folder that only its owner may enter (mode 0700). Its parent must exist.
+    virtual void createPrivateFolder(const std::filesystem::path &path) const;
+
+    /// Copies a regular file's bytes to a new file that only its owner may read (mode 0600), sharing blocks
+    /// where the file system can. A failed copy leaves nothing behind.
+    virtual void copy(const std::filesystem::path &from, const std::filesystem::path &to) const;
+
+    /// Renames within one volume, atomically, and never replaces: when `to` exists, both stay as they are.
+    virtual void moveNoReplace(const std::filesystem::path &from, const std::filesystem::path &to) const;
+
+    /// Removes one file or one empty folder.
+    virtual void remove(const std::filesystem::path &path) const;
+
+    /// Removes a folder with everything in it; links are removed, not followed.
+    virtual void removeTree(const std::filesystem::path &path) const;
+
+    /// Returns once the file's content, or the folder's list of names, is on the disk.
+    virtual void flush(const std::filesystem::path &path) const;
+
+    /// Gives `result` what was the user's own on `original`: permission bits, owner and group where allowed,
+    /// extended attributes and access control lists where the file system takes them, modification time.
+    /// What this user may not set is left out silently; a result that cannot be opened throws.
+    virtual void carryOverAttributes(const std::filesystem::path &original,
+                                     const std::filesystem::path &result) const;
+
+    /// Bytes that this user may still write on the volume that holds `folder`.
+    [[nodiscard]] virtual std::uint64_t freeBytes(const std::filesystem::path &folder) const;
+
+    /// Whether some process has the regular file open for writing, as far as the kernel tells: false where
+    /// it does not (another owner's file, a file system without leases).
+    [[nodiscard]] virtual bool isOpenForWriting(const std::filesystem::path &path) const;
+};
+
+} // namespace quorvalent
