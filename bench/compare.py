@@ -18,7 +18,7 @@ from contextlib import contextmanager
 from pathlib import Path
 
 PAIRS = 5
-BUILD = Path(sys.argv[1]).resolve()
+BUILD = Path(sys.argv[1] if len(sys.argv) > 1 else "build").resolve()
 ONLY = sys.argv[2:]
 WORK = BUILD / "bench-data"
 WATCH = BUILD / "bundle/bin/quorvalent-watch"
@@ -338,4 +338,5 @@ def main():
                 "192k"])
 
 
-main()
+if __name__ == "__main__":
+    main()
