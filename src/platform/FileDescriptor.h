@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <filesystem>
 #include <utility>
 
 namespace quorvalent {
@@ -23,6 +24,10 @@ public:
         return *this;
     }
     ~FileDescriptor() { close(); }
+
+    /// Creates the file, or empties it, for writing by its owner alone (mode 0600). Throws FileError; a link
+    /// in the last component is one.
+    [[nodiscard]] static FileDescriptor createForWriting(const std::filesystem::path &path);
 
     [[nodiscard]] bool isOpen() const { return m_descriptor >= 0; }
     [[nodiscard]] int get() const { return m_descriptor; }

@@ -1,0 +1,40 @@
+#pragma once
+
+#include "core/Preferences.h"
+#include "core/Progress.h"
+
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace quorvalent {
+
+/// What the external engine needs of the image layer for an image target.
+struct ImageAssistance
+{
+    /// Whether the file is an image with exactly one frame.
+    std::function<bool(const std::filesystem::path &source)> isSingleStillImage;
+    /// The picture to hand to FFmpeg: the source itself where FFmpeg reads it rightly, otherwise a plain
+    /// lossless copy in the work folder.
+    std::function<std::filesystem::path(const std::filesystem::path &source,
+                                        const std::filesystem::path &workFolder)>
+        pictureToEncode;
+    /// Puts what the source says of itself (date, place, author, profile) into the finished output.
+    std::function<void(const std::filesystem::path &source, const std::filesystem::path &output)>
+        carryMetadata;
+};
+
+/// The engine behind Converter::external, with the image layer handed in. `source` and `output` are absolute
+/// and lie in one folder, which also receives "ffmpeg.log"; `output` must not exist. Throws ConversionError
+/// in the engine's own sentences, FileError where the log or the process cannot be made.
+void runExternalEngine(const std::filesystem::path &source, const std::filesystem::path &output,
+                       const Preferences &preferences, const Progress &progress,
+                       const ImageAssistance &images);
+
+/// FFmpeg's argument list for the output's extension; ConversionError for an extension of no family.
+[[nodiscard]] std::vector<std::string> externalArguments(const std::filesystem::path &source,
+                                                         const std::filesystem::path &output,
+                                                         const Preferences &preferences);
+
+} // namespace quorvalent

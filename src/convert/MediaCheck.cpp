@@ -1,0 +1,237 @@
+#include "convert/MediaCheck.h"
+
+#include "core/MediaFamilies.h"
+#include "core/RenameJob.h"
+#include "platform/MediaAsset.h"
+
+#include <algorithm>
+#include <array>
+
+namespace quorvalent {
+
+namespace {
+
+using namespace Qt::StringLiterals;
+using Kind = MediaStream::Kind;
+
+// What a file of each extension may hold. Codecs are the beginnings of FFmpeg's names, "" for any.
+struct Container
+{
+    const char *extension;
+    const char *format;
+    std::vector<const char *> audioCodecs;
+    std::vector<const char *> videoCodecs;
+};
+
+const std::vector<Container> &containers()
+{
+    static const std::vector<Container> table = {
+        {"mp3", "mp3", {"mp3"}, {}},
+        {"m4a", "m4a", {"aac", "alac"}, {}},
+        {"aac", "aac", {"aac"}, {}},
+        {"wav", "wav", {"pcm_"}, {}},
+        {"aif", "aiff", {"pcm_"}, {}},
+        {"aiff", "aiff", {"pcm_"}, {}},
+        {"flac", "flac", {"flac"}, {}},
+        {"ogg", "ogg", {"vorbis", "opus"}, {}},
+        {"mp4", "mp4", {""}, {""}},
+        {"mov", "mov", {""}, {""}},
+        {"m4v", "mp4", {""}, {""}},
+        {"mkv", "matroska", {""}, {""}},
+        {"webm", "webm", {"opus", "vorbis"}, {"vp8", "vp9", "av1"}},
+        {"avi", "avi", {""}, {""}},
+    };
+    return table;
+}
+
+bool isOneOf(const std::vector<const char *> &beginnings, const QString &codec)
+{
+    return std::any_of(beginnings.begin(), beginnings.end(),
+                       [&](const char *beginning) { return codec.startsWith(QLatin1String(beginning)); });
+}
+
+bool isOfKind(const MediaAsset &result, const QString &extension)
+{
+    const auto &table = containers();
+    const auto container = std::find_if(table.begin(), table.end(), [&](const Container &row) {
+        return extension == QLatin1String(row.extension);
+    });
+    if (container == table.end())
+        return false;
+    if (!result.format.split(u',').contains(QLatin1String(container->format)))
+        return false;
+    return std::all_of(result.streams.begin(), result.streams.end(), [&](const MediaStream &stream) {
+        if (stream.kind == Kind::Audio)
+            return isOneOf(container->audioCodecs, stream.codec);
+        return stream.kind != Kind::Video || isOneOf(container->videoCodecs, stream.codec);
+    });
+}
+
+// The stream that FFmpeg takes when none is named: the largest picture or the most channels, where the one
+// marked as default counts five million more.
+std::optional<std::size_t> chosenStream(const MediaAsset &asset, Kind kind)
+{
+    std::optional<std::size_t> chosen;
+    qint64 best = -1;
+    for (std::size_t index = 0; index < asset.streams.size(); ++index) {
+        const MediaStream &stream = asset.streams[index];
+        const qint64 size = kind == Kind::Video ? qint64(stream.width) * stream.height : stream.channels;
+        const qint64 score = size + (stream.isDefault ? 5'000'000 : 0);
+        if (stream.kind == kind && score > best) {
+            best = score;
+            chosen = index;
+        }
+    }
+    return chosen;
+}
+
+// A stream of the source and what became of it.
+struct StreamPair
+{
+    std::size_t before;
+    std::size_t after;
+};
+
+// The streams that the conversion had to keep, or nothing where one is missing.
+std::optional<std::vector<StreamPair>> keptStreams(const MediaAsset &original, const MediaAsset &result,
+                                                   bool isAudioTarget)
+{
+    std::vector<StreamPair> kept;
+    for (const Kind kind : {Kind::Video, Kind::Audio}) {
+        if (kind == Kind::Video && isAudioTarget)
+            continue;
+        const auto before = chosenStream(original, kind);
+        const auto after = chosenStream(result, kind);
+        if (before && !after)
+            return std::nullopt;
+        if (before)
+            kept.push_back({*before, *after});
+    }
+    if (kept.empty())
+        return std::nullopt;
+    return kept;
+}
+
+MediaSeconds tolerance(MediaSeconds length)
+{
+    return std::max(MediaSeconds(0.5), length / 100);
+}
+
+bool statesLength(const MediaAsset &asset)
+{
+    return asset.duration.has_value() && !asset.isDurationEstimated;
+}
+
+// Whether stated lengths agree, and the result's last packets are where its header says: headers are complete
+// in a file that lost its end later.
+bool headersAgree(const MediaAsset &original, const MediaAsset &result, const std::vector<StreamPair> &kept)
+{
+    if (!statesLength(original) || !statesLength(result))
+        return false;
+    return std::all_of(kept.begin(), kept.end(), [&](const StreamPair &pair) {
+        const auto before = original.streams[pair.before].duration;
+        const MediaStream &after = result.streams[pair.after];
+        if (!before || !after.duration || !after.packets)
+            return false;
+        return std::chrono::abs(*after.duration - *before) <= tolerance(*before) &&
+               after.packets->end >= *after.duration - tolerance(*before);
+    });
+}
+
+// From the first packet of all to the end of the last one.
+MediaSeconds spanOf(const std::vector<MediaExtent> &extents)
+{
+    if (extents.empty())
+        return MediaSeconds(0);
+    MediaExtent whole = extents.front();
+    for (const MediaExtent &extent : extents) {
+        whole.first = std::min(whole.first, extent.first);
+        whole.end = std::max(whole.end, extent.end);
+    }
+    return whole.end - whole.first;
+}
+
+MediaSeconds spanOf(const MediaAsset &asset)
+{
+    std::vector<MediaExtent> extents;
+    for (const MediaStream &stream : asset.streams) {
+        if (stream.packets)
+            extents.push_back(*stream.packets);
+    }
+    return spanOf(extents);
+}
+
+// The same question put to all packets of both files.
+bool packetsAgree(const MediaAsset &original, const MediaAsset &result, const std::vector<StreamPair> &kept)
+{
+    // A source cut short: what it lacks is nowhere else, and its owner should know before it is replaced.
+    // All its streams count here, because the longest may be one that is left out.
+    if (statesLength(original) && spanOf(original) < *original.duration - tolerance(*original.duration))
+        return false;
+
+    std::vector<MediaExtent> keptBefore;
+    std::vector<MediaExtent> keptAfter;
+    for (const StreamPair &pair : kept) {
+        const auto before = original.streams[pair.before].packets;
+        const auto after = result.streams[pair.after].packets;
+        if (!before)
+            continue; // a track that its file announces and leaves empty
+        if (!after)
+            return false;
+        // To the last packet's start: how long the last picture of a source stays is lost by any encoder.
+        const MediaSeconds needed = before->last - before->first;
+        if (after->end - after->first < needed - tolerance(needed))
+            return false;
+        keptBefore.push_back(*before);
+        keptAfter.push_back(*after);
+    }
+    if (keptAfter.empty() || !statesLength(original))
+        return !keptAfter.empty();
+    const MediaSeconds longest = std::max(*original.duration, spanOf(keptBefore));
+    return spanOf(keptAfter) <= longest + tolerance(longest);
+}
+
+// The result's header with its packets of the last second, or its header alone where there are none.
+std::optional<MediaAsset> resultOf(const std::filesystem::path &output, const MediaAsset &original)
+{
+    constexpr MediaSeconds tail(1);
+    if (statesLength(original)) {
+        if (auto asset = MediaAsset::read(output, std::max(MediaSeconds(0), *original.duration - tail)))
+            return asset;
+    }
+    return MediaAsset::read(output);
+}
+
+} // namespace
+
+MediaCheck::MediaCheck(std::filesystem::path source)
+    : m_source(std::move(source))
+    , m_probe(m_source)
+{}
+
+bool MediaCheck::matches(const std::filesystem::path &output)
+{
+    const QString extension = pathExtension(output);
+    const std::optional<MediaAsset> original = m_probe.result();
+    if (!original)
+        return false;
+    const std::optional<MediaAsset> result = resultOf(output, *original);
+    if (!result || !isOfKind(*result, extension))
+        return false;
+
+    const auto kept = keptStreams(*original, *result, audioExtensions().contains(extension));
+    if (!kept)
+        return false;
+    if (headersAgree(*original, *result, *kept))
+        return true;
+    const std::optional<MediaAsset> originalPackets = MediaAsset::read(m_source, MediaSeconds(0));
+    const std::optional<MediaAsset> resultPackets = MediaAsset::read(output, MediaSeconds(0));
+    return originalPackets && resultPackets && packetsAgree(*originalPackets, *resultPackets, *kept);
+}
+
+bool mediaMatches(const std::filesystem::path &source, const std::filesystem::path &output)
+{
+    return MediaCheck(source).matches(output);
+}
+
+} // namespace quorvalent

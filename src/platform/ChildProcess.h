@@ -1,0 +1,70 @@
+#pragma once
+
+#include "platform/FileDescriptor.h"
+
+#include <QByteArray>
+
+#include <sys/types.h>
+
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace quorvalent {
+
+/// What a child is started with. Texts are bytes, handed over unchanged; none may hold a NUL.
+struct ChildCommand
+{
+    std::filesystem::path program;        ///< absolute; no search path is consulted
+    std::vector<std::string> arguments;   ///< without the program's own name
+    std::vector<std::string> environment; ///< the whole of it, as NAME=value
+    std::filesystem::path workingFolder = "/";
+    int standardError = -1; ///< descriptor to write to, borrowed for the start; -1 is /dev/null
+};
+
+struct ExitStatus
+{
+    int code = 0;   ///< 0 to 255, when the child ended by itself
+    int signal = 0; ///< the signal that ended it, or 0
+
+    [[nodiscard]] bool isSuccess() const { return code == 0 && signal == 0; }
+    bool operator==(const ExitStatus &) const = default;
+};
+
+/// One running child process: standard input is /dev/null, standard output a pipe to us, and no other
+/// descriptor, signal setting or environment variable of ours reaches it. It leads a session of its own, so
+/// that Ctrl-C in our terminal is ours alone, and the kernel kills it when we die, however we die.
+///
+/// The kernel ties that last promise to the thread, not to the process: the thread that starts a child has to
+/// outlive it. Used by that one thread; every function that waits may be interrupted by no signal.
+class ChildProcess
+{
+public:
+    /// Starts the program; FileError when the system cannot.
+    explicit ChildProcess(const ChildCommand &command);
+    /// Kills a child that nobody waited for, with whatever it started in its session's group, and reaps it.
+    ~ChildProcess();
+    ChildProcess(const ChildProcess &) = delete;
+    ChildProcess &operator=(const ChildProcess &) = delete;
+
+    /// Blocks until the child has written something and returns it, at most 64 KiB; empty at the end.
+    [[nodiscard]] QByteArray readAvailable();
+
+    /// Hands over each complete line of what the child writes, without its line feed, until the end; text after
+    /// the last line feed is dropped. Blocks meanwhile.
+    void readLines(const std::function<void(const QByteArray &line)> &onLine);
+
+    /// Blocks until the child has ended. Read to the end first, or a child that writes much never ends.
+    ExitStatus wait();
+
+    [[nodiscard]] pid_t processId() const { return m_processId; }
+
+private:
+    pid_t m_processId = -1;
+    FileDescriptor m_output;
+    std::optional<ExitStatus> m_status;
+};
+
+} // namespace quorvalent
