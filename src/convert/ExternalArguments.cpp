@@ -107,8 +107,8 @@ Arguments externalArguments(const std::filesystem::path &source, const std::file
                             const Preferences &preferences)
 {
     const std::filesystem::path folder = output.parent_path();
-    Arguments arguments = {"-nostdin", "-hide_banner", "-loglevel", "error", "-n", "-i",
-                           engineText(source, folder)};
+    Arguments arguments = {
+        "-nostdin", "-hide_banner", "-loglevel", "error", "-n", "-i", engineText(source, folder)};
     const Arguments family = familyArguments(pathExtension(output), preferences);
     arguments.insert(arguments.end(), family.begin(), family.end());
     arguments.insert(arguments.end(), {"-progress", "pipe:1", "-nostats", engineText(output, folder)});

@@ -92,10 +92,11 @@ void runFfmpeg(const std::filesystem::path &program, const std::filesystem::path
 
 } // namespace
 
-void runExternalEngine(const std::filesystem::path &source, const std::filesystem::path &output,
-                       const Preferences &preferences, const Progress &progress, const ImageAssistance &images)
+void runExternalEngine(const std::optional<std::filesystem::path> &program,
+                       const std::filesystem::path &source, const std::filesystem::path &output,
+                       const Preferences &preferences, const Progress &progress,
+                       const ImageAssistance &images)
 {
-    const std::optional<std::filesystem::path> program = Preferences::ffmpeg();
     if (!program)
         throw ConversionError(u"Le moteur intégré est manquant. Réinstallez Quorvalent."_s);
     if (!imageExtensions().contains(pathExtension(output))) {

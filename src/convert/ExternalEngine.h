@@ -5,6 +5,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -25,10 +26,13 @@ struct ImageAssistance
         carryMetadata;
 };
 
-/// The engine behind Converter::external, with the image layer handed in. `source` and `output` are absolute
-/// and lie in one folder, which also receives "ffmpeg.log"; `output` must not exist. Throws ConversionError
-/// in the engine's own sentences, FileError where the log or the process cannot be made.
-void runExternalEngine(const std::filesystem::path &source, const std::filesystem::path &output,
+/// The engine behind Converter::external, with the FFmpeg program (nothing where it is missing) and the image
+/// layer handed in. `source` and `output` are absolute and lie in one folder, which also receives
+/// "ffmpeg.log"; `output` must not exist. Throws ConversionError in the engine's own sentences, FileError
+/// where the log or the process cannot be made. Blocks until FFmpeg has ended; an exception out of `progress`
+/// ends it.
+void runExternalEngine(const std::optional<std::filesystem::path> &program,
+                       const std::filesystem::path &source, const std::filesystem::path &output,
                        const Preferences &preferences, const Progress &progress,
                        const ImageAssistance &images);
 

@@ -138,27 +138,29 @@ bool headersAgree(const MediaAsset &original, const MediaAsset &result, const st
     });
 }
 
-// From the first packet of all to the end of the last one.
-MediaSeconds spanOf(const std::vector<MediaExtent> &extents)
+// From the first packet of all to the last one; nothing spans nothing.
+MediaExtent spanOf(const std::vector<MediaExtent> &extents)
 {
     if (extents.empty())
-        return MediaSeconds(0);
+        return {};
     MediaExtent whole = extents.front();
     for (const MediaExtent &extent : extents) {
         whole.first = std::min(whole.first, extent.first);
+        whole.last = std::max(whole.last, extent.last);
         whole.end = std::max(whole.end, extent.end);
     }
-    return whole.end - whole.first;
+    return whole;
 }
 
-MediaSeconds spanOf(const MediaAsset &asset)
+MediaSeconds lengthOfPackets(const MediaAsset &asset)
 {
     std::vector<MediaExtent> extents;
     for (const MediaStream &stream : asset.streams) {
         if (stream.packets)
             extents.push_back(*stream.packets);
     }
-    return spanOf(extents);
+    const MediaExtent whole = spanOf(extents);
+    return whole.end - whole.first;
 }
 
 // The same question put to all packets of both files.
@@ -166,7 +168,8 @@ bool packetsAgree(const MediaAsset &original, const MediaAsset &result, const st
 {
     // A source cut short: what it lacks is nowhere else, and its owner should know before it is replaced.
     // All its streams count here, because the longest may be one that is left out.
-    if (statesLength(original) && spanOf(original) < *original.duration - tolerance(*original.duration))
+    if (statesLength(original) &&
+        lengthOfPackets(original) < *original.duration - tolerance(*original.duration))
         return false;
 
     std::vector<MediaExtent> keptBefore;
@@ -178,7 +181,7 @@ bool packetsAgree(const MediaAsset &original, const MediaAsset &result, const st
             continue; // a track that its file announces and leaves empty
         if (!after)
             return false;
-        // To the last packet's start: how long the last picture of a source stays is lost by any encoder.
+        // Up to the start of the last packet: how long the last picture stays, every encoder decides anew.
         const MediaSeconds needed = before->last - before->first;
         if (after->end - after->first < needed - tolerance(needed))
             return false;
@@ -187,8 +190,10 @@ bool packetsAgree(const MediaAsset &original, const MediaAsset &result, const st
     }
     if (keptAfter.empty() || !statesLength(original))
         return !keptAfter.empty();
-    const MediaSeconds longest = std::max(*original.duration, spanOf(keptBefore));
-    return spanOf(keptAfter) <= longest + tolerance(longest);
+    const MediaExtent before = spanOf(keptBefore);
+    const MediaExtent after = spanOf(keptAfter);
+    const MediaSeconds longest = std::max(*original.duration, before.end - before.first);
+    return after.last - after.first <= longest + tolerance(longest);
 }
 
 // The result's header with its packets of the last second, or its header alone where there are none.

@@ -52,8 +52,8 @@ public:
     /// Blocks until the child has written something and returns it, at most 64 KiB; empty at the end.
     [[nodiscard]] QByteArray readAvailable();
 
-    /// Hands over each complete line of what the child writes, without its line feed, until the end; text after
-    /// the last line feed is dropped. Blocks meanwhile.
+    /// Hands over each complete line of what the child writes, without its line feed, until the end; text
+    /// after the last line feed is dropped. Blocks meanwhile.
     void readLines(const std::function<void(const QByteArray &line)> &onLine);
 
     /// Blocks until the child has ended. Read to the end first, or a child that writes much never ends.

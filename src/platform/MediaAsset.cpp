@@ -21,11 +21,12 @@ using Fields = QHash<QByteArray, QByteArray>;
 ChildCommand probeCommand(const std::filesystem::path &path, std::optional<MediaSeconds> packetsFrom,
                           const FileDescriptor &warnings)
 {
-    std::string entries = "format=format_name,start_time,duration"
-                          ":stream=codec_type,codec_name,width,height,sample_rate,channels,start_time,duration"
-                          ":stream_disposition=default,attached_pic"
-                          ":stream_tags=DURATION"
-                          ":stream_side_data=rotation";
+    std::string entries =
+        "format=format_name,start_time,duration"
+        ":stream=codec_type,codec_name,width,height,sample_rate,channels,start_time,duration"
+        ":stream_disposition=default,attached_pic"
+        ":stream_tags=DURATION"
+        ":stream_side_data=rotation";
     ChildCommand command;
     command.program = QUORVALENT_FFPROBE_PROGRAM;
     command.arguments = {"-loglevel", "warning", "-print_format", "compact"};
@@ -37,8 +38,8 @@ ChildCommand probeCommand(const std::filesystem::path &path, std::optional<Media
     }
     // A playlist that goes by a media file's name must not make us open what it lists on the network, and the
     // prefix keeps a name such as "concat:a|b" or "-x" from being anything but a name.
-    command.arguments.insert(command.arguments.end(), {"-show_entries", entries, "-protocol_whitelist", "file",
-                                                       "-i", "file:" + path.native()});
+    command.arguments.insert(command.arguments.end(), {"-show_entries", entries, "-protocol_whitelist",
+                                                       "file", "-i", "file:" + path.native()});
     command.environment = {"LC_ALL=C.UTF-8"};
     command.standardError = warnings.get();
     return command;
