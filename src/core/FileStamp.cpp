@@ -12,6 +12,15 @@ FileStamp FileStamp::read(const std::filesystem::path &location)
     return {identityOf(attributes.device, attributes.inode), attributes.sizeBytes, attributes.modified};
 }
 
+bool FileStamp::isAt(const std::filesystem::path &location) const
+{
+    try {
+        return read(location) == *this;
+    } catch (const Error &) {
+        return false;
+    }
+}
+
 QString FileStamp::identityOf(std::uint64_t device, std::uint64_t inode)
 {
     return QString::number(device) + QLatin1Char('-') + QString::number(inode);

@@ -23,6 +23,9 @@ struct FileStamp
     /// ConversionError when the item is not a regular file.
     [[nodiscard]] static FileStamp read(const std::filesystem::path &location);
 
+    /// Whether exactly this file in this state stands at the location. A failure to look counts as no.
+    [[nodiscard]] bool isAt(const std::filesystem::path &location) const;
+
     /// The text form of a file's identity.
     [[nodiscard]] static QString identityOf(std::uint64_t device, std::uint64_t inode);
 };

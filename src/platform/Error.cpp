@@ -29,6 +29,15 @@ QString sentence(int errorNumber, const std::filesystem::path &path)
         return QStringLiteral("Erreur du disque sur « %1 ».").arg(name);
     case EFBIG:
         return QStringLiteral("« %1 » est trop volumineux pour ce volume.").arg(name);
+    case ENAMETOOLONG:
+        return QStringLiteral("Le nom « %1 » est trop long pour ce volume.").arg(name);
+    case EBUSY:
+    case ETXTBSY:
+        return QStringLiteral("« %1 » est utilisé par le système.").arg(name);
+    case ELOOP:
+    case EISDIR:
+    case ENXIO:
+        return QStringLiteral("« %1 » n’est pas un fichier ordinaire.").arg(name);
     default:
         return QStringLiteral("Erreur du système sur « %1 » : %2")
             .arg(name, QString::fromStdString(std::generic_category().message(errorNumber)));

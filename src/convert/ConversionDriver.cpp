@@ -1,0 +1,153 @@
+#include "convert/ConversionDriver.h"
+
+#include "convert/RenameProtection.h"
+#include "convert/SafeReplacement.h"
+#include "core/ConversionError.h"
+#include "core/MediaFamilies.h"
+
+#include <QStringList>
+
+#include <new>
+
+namespace quorvalent {
+
+namespace {
+
+using namespace Qt::StringLiterals;
+namespace fs = std::filesystem;
+
+QString sourceFormat(const RenameJob &job)
+{
+    return pathExtension(job.oldURL).toLower();
+}
+
+QString targetFormat(const RenameJob &job)
+{
+    return pathExtension(job.newURL).toLower();
+}
+
+bool isImageJob(const RenameJob &job)
+{
+    return imageExtensions().contains(sourceFormat(job)) && imageExtensions().contains(targetFormat(job));
+}
+
+void requireStamp(const RenameJob &job, const QString &sentence)
+{
+    if (FileStamp::read(job.newURL) != job.stamp)
+        throw ConversionError(sentence);
+}
+
+// Bytes that the result takes at the very least. Only plain samples are sure to outgrow a compressed source;
+// for every other target the answer hangs on what the engine makes of it.
+std::uint64_t smallestResult(const RenameJob &job)
+{
+    static const QStringList compressed{u"mp3"_s, u"m4a"_s, u"aac"_s, u"flac"_s, u"ogg"_s};
+    static const QStringList plainSamples{u"wav"_s, u"aif"_s, u"aiff"_s};
+    const bool grows = compressed.contains(sourceFormat(job)) && plainSamples.contains(targetFormat(job));
+    return grows ? job.stamp.size : 1;
+}
+
+} // namespace
+
+ConversionDriver::ConversionDriver(const Files &files, Engines engines)
+    : m_files(files)
+    , m_engines(std::move(engines))
+{}
+
+void ConversionDriver::convert(const RenameJob &job, const Preferences &preferences,
+                               const Progress &progress) const
+{
+    if (const std::optional<QString> refusal = RenameProtection::reason(job))
+        throw RenameProtection::reject(job, *refusal, m_files);
+    try {
+        replace(job, preferences, progress);
+    } catch (const Error &failure) {
+        giveNameBack(job, failure);
+        throw;
+    } catch (const std::bad_alloc &) {
+        const ConversionError failure(u"Mémoire insuffisante pour convertir ce fichier."_s);
+        giveNameBack(job, failure);
+        throw failure;
+    }
+}
+
+void ConversionDriver::replace(const RenameJob &job, const Preferences &preferences,
+                               const Progress &progress) const
+{
+    requireStamp(job, u"Le fichier a changé. Conversion annulée pour le protéger."_s);
+    const WorkFolder work(m_files, job, preferences.keepOriginal);
+    m_files.copy(job.newURL, work.sourceCopy());
+    requireStamp(job, u"Le fichier est en cours de modification."_s);
+    requireSpaceForResult(job);
+    runEngine(job, work, preferences, progress);
+    requireSoundOutput(job, work);
+    SafeReplacement(m_files, job, work).run(preferences.keepOriginal);
+    progress(1.0);
+}
+
+void ConversionDriver::requireSpaceForResult(const RenameJob &job) const
+{
+    const fs::path folder = job.newURL.parent_path();
+    const std::optional<std::uint64_t> available = m_files.freeBytes(folder);
+    if (available && *available < smallestResult(job))
+        throw ConversionError(u"Espace disque insuffisant."_s);
+}
+
+void ConversionDriver::runEngine(const RenameJob &job, const WorkFolder &work, const Preferences &preferences,
+                                 const Progress &progress) const
+{
+    static const QStringList platformAudio{u"wav"_s, u"aif"_s, u"aiff"_s, u"m4a"_s};
+    static const QStringList platformVideo{u"mp4"_s, u"mov"_s, u"m4v"_s};
+    const QString source = sourceFormat(job);
+    const QString target = targetFormat(job);
+
+    if (isImageJob(job)) {
+        const Engine &engine = target == u"webp"_s ? m_engines.external : m_engines.image;
+        engine(work.sourceCopy(), work.output(), preferences, progress);
+        return;
+    }
+    Engine first;
+    if (audioExtensions().contains(source) && platformAudio.contains(target))
+        first = m_engines.audio;
+    else if (videoExtensions().contains(source) && platformVideo.contains(target))
+        first = m_engines.video;
+    if (first) {
+        try {
+            first(work.sourceCopy(), work.output(), preferences, progress);
+            return;
+        } catch (const Error &) {
+            if (!m_engines.hasExternal())
+                throw;
+        }
+        try {
+            m_files.removeTree(work.output());
+        } catch (const Error &) {
+            // The external engine writes over what the first one left, or says why it cannot.
+        }
+    }
+    m_engines.external(work.sourceCopy(), work.output(), preferences, progress);
+}
+
+void ConversionDriver::requireSoundOutput(const RenameJob &job, const WorkFolder &work) const
+{
+    const FileAttributes output = m_files.attributes(work.output());
+    const OutputCheck &matches = isImageJob(job) ? m_engines.imageMatches : m_engines.mediaMatches;
+    if (output.type != FileType::Regular || output.sizeBytes == 0 ||
+        !matches(work.sourceCopy(), work.output()))
+        throw ConversionError(u"Le moteur n’a produit aucun fichier valide."_s);
+}
+
+void ConversionDriver::giveNameBack(const RenameJob &job, const Error &failure) const
+{
+    if (!job.stamp.isAt(job.newURL) || m_files.exists(job.oldURL))
+        return;
+    try {
+        m_files.moveNoReplace(job.newURL, job.oldURL);
+    } catch (const Error &) {
+        throw ConversionError(u"Conversion impossible. Original intact sous "_s + displayName(job.newURL) +
+                              u" ; rétablissez ."_s + pathExtension(job.oldURL) + u"."_s);
+    }
+    throw ConversionError(failure.errorDescription() + u" Extension d’origine rétablie."_s);
+}
+
+} // namespace quorvalent

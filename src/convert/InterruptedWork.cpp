@@ -1,0 +1,178 @@
+#include "convert/InterruptedWork.h"
+
+#include "convert/WorkFolder.h"
+#include "platform/Error.h"
+
+#include <optional>
+#include <system_error>
+
+namespace quorvalent {
+
+namespace {
+
+using namespace Qt::StringLiterals;
+namespace fs = std::filesystem;
+
+std::vector<fs::path> workFoldersBelow(const fs::path &root,
+                                       const std::function<bool(std::string_view)> &isEntered)
+{
+    std::vector<fs::path> found;
+    std::vector<fs::path> pending{root};
+    while (!pending.empty()) {
+        const fs::path folder = std::move(pending.back());
+        pending.pop_back();
+        std::error_code failure; // a folder that vanished or may not be read holds nothing for us
+        fs::directory_iterator entry(folder, failure);
+        for (; !failure && entry != fs::directory_iterator(); entry.increment(failure)) {
+            std::error_code unknown;
+            if (entry->is_symlink(unknown) || !entry->is_directory(unknown))
+                continue;
+            const fs::path name = entry->path().filename();
+            if (WorkFolder::isWorkFolderName(name))
+                found.push_back(entry->path());
+            else if (isEntered(name.native()))
+                pending.push_back(entry->path());
+        }
+    }
+    return found;
+}
+
+/// One abandoned work folder whose lock this process holds.
+class Restoration
+{
+public:
+    Restoration(const Files &files, const fs::path &workFolder, const SwapJournal &journal)
+        : m_files(files)
+        , m_journal(journal)
+        , m_oldURL(workFolder.parent_path() / journal.oldName)
+        , m_newURL(workFolder.parent_path() / journal.newName)
+        , m_aside(workFolder.parent_path() / journal.collisionName)
+        , m_copy(WorkFolder::sourceCopyIn(workFolder, journal.oldName))
+    {}
+
+    /// What the user must know, if anything.
+    [[nodiscard]] std::optional<QString> run() const
+    {
+        // The order is the order of the swap: not yet moved, moved to the old name, moved elsewhere.
+        if (m_journal.isOriginalAt(m_newURL))
+            return originalAt(movedToFirstFree(m_newURL, {m_oldURL}));
+        const bool hasResult = m_files.exists(m_newURL);
+        if (hasResult && m_journal.keepsOriginal)
+            return std::nullopt;
+        if (m_journal.isOriginalAt(m_oldURL))
+            return originalAt(m_oldURL);
+        if (m_journal.isOriginalAt(m_aside)) {
+            if (hasResult)
+                return originalAt(m_aside);
+            return originalAt(movedToFirstFree(m_aside, {m_oldURL, m_newURL}));
+        }
+        // Nothing bears the new name and the original is nowhere: the copy may be the last of its bytes.
+        if (!hasResult && isCopyComplete())
+            return sentence(u" Copie de l’original : "_s, rescuedCopy());
+        return std::nullopt;
+    }
+
+    [[nodiscard]] bool isCopyStillNeeded() const
+    {
+        return isCopyComplete() && !m_files.exists(m_newURL) && !m_journal.isOriginalAt(m_oldURL) &&
+               !m_journal.isOriginalAt(m_aside);
+    }
+
+private:
+    [[nodiscard]] bool isCopyComplete() const
+    {
+        try {
+            const FileAttributes copy = m_files.attributes(m_copy);
+            return copy.type == FileType::Regular && copy.sizeBytes == m_journal.sizeBytes;
+        } catch (const Error &) {
+            return false;
+        }
+    }
+
+    [[nodiscard]] fs::path movedToFirstFree(const fs::path &from, const std::vector<fs::path> &places) const
+    {
+        for (const fs::path &place : places) {
+            try {
+                m_files.moveNoReplace(from, place);
+                return place;
+            } catch (const Error &) {
+                continue; // taken or refused: the file stays where it is unless the next place takes it
+            }
+        }
+        return from;
+    }
+
+    [[nodiscard]] fs::path rescuedCopy() const
+    {
+        try {
+            m_files.flush(m_copy);
+        } catch (const Error &) {
+            return m_copy;
+        }
+        return movedToFirstFree(m_copy, {m_oldURL, m_aside});
+    }
+
+    [[nodiscard]] QString sentence(const QString &piece, const fs::path &place) const
+    {
+        return u"La conversion de « "_s + displayName(m_newURL) + u" » a été interrompue."_s + piece +
+               displayText(place);
+    }
+
+    [[nodiscard]] QString originalAt(const fs::path &place) const
+    {
+        return sentence(u" Original intact : "_s, place);
+    }
+
+    const Files &m_files;
+    const SwapJournal &m_journal;
+    fs::path m_oldURL;
+    fs::path m_newURL;
+    fs::path m_aside;
+    fs::path m_copy;
+};
+
+std::optional<QString> putRight(const Files &files, const fs::path &workFolder)
+{
+    const FileAttributes attributes = files.attributes(workFolder);
+    if (attributes.type != FileType::Folder || !attributes.isOwn)
+        return std::nullopt;
+    const fs::path journalPath = WorkFolder::journalIn(workFolder);
+    if (!files.exists(journalPath)) {
+        files.remove(workFolder); // killed before its journal: empty, or not one of ours and refused
+        return std::nullopt;
+    }
+    const std::optional<LockedFile> lock = LockedFile::take(journalPath);
+    if (!lock)
+        return std::nullopt;
+    std::optional<QString> told;
+    // An incomplete journal was never followed by a move: the original is where the user left it.
+    if (const std::optional<SwapJournal> journal = SwapJournal::decoded(lock->read())) {
+        const Restoration restoration(files, workFolder, *journal);
+        told = restoration.run();
+        if (restoration.isCopyStillNeeded())
+            return told;
+    }
+    WorkFolder::removeFolder(files, workFolder);
+    return told;
+}
+
+} // namespace
+
+QStringList restoreInterruptedWork(const std::vector<fs::path> &roots,
+                                   const std::function<bool(std::string_view)> &isEntered, const Files &files)
+{
+    QStringList sentences;
+    for (const fs::path &root : roots) {
+        for (const fs::path &workFolder : workFoldersBelow(root, isEntered)) {
+            try {
+                if (const std::optional<QString> told = putRight(files, workFolder))
+                    sentences.append(*told);
+            } catch (const Error &) {
+                continue; // not readable or not empty now; the next start looks again
+            }
+        }
+    }
+    return sentences;
+}
+
+} // namespace quorvalent

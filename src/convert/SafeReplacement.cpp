@@ -1,0 +1,91 @@
+#include "convert/SafeReplacement.h"
+
+#include "core/ConversionError.h"
+
+namespace quorvalent {
+
+namespace {
+
+using namespace Qt::StringLiterals;
+namespace fs = std::filesystem;
+
+ConversionError changedMeanwhile()
+{
+    return ConversionError(u"Le fichier a été modifié pendant la conversion. Aucun remplacement effectué."_s);
+}
+
+ConversionError originalLeftAt(const fs::path &backup)
+{
+    return ConversionError(u"Échec du remplacement. Original intact : "_s + displayText(backup));
+}
+
+} // namespace
+
+SafeReplacement::SafeReplacement(const Files &files, const RenameJob &job, const WorkFolder &work)
+    : m_files(files)
+    , m_job(job)
+    , m_work(work)
+{}
+
+void SafeReplacement::run(bool keepsOriginal) const
+{
+    requireUnchanged();
+    sealOutput();
+    requireUnchanged(); // flushing a long result takes its time
+    const fs::path backup = m_files.exists(m_job.oldURL) ? m_work.collisionBackup() : m_job.oldURL;
+    moveAside(backup);
+    moveIn(backup);
+    try {
+        m_files.flush(m_job.newURL.parent_path());
+        if (!keepsOriginal)
+            removeOriginal(backup);
+    } catch (const Error &) {
+        // The result is in place. What may not be on the disk yet, or cannot be removed, stays beside it.
+    }
+}
+
+void SafeReplacement::requireUnchanged() const
+{
+    if (FileStamp::read(m_job.newURL) != m_job.stamp)
+        throw changedMeanwhile();
+}
+
+void SafeReplacement::sealOutput() const
+{
+    m_files.carryOverAttributes(m_job.newURL, m_work.output());
+    m_files.flush(m_work.output());
+    m_work.flushJournal();
+}
+
+void SafeReplacement::moveAside(const fs::path &backup) const
+{
+    m_files.moveNoReplace(m_job.newURL, backup);
+    if (m_job.stamp.isAt(backup))
+        return;
+    // Between the last look and the move somebody wrote into the file or saved another over it.
+    try {
+        m_files.moveNoReplace(backup, m_job.newURL);
+    } catch (const Error &) {
+        if (m_files.exists(backup))
+            throw originalLeftAt(backup);
+    }
+    throw changedMeanwhile();
+}
+
+void SafeReplacement::moveIn(const fs::path &backup) const
+{
+    try {
+        m_files.moveNoReplace(m_work.output(), m_job.newURL);
+    } catch (const Error &) {
+        throw originalLeftAt(backup);
+    }
+}
+
+void SafeReplacement::removeOriginal(const fs::path &backup) const
+{
+    // First the open files, then the stamp: whoever closed the file in between has changed the stamp.
+    if (!m_files.isOpenForWriting(backup) && m_job.stamp.isAt(backup))
+        m_files.remove(backup);
+}
+
+} // namespace quorvalent

@@ -1,0 +1,57 @@
+#pragma once
+
+#include "convert/SwapJournal.h"
+#include "core/RenameJob.h"
+#include "platform/Files.h"
+#include "platform/LockedFile.h"
+
+#include <filesystem>
+#include <optional>
+
+namespace quorvalent {
+
+/// Owns the hidden, private folder beside a renamed file in which its conversion works, and removes it with
+/// everything in it at the end of its life. The journal inside is locked while this object lives and says
+/// what to put right should the program be killed. One conversion's thread.
+class WorkFolder
+{
+public:
+    /// Creates the folder and its journal in the folder of the job's file; throws FileError. `files` outlives
+    /// the object.
+    WorkFolder(const Files &files, const RenameJob &job, bool keepsOriginal);
+    ~WorkFolder();
+    WorkFolder(const WorkFolder &) = delete;
+    WorkFolder &operator=(const WorkFolder &) = delete;
+
+    [[nodiscard]] const std::filesystem::path &path() const { return m_path; }
+    /// The private copy that the engines read.
+    [[nodiscard]] const std::filesystem::path &sourceCopy() const { return m_sourceCopy; }
+    /// The file that the engines write.
+    [[nodiscard]] const std::filesystem::path &output() const { return m_output; }
+    /// Where the original goes aside when its old name is taken: beside the file, under a name of its own.
+    [[nodiscard]] const std::filesystem::path &collisionBackup() const { return m_collisionBackup; }
+
+    /// Returns once the journal and the names it stands under are on the disk; throws FileError.
+    void flushJournal() const;
+
+    /// Whether a folder of this name can be a work folder.
+    [[nodiscard]] static bool isWorkFolderName(const std::filesystem::path &name);
+    [[nodiscard]] static std::filesystem::path journalIn(const std::filesystem::path &workFolder);
+    [[nodiscard]] static std::filesystem::path sourceCopyIn(const std::filesystem::path &workFolder,
+                                                            const std::filesystem::path &oldName);
+
+    /// Removes a work folder, its journal last, so that no half-removed folder is without one. Best effort.
+    static void removeFolder(const Files &files, const std::filesystem::path &workFolder);
+
+private:
+    void create(const RenameJob &job, bool keepsOriginal);
+
+    const Files &m_files;
+    std::filesystem::path m_path;
+    std::filesystem::path m_sourceCopy;
+    std::filesystem::path m_output;
+    std::filesystem::path m_collisionBackup;
+    std::optional<LockedFile> m_journal;
+};
+
+} // namespace quorvalent
