@@ -1,0 +1,23 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+namespace quorvalent::test {
+
+/// How a child process ended.
+struct ChildResult
+{
+    int signal = 0;   ///< that killed it, or 0
+    std::string text; ///< what the body returned, or the reason why it could not
+};
+
+enum class Rights {
+    Same,
+    Nobody, ///< those of the user nobody; when the tests do not run as root, their own
+};
+
+/// Runs the body in a forked child and waits for its end.
+[[nodiscard]] ChildResult runInChild(Rights rights, const std::function<std::string()> &body);
+
+} // namespace quorvalent::test
