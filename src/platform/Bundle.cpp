@@ -1,5 +1,9 @@
 #include "platform/Bundle.h"
 
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
+
 #include <unistd.h>
 
 namespace quorvalent::Bundle {
@@ -10,6 +14,15 @@ std::filesystem::path root()
     std::error_code failed;
     const auto executable = std::filesystem::read_symlink("/proc/self/exe", failed);
     return failed ? std::filesystem::path() : executable.parent_path().parent_path();
+}
+
+std::optional<QString> information(const QString &key)
+{
+    QFile file(root() / "Contents/Info.json");
+    if (!file.open(QIODevice::ReadOnly))
+        return std::nullopt;
+    const QJsonValue value = QJsonDocument::fromJson(file.readAll()).object().value(key);
+    return value.isString() ? std::optional(value.toString()) : std::nullopt;
 }
 
 bool isExecutableFile(const std::filesystem::path &path)

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <QString>
+
 #include <filesystem>
+#include <optional>
 
 namespace quorvalent {
 
@@ -9,6 +12,9 @@ namespace Bundle {
 
 /// Root folder of the bundle.
 [[nodiscard]] std::filesystem::path root();
+
+/// A text of the bundle's information file, Contents/Info.json; nothing where the file or the key is missing.
+[[nodiscard]] std::optional<QString> information(const QString &key);
 
 /// Whether a regular file that this user may execute stands at the path; links are followed.
 [[nodiscard]] bool isExecutableFile(const std::filesystem::path &path);
