@@ -6,6 +6,9 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <algorithm>
+#include <cmath>
+
 namespace quorvalent {
 
 namespace {
@@ -97,8 +100,11 @@ std::optional<std::filesystem::path> Preferences::ffmpeg()
     return program;
 }
 
-QByteArray Preferences::encoded() const
+std::optional<QByteArray> Preferences::encoded() const
 {
+    if (!std::all_of(imageQuality.begin(), imageQuality.end(),
+                     [](double value) { return std::isfinite(value); }))
+        return std::nullopt;
     QJsonArray folderTexts;
     for (const std::filesystem::path &folder : folders)
         folderTexts.append(storedText(folder));

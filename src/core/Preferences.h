@@ -32,8 +32,9 @@ struct Preferences
     /// Looked up afresh on each call.
     [[nodiscard]] static std::optional<std::filesystem::path> ffmpeg();
 
-    /// One JSON object with exactly seven members, UTF-8.
-    [[nodiscard]] QByteArray encoded() const;
+    /// One JSON object with exactly seven members, UTF-8. Nothing when a quality is no finite number, which
+    /// JSON cannot hold.
+    [[nodiscard]] std::optional<QByteArray> encoded() const;
     /// Nothing unless the document has all seven members with the right types; others are ignored.
     [[nodiscard]] static std::optional<Preferences> decoded(const QByteArray &json);
 };
