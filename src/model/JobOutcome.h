@@ -1,0 +1,40 @@
+#pragma once
+
+#include "core/Preferences.h"
+#include "core/Progress.h"
+#include "core/RenameJob.h"
+
+#include <QString>
+
+#include <chrono>
+#include <functional>
+#include <optional>
+
+namespace quorvalent {
+
+/// Why a job failed, in French source texts.
+struct JobFailure
+{
+    QString title;
+    QString message; ///< one complete sentence
+};
+
+/// What became of a job.
+struct JobOutcome
+{
+    std::optional<JobFailure> failure;       ///< nothing after a success
+    QString detail;                          ///< French source text for the activity list
+    std::chrono::duration<double> seconds{}; ///< wall time inside the conversion driver
+
+    [[nodiscard]] bool succeeded() const { return !failure; }
+};
+
+/// The conversion driver: returns after a success, throws otherwise.
+using ConvertJob = std::function<void(const RenameJob &, const Preferences &, const Progress &)>;
+
+/// Runs the driver on the calling thread and turns whatever it throws into a failure, so that nothing escapes
+/// into a worker thread.
+[[nodiscard]] JobOutcome outcomeOf(const ConvertJob &convert, const RenameJob &job,
+                                   const Preferences &preferences, const Progress &progress);
+
+} // namespace quorvalent

@@ -1,0 +1,56 @@
+#pragma once
+
+#include "core/RenameJob.h"
+#include "model/JobOutcome.h"
+#include "platform/Dispatch.h"
+
+#include <QString>
+#include <QStringList>
+
+#include <chrono>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <vector>
+
+namespace quorvalent {
+
+/// What the model asks of a watcher. Any thread may call; every function returns at once.
+class JobSource
+{
+public:
+    JobSource() = default;
+    JobSource(const JobSource &) = delete;
+    JobSource &operator=(const JobSource &) = delete;
+    virtual ~JobSource() = default; ///< no handler runs afterwards
+
+    /// Watches these folders instead of the earlier ones; none means that nothing is watched. `onWatching`
+    /// runs on a thread of the watcher's once every later rename will be reported.
+    virtual void start(std::vector<std::filesystem::path> folders, std::function<void()> onWatching) = 0;
+
+    /// The job of this file is over: its renames are reported again.
+    virtual void complete(const QString &identity) = 0;
+};
+
+/// Called by a watcher on a thread of its own.
+struct JobSourceHandlers
+{
+    std::function<void(const RenameJob &)> onRename;
+    std::function<void(const QString &message)> onProblem; ///< French source text
+};
+
+/// What the model needs of the world outside. Every member must be set.
+struct ModelServices
+{
+    ConvertJob convert;
+    std::function<std::unique_ptr<JobSource>(JobSourceHandlers)> makeWatcher;
+    /// Puts right what a killed run left in these folders; runs in the background before they are watched.
+    /// Answers with what the user has to know, French source texts.
+    std::function<QStringList(const std::vector<std::filesystem::path> &folders)> restoreInterruptedWork;
+    /// Runs long work off the main thread.
+    std::function<void(Task)> inBackground;
+    /// Runs a task on the main thread after a delay; a delay of 0 means the next turn of the event loop.
+    std::function<void(std::chrono::milliseconds, Task)> later;
+};
+
+} // namespace quorvalent

@@ -1,0 +1,352 @@
+#include "model/AppModel.h"
+
+#include "core/ConversionError.h"
+
+#include "support/FakeWorld.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <new>
+#include <ostream>
+#include <stdexcept>
+
+namespace quorvalent::test {
+
+namespace {
+
+using namespace Qt::StringLiterals;
+
+using Lines = std::vector<std::string>;
+
+/// A model that watches /folder, with each of its announcements in the world's log.
+class AppModelTest : public testing::Test
+{
+protected:
+    AppModelTest()
+    {
+        Preferences preferences;
+        preferences.folders = {"/folder"};
+        model = std::make_unique<AppModel>(preferences, world.services());
+        model->onToast = [this] { world.log.emplace_back("toast"); };
+        model->onFinished = [this] { world.log.emplace_back("onFinished"); };
+        model->onWarning = [this] { world.log.emplace_back("onWarning"); };
+        model->onDrained = [this] { world.log.emplace_back("drained"); };
+        QObject::connect(model.get(), &AppModel::jobStarted, [this](const RenameJob &job) {
+            world.log.push_back("started " + job.newURL.filename().native() + ", " +
+                                std::to_string(model->queued()) + " wait");
+        });
+        QObject::connect(model.get(), &AppModel::jobFinished,
+                         [this](const RenameJob &job, const JobOutcome &outcome) {
+                             world.log.push_back("finished " + job.newURL.filename().native() +
+                                                 (outcome.succeeded() ? "" : ", failed"));
+                         });
+    }
+
+    void startWatching()
+    {
+        model->start();
+        world.runBackground();
+        world.log.clear();
+    }
+
+    FakeWorld world;
+    std::unique_ptr<AppModel> model;
+};
+
+TEST_F(AppModelTest, convertsInTheOrderOfTheReportOneAtATime)
+{
+    startWatching();
+    world.handlers.onRename(renamed("a.png", "a.jpg", u"1-1"_s));
+    world.handlers.onRename(renamed("b.png", "b.jpg", u"1-2"_s));
+    world.handlers.onRename(renamed("c.png", "c.jpg", u"1-3"_s));
+    runMain();
+
+    EXPECT_EQ(world.takeLog(), Lines({"started a.jpg, 0 wait", "toast"}));
+    EXPECT_EQ(model->queued(), 2);
+    EXPECT_EQ(model->currentName(), u"a.jpg"_s);
+    EXPECT_EQ(model->currentDetail(), u"PNG → JPG"_s);
+    EXPECT_EQ(world.backgroundTasks(), 1U) << "one conversion at a time";
+
+    world.runBackground();
+    EXPECT_EQ(world.takeLog(), Lines({"complete 1-1", "finished a.jpg", "onFinished", "later 1500"}));
+    EXPECT_FALSE(model->isConverting());
+    EXPECT_FALSE(model->isIdle()) << "two files wait in the pause between jobs";
+    EXPECT_EQ(model->currentName(), u"a.jpg"_s) << "the finished file stays in sight";
+
+    world.runLater();
+    world.runBackground();
+    world.runLater();
+    EXPECT_EQ(model->queued(), 0);
+    world.runBackground();
+    EXPECT_EQ(world.takeLog(), Lines({"started b.jpg, 1 wait", "toast", "complete 1-2", "finished b.jpg",
+                                      "onFinished", "later 1500", "started c.jpg, 0 wait", "toast",
+                                      "complete 1-3", "finished c.jpg", "onFinished", "drained"}));
+    EXPECT_TRUE(model->isIdle());
+}
+
+TEST_F(AppModelTest, cutsThePauseShortForANewJob)
+{
+    model->enqueue(renamed("a.png", "a.jpg"));
+    model->enqueue(renamed("b.png", "b.jpg"));
+    world.runBackground();
+    world.log.clear();
+
+    model->enqueue(renamed("c.png", "c.jpg"));
+    EXPECT_EQ(world.log, Lines({"started b.jpg, 1 wait", "toast"}));
+
+    world.runLater();
+    EXPECT_EQ(model->queued(), 1) << "the pause that was cut short starts nothing more";
+    EXPECT_EQ(world.backgroundTasks(), 1U);
+}
+
+TEST_F(AppModelTest, neverShowsTheBannerForARefusedRename)
+{
+    startWatching();
+    world.convert = [](const RenameJob &, const Preferences &, const Progress &) {
+        throw UnsupportedRenameError(u"Refus."_s);
+    };
+    model->enqueue(renamed("a.mp3", "a.mkv"));
+    model->enqueue(renamed("b.png", "b.jpg", u"1-2"_s));
+    world.runBackground();
+
+    EXPECT_EQ(world.log, Lines({"started a.mkv, 0 wait", "complete 1-1", "finished a.mkv, failed",
+                                "onWarning", "later 0"}));
+    EXPECT_EQ(model->warningTitle(), u"Format non pris en charge"_s);
+    EXPECT_EQ(model->warningMessage(), u"Refus."_s);
+    EXPECT_EQ(model->warningCount(), 1);
+}
+
+struct Thrown
+{
+    const char *name;
+    std::function<void()> raise;
+    QString title;
+    QString message;
+};
+
+void PrintTo(const Thrown &thrown, std::ostream *out)
+{
+    *out << thrown.name;
+}
+
+class FailureTest : public AppModelTest, public testing::WithParamInterface<Thrown>
+{};
+
+TEST_P(FailureTest, isRecordedAndStopsNothing)
+{
+    world.convert = [](const RenameJob &, const Preferences &, const Progress &progress) {
+        progress(0.5);
+        GetParam().raise();
+    };
+    model->enqueue(renamed("a.png", "a.jpg"));
+    world.runBackground();
+
+    EXPECT_EQ(model->progress(), std::nullopt);
+    EXPECT_EQ(model->currentDetail(), GetParam().message);
+    EXPECT_EQ(model->warningTitle(), GetParam().title);
+    EXPECT_EQ(model->warningMessage(), GetParam().message);
+    ASSERT_EQ(model->activities().size(), 1);
+    EXPECT_EQ(model->activities()[0].name, u"a.jpg"_s);
+    EXPECT_EQ(model->activities()[0].detail, GetParam().message);
+    EXPECT_FALSE(model->activities()[0].success);
+
+    world.convert = [](const RenameJob &, const Preferences &, const Progress &) {};
+    model->enqueue(renamed("b.png", "b.jpg"));
+    world.runBackground();
+    EXPECT_TRUE(model->activities()[0].success);
+    EXPECT_EQ(model->warningMessage(), GetParam().message) << "a success takes no warning back";
+}
+
+const Thrown failures[] = {
+    {"conversion", [] { throw ConversionError(u"Lecture de l’image impossible."_s); },
+     u"Conversion impossible"_s, u"Lecture de l’image impossible."_s},
+    {"refusal", [] { throw UnsupportedRenameError(u"Refus."_s); }, u"Format non pris en charge"_s,
+     u"Refus."_s},
+    {"system", [] { throw FileError(ENOSPC, "/folder/a.jpg"); }, u"Conversion impossible"_s,
+     u"Espace disque insuffisant."_s},
+    {"memory", [] { throw std::bad_alloc(); }, u"Conversion impossible"_s,
+     u"Mémoire insuffisante pour convertir ce fichier."_s},
+    {"unknown", [] { throw std::runtime_error("no such é"); }, u"Conversion impossible"_s,
+     u"Erreur inattendue : no such é"_s},
+};
+
+INSTANTIATE_TEST_SUITE_P(Errors, FailureTest, testing::ValuesIn(failures),
+                         [](const auto &test) { return std::string(test.param.name); });
+
+TEST_F(AppModelTest, runsAJobWithThePreferencesOfItsStart)
+{
+    Preferences keeping;
+    keeping.keepOriginal = true;
+    model->setPreferences(keeping);
+    bool kept = false;
+    world.convert = [&kept](const RenameJob &, const Preferences &preferences, const Progress &) {
+        kept = preferences.keepOriginal;
+    };
+    model->enqueue(renamed("a.png", "a.jpg"));
+    model->enqueue(renamed("b.png", "b.jpg"));
+    model->setPreferences({});
+
+    world.runBackground();
+    EXPECT_TRUE(kept);
+    EXPECT_EQ(model->currentDetail(), u"Terminé · original conservé"_s);
+    EXPECT_EQ(model->activities()[0].detail, u"Terminé · original conservé"_s);
+
+    world.runLater();
+    world.runBackground();
+    EXPECT_FALSE(kept);
+    EXPECT_EQ(model->activities()[0].detail, u"Conversion terminée"_s);
+}
+
+TEST_F(AppModelTest, rememberTheLastThirtyOutcomes)
+{
+    for (int count = 1; count <= 31; ++count) {
+        model->enqueue(renamed("a.png", std::to_string(count) + ".jpg"));
+        world.runBackground();
+    }
+
+    ASSERT_EQ(model->activities().size(), 30);
+    EXPECT_EQ(model->activities().first().name, u"31.jpg"_s);
+    EXPECT_EQ(model->activities().last().name, u"2.jpg"_s);
+}
+
+TEST_F(AppModelTest, showsTheProgressOfTheRunningJobOnly)
+{
+    QStringList seen;
+    QObject::connect(model.get(), &AppModel::jobProgressed,
+                     [&seen](const RenameJob &, std::optional<double> fraction) {
+                         seen.append(fraction ? QString::number(*fraction) : u"unknown"_s);
+                     });
+    Progress kept;
+    world.convert = [&kept](const RenameJob &, const Preferences &, const Progress &progress) {
+        progress(0.25);
+        progress(std::nullopt);
+        progress(1.0);
+        kept = progress;
+    };
+    model->enqueue(renamed("a.png", "a.jpg"));
+    EXPECT_EQ(model->progress(), std::nullopt);
+    world.runBackground();
+    EXPECT_EQ(seen, QStringList({u"0.25"_s, u"unknown"_s, u"1"_s}));
+    EXPECT_EQ(model->progress(), 1.0);
+
+    kept(0.5);
+    runMain();
+    EXPECT_EQ(model->progress(), 1.0) << "a late report of a finished job";
+
+    model->enqueue(renamed("b.png", "b.jpg"));
+    kept(0.75);
+    runMain();
+    EXPECT_EQ(model->progress(), std::nullopt) << "a late report of the job before";
+}
+
+TEST_F(AppModelTest, releasesAJobItRefuses)
+{
+    startWatching();
+    model->setPaused(true);
+    world.handlers.onRename(renamed("a.png", "a.jpg", u"1-8"_s));
+    runMain();
+    model->setPaused(false);
+    model->setInstallingUpdate(true);
+    model->enqueue(renamed("b.png", "b.jpg", u"1-9"_s));
+
+    EXPECT_EQ(world.log, Lines({"complete 1-8", "complete 1-9"}));
+    EXPECT_TRUE(model->isIdle());
+    EXPECT_TRUE(model->activities().isEmpty());
+}
+
+TEST_F(AppModelTest, carriesAcceptedJobsThroughAPause)
+{
+    model->enqueue(renamed("a.png", "a.jpg"));
+    model->enqueue(renamed("b.png", "b.jpg"));
+    model->setPaused(true);
+    world.runBackground();
+    world.runLater();
+    world.runBackground();
+
+    EXPECT_EQ(model->activities().size(), 2);
+}
+
+TEST_F(AppModelTest, dropsWhatWaitsButNotWhatRuns)
+{
+    startWatching();
+    model->enqueue(renamed("a.png", "a.jpg", u"1-1"_s));
+    model->enqueue(renamed("b.png", "b.jpg", u"1-2"_s));
+    model->enqueue(renamed("c.png", "c.jpg", u"1-3"_s));
+    world.log.clear();
+    model->dropWaitingJobs();
+    world.runBackground();
+
+    EXPECT_EQ(world.log, Lines({"complete 1-2", "complete 1-3", "complete 1-1", "finished a.jpg",
+                                "onFinished", "drained"}));
+}
+
+TEST_F(AppModelTest, putsInterruptedWorkRightBeforeItWatches)
+{
+    world.restore = [this](const std::vector<std::filesystem::path> &folders) {
+        world.log.push_back("restore " + folders.at(0).native());
+        return QStringList(u"Restauré."_s);
+    };
+    model->start();
+    model->restartWatcher();
+    EXPECT_TRUE(world.log.empty()) << "nothing is watched while work is being restored";
+
+    world.runBackground();
+    EXPECT_EQ(world.log, Lines({"restore /folder", "watch /folder"}));
+    EXPECT_EQ(model->watchMessage(), u"Restauré."_s);
+}
+
+TEST_F(AppModelTest, watchesEvenWhenRestoringFails)
+{
+    world.restore = [](const std::vector<std::filesystem::path> &) -> QStringList {
+        throw FileError(EACCES, "/folder");
+    };
+    model->start();
+    world.runBackground();
+
+    EXPECT_EQ(world.log, Lines({"watch /folder"}));
+    EXPECT_EQ(model->watchMessage(), u"Accès refusé à « folder »."_s);
+}
+
+TEST_F(AppModelTest, watchesNothingWhileJobsAreRefused)
+{
+    startWatching();
+    int announced = 0;
+    QObject::connect(model.get(), &AppModel::watchingStarted, [&announced] { ++announced; });
+    world.handlers.onProblem(u"Impossible de surveiller ces dossiers."_s);
+    runMain();
+    EXPECT_EQ(model->watchMessage(), u"Impossible de surveiller ces dossiers."_s);
+
+    model->setPaused(true);
+    model->restartWatcher();
+    EXPECT_EQ(model->watchMessage(), QString());
+    world.onWatching.at(0)();
+    runMain();
+    EXPECT_EQ(announced, 0) << "the answer of a watching that is over";
+
+    model->setPaused(false);
+    model->restartWatcher();
+    world.onWatching.at(2)();
+    runMain();
+    EXPECT_EQ(announced, 1);
+    EXPECT_EQ(world.log, Lines({"watch", "watch /folder"}));
+}
+
+TEST_F(AppModelTest, releasesTheFileWhenItIsGoneBeforeTheConversion)
+{
+    startWatching();
+    model->enqueue(renamed("a.png", "a.jpg"));
+    world.log.clear();
+    const JobSourceHandlers handlers = world.handlers;
+    model.reset();
+    world.runBackground();
+    handlers.onRename(renamed("b.png", "b.jpg"));
+    handlers.onProblem(u"Trop tard."_s);
+    runMain();
+
+    EXPECT_EQ(world.log, Lines({"complete 1-1"}));
+}
+
+} // namespace
+
+} // namespace quorvalent::test

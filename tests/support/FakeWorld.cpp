@@ -1,0 +1,88 @@
+#include "support/FakeWorld.h"
+
+#include <QCoreApplication>
+
+#include <stdexcept>
+#include <utility>
+
+namespace quorvalent::test {
+
+namespace {
+
+class RecordingSource : public JobSource
+{
+public:
+    explicit RecordingSource(FakeWorld &world)
+        : m_world(world)
+    {}
+
+    void start(std::vector<std::filesystem::path> folders, std::function<void()> onWatching) override
+    {
+        std::string line = "watch";
+        for (const std::filesystem::path &folder : folders)
+            line += " " + folder.native();
+        m_world.log.push_back(line);
+        m_world.onWatching.push_back(std::move(onWatching));
+    }
+    void complete(const QString &identity) override
+    {
+        m_world.log.push_back("complete " + identity.toStdString());
+    }
+
+private:
+    FakeWorld &m_world;
+};
+
+void runOldest(std::deque<Task> &tasks)
+{
+    if (tasks.empty())
+        throw std::logic_error("no task waits");
+    const Task task = std::move(tasks.front());
+    tasks.pop_front();
+    task();
+}
+
+} // namespace
+
+ModelServices FakeWorld::services()
+{
+    ModelServices services;
+    services.convert = [this](const RenameJob &job, const Preferences &preferences,
+                              const Progress &progress) { convert(job, preferences, progress); };
+    services.makeWatcher = [this](JobSourceHandlers given) {
+        handlers = std::move(given);
+        return std::make_unique<RecordingSource>(*this);
+    };
+    services.restoreInterruptedWork = [this](const std::vector<std::filesystem::path> &folders) {
+        return restore(folders);
+    };
+    services.inBackground = [this](Task task) { m_background.push_back(std::move(task)); };
+    services.later = [this](std::chrono::milliseconds delay, Task task) {
+        log.push_back("later " + std::to_string(delay.count()));
+        m_later.push_back(std::move(task));
+    };
+    return services;
+}
+
+void FakeWorld::runBackground()
+{
+    runOldest(m_background);
+    runMain();
+}
+
+void FakeWorld::runLater()
+{
+    runOldest(m_later);
+}
+
+RenameJob renamed(const std::string &oldName, const std::string &newName, const QString &identity)
+{
+    return {"/folder/" + oldName, "/folder/" + newName, FileStamp{identity, 1, {}}};
+}
+
+void runMain()
+{
+    QCoreApplication::sendPostedEvents();
+}
+
+} // namespace quorvalent::test

@@ -1,0 +1,52 @@
+#pragma once
+
+#include "model/ModelServices.h"
+
+#include <deque>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace quorvalent::test {
+
+/// The model's world without watcher, engines, threads and time: work waits until the test lets it run, and
+/// everything the model asks for is written down in order.
+class FakeWorld
+{
+public:
+    /// The services refer to this world, which must outlive the model.
+    [[nodiscard]] ModelServices services();
+
+    /// What was asked for: "watch /a /b", "complete 1-7", "later 1500", and what the test adds.
+    std::vector<std::string> log;
+    [[nodiscard]] std::vector<std::string> takeLog() { return std::exchange(log, {}); }
+
+    std::function<void(const RenameJob &, const Preferences &, const Progress &)> convert =
+        [](const RenameJob &, const Preferences &, const Progress &) {};
+    std::function<QStringList(const std::vector<std::filesystem::path> &)> restore =
+        [](const std::vector<std::filesystem::path> &) { return QStringList(); };
+
+    /// Runs the oldest background task, then whatever it posted to the main thread.
+    void runBackground();
+    /// Runs the oldest delayed task.
+    void runLater();
+    [[nodiscard]] std::size_t backgroundTasks() const { return m_background.size(); }
+    [[nodiscard]] std::size_t laterTasks() const { return m_later.size(); }
+
+    JobSourceHandlers handlers;                    ///< of the watcher that the model made
+    std::vector<std::function<void()>> onWatching; ///< one for each start of the watcher
+
+private:
+    std::deque<Task> m_background;
+    std::deque<Task> m_later;
+};
+
+/// A job from /folder/NAME.from to /folder/NAME.to, with an identity of its own.
+[[nodiscard]] RenameJob renamed(const std::string &oldName, const std::string &newName,
+                                const QString &identity = QStringLiteral("1-1"));
+
+/// Runs everything that has been posted to the main thread.
+void runMain();
+
+} // namespace quorvalent::test
