@@ -1,0 +1,37 @@
+#pragma once
+
+#include "core/Preferences.h"
+#include "platform/Error.h"
+
+#include <QString>
+
+#include <string>
+#include <vector>
+
+namespace quorvalent {
+
+/// A command line that cannot be obeyed; the sentence names the argument and holds no line break.
+class UsageError : public Error
+{
+public:
+    using Error::Error;
+};
+
+/// What the command line of quorvalent-watch asks for.
+struct Options
+{
+    enum class Action { Watch, ShowHelp, ShowVersion };
+
+    Action action = Action::Watch;
+    bool json = false;
+    QString language = QStringLiteral("fr"); ///< of the lines for people
+    Preferences preferences;                 ///< the folders are absolute, exist, and are there once each
+
+    /// Reads the arguments after the program's name, bytes as they came. Throws UsageError.
+    [[nodiscard]] static Options parse(const std::vector<std::string> &arguments);
+};
+
+/// What --help prints.
+[[nodiscard]] QString helpText();
+
+} // namespace quorvalent

@@ -1,0 +1,73 @@
+#include "console/TerminationSignals.h"
+
+#include <csignal>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <system_error>
+
+namespace quorvalent {
+
+namespace {
+
+volatile std::sig_atomic_t pipeToLoop = -1;
+
+// Runs in whatever the signal interrupted: one write and nothing else, with errno as it was.
+void passOn(int signalNumber)
+{
+    const int saved = errno;
+    const auto byte = static_cast<unsigned char>(signalNumber);
+    (void)!::write(pipeToLoop, &byte, 1);
+    errno = saved;
+}
+
+void ignoreOne(int /*signalNumber*/) {}
+
+void handle(int signalNumber, void (*handler)(int))
+{
+    struct sigaction action = {};
+    action.sa_handler = handler;
+    action.sa_flags = SA_RESTART;
+    sigemptyset(&action.sa_mask);
+    ::sigaction(signalNumber, &action, nullptr);
+}
+
+} // namespace
+
+TerminationSignals::TerminationSignals()
+{
+    std::array<int, 2> ends{};
+    if (::pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK) != 0)
+        throw std::system_error(errno, std::generic_category());
+    m_readEnd = FileDescriptor(ends[0]);
+    m_writeEnd = FileDescriptor(ends[1]);
+    m_notifier.emplace(m_readEnd.get(), QSocketNotifier::Read);
+    QObject::connect(&*m_notifier, &QSocketNotifier::activated, [this] { readPending(); });
+
+    pipeToLoop = m_writeEnd.get();
+    handle(SIGINT, &passOn);
+    handle(SIGTERM, &passOn);
+    // A handler of our own and not SIG_IGN, which child programs would inherit.
+    handle(SIGPIPE, &ignoreOne);
+}
+
+TerminationSignals::~TerminationSignals()
+{
+    for (const int signalNumber : {SIGINT, SIGTERM, SIGPIPE})
+        handle(signalNumber, SIG_DFL);
+    pipeToLoop = -1;
+}
+
+void TerminationSignals::readPending()
+{
+    std::array<unsigned char, 16> numbers{};
+    const ssize_t count = ::read(m_readEnd.get(), numbers.data(), numbers.size());
+    for (ssize_t at = 0; at < count; ++at) {
+        if (onSignal)
+            onSignal(numbers[static_cast<std::size_t>(at)]);
+    }
+}
+
+} // namespace quorvalent

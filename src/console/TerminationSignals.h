@@ -1,0 +1,34 @@
+#pragma once
+
+#include "platform/FileDescriptor.h"
+
+#include <QSocketNotifier>
+
+#include <functional>
+#include <optional>
+
+namespace quorvalent {
+
+/// Turns SIGINT and SIGTERM into ordinary calls on the main thread's event loop, and keeps a broken pipe from
+/// ending the program. One at a time; signals are handled as before once it is destroyed.
+class TerminationSignals
+{
+public:
+    /// Throws std::system_error when the system has no descriptor left.
+    TerminationSignals();
+    ~TerminationSignals();
+    TerminationSignals(const TerminationSignals &) = delete;
+    TerminationSignals &operator=(const TerminationSignals &) = delete;
+
+    /// Each signal once, in order.
+    std::function<void(int signalNumber)> onSignal;
+
+private:
+    void readPending();
+
+    FileDescriptor m_readEnd;
+    FileDescriptor m_writeEnd;
+    std::optional<QSocketNotifier> m_notifier;
+};
+
+} // namespace quorvalent

@@ -1,0 +1,87 @@
+#include "console/WatchSession.h"
+
+#include <cstdlib>
+#include <utility>
+
+namespace quorvalent {
+
+namespace {
+
+// What a shell reports for a program that a signal ended.
+constexpr int signalStatusBase = 128;
+
+} // namespace
+
+WatchSession::WatchSession(AppModel &model, Reporter &reporter, std::function<void(int)> end)
+    : m_model(model)
+    , m_reporter(reporter)
+    , m_end(std::move(end))
+{
+    connect(&model, &AppModel::watchingStarted, this,
+            [this](const std::vector<std::filesystem::path> &folders) { m_reporter.watching(folders); });
+    connect(&model, &AppModel::watchProblem, this,
+            [this](const QString &message) { m_reporter.problem(message); });
+    connect(&model, &AppModel::jobAccepted, this, [this](const RenameJob &job) { m_reporter.detected(job); });
+    connect(&model, &AppModel::jobStarted, this, [this](const RenameJob &job) {
+        m_reporter.started(job, m_model.currentDetail(), m_model.queued());
+    });
+    connect(&model, &AppModel::jobProgressed, this,
+            [this](const RenameJob &job, std::optional<double> fraction) {
+                m_reporter.progressed(job, fraction);
+            });
+    connect(&model, &AppModel::jobFinished, this, [this](const RenameJob &job, const JobOutcome &outcome) {
+        m_reporter.finished(job, outcome);
+        // Once the model has settled its queue: the next job must not start inside the end of this one.
+        if (m_status)
+            QMetaObject::invokeMethod(this, &WatchSession::endOrGoOn, Qt::QueuedConnection);
+    });
+}
+
+void WatchSession::start()
+{
+    m_model.start();
+}
+
+void WatchSession::stop(int signalNumber)
+{
+    if (m_status) {
+        finishRunningJobOnly(signalStatusBase + signalNumber);
+        return;
+    }
+    refuseNewJobs();
+    m_status = EXIT_SUCCESS;
+    m_reporter.stopping(m_model.queued() + (m_model.isConverting() ? 1 : 0));
+    endOrGoOn();
+}
+
+void WatchSession::stopForBrokenOutput()
+{
+    if (!m_status)
+        refuseNewJobs();
+    finishRunningJobOnly(EXIT_FAILURE);
+}
+
+void WatchSession::refuseNewJobs()
+{
+    m_model.setPaused(true);
+    m_model.restartWatcher();
+}
+
+void WatchSession::finishRunningJobOnly(int status)
+{
+    if (std::exchange(m_dropsWaiting, true))
+        return;
+    m_status = status;
+    m_model.dropWaitingJobs();
+    endOrGoOn();
+}
+
+void WatchSession::endOrGoOn()
+{
+    if (!m_model.isIdle())
+        m_model.runNext(); // the pause between two jobs is for eyes that have now turned away
+    else if (!std::exchange(m_hasEnded, true))
+        m_end(*m_status);
+}
+
+} // namespace quorvalent

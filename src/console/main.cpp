@@ -1,0 +1,83 @@
+#include "console/HumanReporter.h"
+#include "console/JsonReporter.h"
+#include "console/Options.h"
+#include "console/StandardOutput.h"
+#include "console/TerminationSignals.h"
+#include "console/WatchSession.h"
+#include "model/SystemServices.h"
+#include "platform/Bundle.h"
+
+#include <QCoreApplication>
+
+#include <unistd.h>
+
+#include <cstdlib>
+#include <memory>
+
+namespace {
+
+using namespace quorvalent;
+using namespace Qt::StringLiterals;
+
+constexpr int badUsage = 2;
+
+void complain(const QString &sentence)
+{
+    StandardOutput(STDERR_FILENO).write("quorvalent-watch : " + sentence.toUtf8() + '\n');
+}
+
+int print(const QString &text)
+{
+    StandardOutput output(STDOUT_FILENO);
+    output.write(text.toUtf8());
+    return output.isBroken() ? EXIT_FAILURE : EXIT_SUCCESS;
+}
+
+QString versionText()
+{
+    const QString version =
+        Bundle::information(u"QuorvalentDisplayVersion"_s).value_or(u"1.0 (développement)"_s);
+    return u"quorvalent-watch "_s + version + u'\n';
+}
+
+int watch(const Options &options)
+{
+    StandardOutput output(STDOUT_FILENO);
+    const auto write = [&output](const QByteArray &bytes) { output.write(bytes); };
+    std::unique_ptr<Reporter> reporter;
+    if (options.json)
+        reporter = std::make_unique<JsonReporter>(write);
+    else
+        reporter = std::make_unique<HumanReporter>(write, [&output] { return output.terminalColumns(); });
+
+    AppModel model(options.preferences, systemServices());
+    WatchSession session(model, *reporter, &QCoreApplication::exit);
+    TerminationSignals signals;
+    signals.onSignal = [&session](int signalNumber) { session.stop(signalNumber); };
+    output.onBroken = [&session] {
+        complain(u"La sortie standard n’accepte plus rien."_s);
+        // The write that failed may stand in the middle of the model's own work.
+        QMetaObject::invokeMethod(&session, &WatchSession::stopForBrokenOutput, Qt::QueuedConnection);
+    };
+
+    session.start();
+    return QCoreApplication::exec();
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    try {
+        const Options options = Options::parse({argv + (argc > 0 ? 1 : 0), argv + argc});
+        if (options.action == Options::Action::ShowHelp)
+            return print(helpText());
+        if (options.action == Options::Action::ShowVersion)
+            return print(versionText());
+        const QCoreApplication application(argc, argv);
+        return watch(options);
+    } catch (const UsageError &error) {
+        complain(error.errorDescription());
+        return badUsage;
+    }
+}
