@@ -20,7 +20,7 @@ constexpr int barColumns = 20;
 QString bar(std::optional<double> fraction)
 {
     if (!fraction || !std::isfinite(*fraction))
-        return u'[' + QString(barColumns, u'·') + u"]   …  "_s;
+        return u'[' + QString(barColumns, u'·') + u"]   …   "_s;
     const double done = std::clamp(*fraction, 0.0, 1.0);
     const int filled = static_cast<int>(done * barColumns);
     return u'[' + QString(filled, u'=') + QString(barColumns - filled, u' ') +

@@ -72,7 +72,7 @@ void WatchSession::finishRunningJobOnly(int status)
     if (std::exchange(m_dropsWaiting, true))
         return;
     m_status = status;
-    m_model.dropWaitingJobs();
+    m_abandoned = m_model.dropWaitingJobs();
     endOrGoOn();
 }
 

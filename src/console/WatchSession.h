@@ -3,6 +3,7 @@
 #include "console/Reporter.h"
 #include "model/AppModel.h"
 
+#include <deque>
 #include <functional>
 #include <optional>
 
@@ -27,6 +28,9 @@ public:
     /// Nobody reads the output any more: only the running conversion is finished (status 1).
     void stopForBrokenOutput();
 
+    /// Renamed files that the end of the program leaves unconverted.
+    [[nodiscard]] const std::deque<RenameJob> &abandoned() const { return m_abandoned; }
+
 private:
     void refuseNewJobs();
     void finishRunningJobOnly(int status);
@@ -36,6 +40,7 @@ private:
     Reporter &m_reporter;
     std::function<void(int)> m_end;
     std::optional<int> m_status; ///< set once the end has been asked for
+    std::deque<RenameJob> m_abandoned;
     bool m_dropsWaiting = false;
     bool m_hasEnded = false;
 };

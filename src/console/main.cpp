@@ -2,10 +2,12 @@
 #include "console/JsonReporter.h"
 #include "console/Options.h"
 #include "console/StandardOutput.h"
+#include "console/TerminalText.h"
 #include "console/TerminationSignals.h"
 #include "console/WatchSession.h"
 #include "model/SystemServices.h"
 #include "platform/Bundle.h"
+#include "platform/Error.h"
 
 #include <QCoreApplication>
 
@@ -61,7 +63,11 @@ int watch(const Options &options)
     };
 
     session.start();
-    return QCoreApplication::exec();
+    const int status = QCoreApplication::exec();
+    for (const RenameJob &job : session.abandoned())
+        complain(
+            u"« %1 » a été renommé mais n’a pas été converti."_s.arg(printable(displayText(job.newURL))));
+    return status;
 }
 
 } // namespace

@@ -224,13 +224,15 @@ void AppModel::record(const RenameJob &job, const JobOutcome &outcome)
     }
 }
 
-void AppModel::dropWaitingJobs()
+std::deque<RenameJob> AppModel::dropWaitingJobs()
 {
-    for (const RenameJob &job : std::exchange(m_jobs, {})) {
+    std::deque<RenameJob> dropped = std::exchange(m_jobs, {});
+    for (const RenameJob &job : dropped) {
         if (m_watcher)
             m_watcher->complete(job.identity());
     }
     Q_EMIT changed();
+    return dropped;
 }
 
 } // namespace quorvalent

@@ -64,8 +64,9 @@ public:
     void enqueue(const RenameJob &job);
     /// Starts the oldest waiting job unless one runs; cuts the pause between two jobs short.
     void runNext();
-    /// Releases every waiting job unconverted, for a program that must end. The running job goes on.
-    void dropWaitingJobs();
+    /// Releases every waiting job unconverted, for a program that must end, and returns them, oldest first.
+    /// The running job goes on.
+    [[nodiscard]] std::deque<RenameJob> dropWaitingJobs();
 
     std::function<void()> onToast;    ///< a job that can be converted has started
     std::function<void()> onFinished; ///< a job has succeeded

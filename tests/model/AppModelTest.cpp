@@ -274,7 +274,7 @@ TEST_F(AppModelTest, dropsWhatWaitsButNotWhatRuns)
     model->enqueue(renamed("b.png", "b.jpg", u"1-2"_s));
     model->enqueue(renamed("c.png", "c.jpg", u"1-3"_s));
     world.log.clear();
-    model->dropWaitingJobs();
+    EXPECT_EQ(model->dropWaitingJobs().size(), 2U);
     world.runBackground();
 
     EXPECT_EQ(world.log, Lines({"complete 1-2", "complete 1-3", "complete 1-1", "finished a.jpg",

@@ -82,6 +82,8 @@ RenameJob renamed(const std::string &oldName, const std::string &newName, const 
 
 void runMain()
 {
+    // Twice, for what the posted work posts in turn.
+    QCoreApplication::sendPostedEvents();
     QCoreApplication::sendPostedEvents();
 }
 
