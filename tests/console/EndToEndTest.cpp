@@ -1,0 +1,191 @@
+#include "support/TestFolder.h"
+#include "support/WaitFor.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <filesystem>
+
+// The whole program as a user runs it: real watcher, real engines, real signals.
+
+namespace quorvalent::test {
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace Qt::StringLiterals;
+
+class EndToEndTest : public testing::Test
+{
+protected:
+    ~EndToEndTest() override
+    {
+        program.kill();
+        program.waitForFinished();
+    }
+
+    void start(const QStringList &options = {u"--json"_s})
+    {
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(u"XDG_CONFIG_HOME"_s, QString::fromStdString(settings.path().native()));
+        program.setProcessEnvironment(environment);
+        // A terminal sends Ctrl-C to the program's whole group, engines included.
+        program.setChildProcessModifier([] { ::setpgid(0, 0); });
+        program.start(QStringLiteral(QUORVALENT_WATCH_PROGRAM),
+                      options + QStringList(QString::fromStdString(folder.path().native())));
+        ASSERT_TRUE(program.waitForStarted());
+    }
+
+    void startWatching()
+    {
+        start();
+        ASSERT_TRUE(waitFor([this] { return count("watching") == 1; }));
+    }
+
+    // Renames within the watched folder.
+    void rename(const std::string &from, const std::string &to) const
+    {
+        fs::rename(folder / from, folder / to);
+    }
+
+    int count(const char *event)
+    {
+        while (program.canReadLine())
+            events.push_back(QJsonDocument::fromJson(program.readLine()).object());
+        return static_cast<int>(
+            std::count_if(events.begin(), events.end(), [event](const QJsonObject &object) {
+                return object[u"event"_s].toString() == QLatin1String(event);
+            }));
+    }
+
+    [[nodiscard]] int exitStatus()
+    {
+        EXPECT_TRUE(waitFor([this] { return program.state() == QProcess::NotRunning; }));
+        EXPECT_EQ(program.exitStatus(), QProcess::NormalExit);
+        EXPECT_TRUE(settings.listing().empty()) << "the user's settings were written";
+        return program.exitCode();
+    }
+
+    std::string makeMedia(const QStringList &ffmpegInput, const std::string &name)
+    {
+        const fs::path path = media / name;
+        QProcess::execute(QStringLiteral(QUORVALENT_FFMPEG),
+                          QStringList({u"-v"_s, u"error"_s, u"-f"_s, u"lavfi"_s, u"-i"_s}) + ffmpegInput +
+                              QStringList(QString::fromStdString(path.native())));
+        const std::string bytes = media.read(name);
+        folder.write(name, bytes);
+        return bytes;
+    }
+    std::string makePhoto(const std::string &name)
+    {
+        return makeMedia({u"testsrc=size=64x48"_s, u"-frames:v"_s, u"1"_s}, name);
+    }
+    // Long enough that its conversion still runs when a signal follows its start.
+    std::string makeSound(const std::string &name) { return makeMedia({u"anoisesrc=d=240:r=44100"_s}, name); }
+
+    TestFolder settings;
+    TestFolder media;
+    TestFolder folder;
+    QProcess program;
+    std::vector<QJsonObject> events;
+};
+
+TEST_F(EndToEndTest, convertsAFileWhoseNameIsNoText)
+{
+    makePhoto("photo.png");
+    startWatching();
+    rename("photo.png", "\xff photo.png");
+    rename("\xff photo.png", "\xff photo.jpg");
+    ASSERT_TRUE(waitFor([this] { return count("finished") == 1; }));
+
+    EXPECT_EQ(folder.listing(), std::vector<std::string>({"\xff photo.jpg"}));
+    EXPECT_EQ(folder.read("\xff photo.jpg").substr(0, 3), "\xff\xd8\xff");
+    const QJsonObject &finished = events.back();
+    EXPECT_TRUE(finished[u"success"_s].toBool());
+    EXPECT_EQ(finished[u"detail"_s].toString(), u"Conversion terminée"_s);
+    EXPECT_TRUE(finished[u"new"_s].toString().endsWith(u"/\uFFFD photo.jpg"_s));
+    EXPECT_GT(finished[u"seconds"_s].toDouble(), 0.0);
+    EXPECT_EQ(events[1][u"event"_s], u"detected"_s);
+    EXPECT_EQ(events[2][u"detail"_s], u"PNG → JPG"_s);
+    EXPECT_EQ(events[events.size() - 2][u"fraction"_s].toDouble(), 1.0);
+
+    program.terminate();
+    EXPECT_EQ(exitStatus(), 0);
+}
+
+TEST_F(EndToEndTest, putsTheNameBackOfWhatItRefuses)
+{
+    const std::string bytes = makePhoto("photo.png");
+    startWatching();
+    rename("photo.png", "photo.pdf");
+    ASSERT_TRUE(waitFor([this] { return count("finished") == 1; }));
+
+    EXPECT_FALSE(events.back()[u"success"_s].toBool(true));
+    EXPECT_EQ(events.back()[u"title"_s], u"Format non pris en charge"_s);
+    EXPECT_EQ(folder.listing(), std::vector<std::string>({"photo.png"}));
+    EXPECT_EQ(folder.read("photo.png"), bytes);
+}
+
+TEST_F(EndToEndTest, finishesRunningAndWaitingConversionsAfterCtrlC)
+{
+    makeSound("a.wav");
+    makeSound("b.wav");
+    startWatching();
+    rename("a.wav", "a.mp3");
+    rename("b.wav", "b.mp3");
+    ASSERT_TRUE(waitFor([this] { return count("detected") == 2; }));
+    ::kill(-static_cast<pid_t>(program.processId()), SIGINT);
+
+    EXPECT_EQ(exitStatus(), 0);
+    EXPECT_EQ(count("finished"), 2);
+    for (const QJsonObject &event : events)
+        EXPECT_TRUE(event[u"success"_s].toBool(true)) << event[u"detail"_s].toString().toStdString();
+    EXPECT_EQ(folder.listing(), std::vector<std::string>({"a.mp3", "b.mp3"}));
+    EXPECT_NE(folder.read("a.mp3").substr(0, 4), "RIFF");
+    EXPECT_NE(folder.read("b.mp3").substr(0, 4), "RIFF");
+}
+
+TEST_F(EndToEndTest, leavesWaitingFilesAloneAfterASecondSignal)
+{
+    makeSound("a.wav");
+    makeSound("b.wav");
+    startWatching();
+    rename("a.wav", "a.mp3");
+    rename("b.wav", "b.mp3");
+    ASSERT_TRUE(waitFor([this] { return count("detected") == 2; }));
+    // Of two pending signals the kernel delivers SIGINT first, too.
+    ::kill(static_cast<pid_t>(program.processId()), SIGINT);
+    ::kill(static_cast<pid_t>(program.processId()), SIGTERM);
+
+    EXPECT_EQ(exitStatus(), 128 + SIGTERM);
+    EXPECT_EQ(count("finished"), 1);
+    EXPECT_EQ(folder.listing(), std::vector<std::string>({"a.mp3", "b.mp3"}));
+    EXPECT_NE(folder.read("a.mp3").substr(0, 4) == "RIFF", folder.read("b.mp3").substr(0, 4) == "RIFF");
+    EXPECT_TRUE(program.readAllStandardError().contains(".mp3 » a été renommé mais n’a pas été converti."));
+}
+
+TEST_F(EndToEndTest, failsWhenNobodyCanReadItsEvents)
+{
+    program.setStandardOutputFile(u"/dev/full"_s);
+    start();
+    EXPECT_EQ(exitStatus(), 1);
+}
+
+TEST_F(EndToEndTest, watchesNothingOnBadUsage)
+{
+    start({u"--json"_s, u"--video"_s, u"mp4=9"_s});
+    EXPECT_EQ(exitStatus(), 2);
+    EXPECT_TRUE(program.readAllStandardOutput().isEmpty());
+    EXPECT_EQ(program.readAllStandardError().count('\n'), 1);
+}
+
+} // namespace
+
+} // namespace quorvalent::test
