@@ -32,13 +32,18 @@ private:
     std::unique_ptr<QTimer, DeleteLater> m_timer;
 };
 
+class TaskReceiver;
+
 /// One thread with an event loop, which runs posted tasks one after another. Sleeps without wake-ups when
 /// nothing is posted.
 class SerialQueue
 {
 public:
-    explicit SerialQueue(const QString &label);
-    /// Waits for the running task; tasks still waiting are dropped. Not to be called on the queue itself.
+    /// Utility work gives way to everything the user waits for: its thread is nice.
+    enum class Priority { Default, Utility };
+
+    explicit SerialQueue(const QString &label, Priority priority = Priority::Default);
+    /// Closes the queue, if that was not done before. Not to be called on the queue itself.
     ~SerialQueue();
     SerialQueue(const SerialQueue &) = delete;
     SerialQueue &operator=(const SerialQueue &) = delete;
@@ -47,11 +52,15 @@ public:
     void post(Task task);
     /// Any thread but the queue's own; returns when the task has run.
     void sync(const Task &task);
+    /// Waits for the running task, drops those that still wait, runs `last` on the queue and ends it. What
+    /// lives on the queue, a timer or a notifier, is destroyed there, in `last`. Called by the owner, not on
+    /// the queue; nothing is posted from then on.
+    void close(const Task &last = {});
     [[nodiscard]] bool isCurrent() const { return QThread::currentThread() == m_thread.get(); }
 
 private:
     std::unique_ptr<QThread> m_thread;
-    std::unique_ptr<QObject> m_context; ///< lives on m_thread, so that posted calls run there
+    std::unique_ptr<TaskReceiver> m_receiver; ///< lives on m_thread, so that posted tasks run there
 };
 
 /// The event loop of the main thread. Any thread may post; a QCoreApplication must exist.

@@ -1,0 +1,48 @@
+#pragma once
+
+#include "core/RenameJob.h"
+#include "platform/FolderWalk.h"
+
+#include <QString>
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <vector>
+
+namespace quorvalent {
+
+/// Where every regular file of the watched trees stood at one time, found by identity. A file reached under
+/// two different paths (hard links) is left out; one reached twice under the same path, through roots that
+/// lie in one another, counts once. A value; any thread.
+class Listing
+{
+public:
+    Listing() = default;
+
+    /// Lists the roots in order; each problem is handed to `onError` as one French sentence.
+    [[nodiscard]] static Listing take(const std::vector<std::filesystem::path> &roots,
+                                      const std::function<void(const QString &)> &onError);
+
+    /// The files that both listings hold in the same folder, with the same size and time, under names whose
+    /// extensions differ by more than letter case.
+    [[nodiscard]] std::vector<RenameJob> renamesSince(const Listing &previous) const;
+
+    /// Files that can be followed.
+    [[nodiscard]] std::size_t count() const;
+
+private:
+    using Position = std::uint32_t; ///< in m_found.files
+
+    void index();
+    [[nodiscard]] bool isSamePlace(const FoundFile &left, const FoundFile &right) const;
+    [[nodiscard]] std::optional<Position> find(const FoundFile &file, Position guess) const;
+    [[nodiscard]] std::filesystem::path pathOf(const FoundFile &file) const;
+
+    FoundFiles m_found;
+    std::vector<Position> m_slots;  ///< hash table by identity, open addressing; emptySlot where free
+    std::vector<bool> m_isLeftOut;  ///< hard links, and earlier finds of the same path
+};
+
+} // namespace quorvalent

@@ -1,0 +1,73 @@
+#pragma once
+
+#include "core/RenameJob.h"
+#include "platform/Dispatch.h"
+#include "platform/EventStream.h"
+#include "watch/Listing.h"
+
+#include <QSet>
+#include <QString>
+
+#include <chrono>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <vector>
+
+namespace quorvalent {
+
+using RenameHandler = std::function<void(const RenameJob &)>;
+/// Takes one complete French sentence.
+using ProblemHandler = std::function<void(const QString &message)>;
+
+struct WatchTiming
+{
+    std::chrono::milliseconds latency{250}; ///< changes of this span arrive as one batch
+    std::chrono::milliseconds quiet{600};   ///< the listing follows the last batch by this much
+};
+
+/// Reports files whose extension was changed by a rename in place: same file, folder, size and time, another
+/// extension. Changes only say when to look; renames are found by comparing a fresh listing of the folders
+/// with the one before. A reported file is left alone until complete() releases it.
+///
+/// Owns one thread, the watcher's queue. Every function is called from another thread than that; all
+/// handlers run on it, must not throw and should return soon.
+class RenameWatcher
+{
+public:
+    RenameWatcher(RenameHandler onRename, ProblemHandler onError, WatchTiming timing = {});
+    /// Waits for the listing in progress; no handler runs afterwards, whatever was still to be done.
+    ~RenameWatcher();
+    RenameWatcher(const RenameWatcher &) = delete;
+    RenameWatcher &operator=(const RenameWatcher &) = delete;
+
+    /// Returns at once. Watches these folders, with their subfolders, in place of any others; none stops
+    /// watching. Renames made before the first listing are never reported. `onWatching` runs once that
+    /// listing is done and changes are observed: a rename made afterwards is never missed. It does not run
+    /// where nothing can be observed.
+    void start(std::vector<std::filesystem::path> paths, std::function<void()> onWatching = {});
+    /// Returns when nothing is watched any more. Reported files stay reported.
+    void stop();
+    /// Returns at once. The job of this identity is over: where the file is now counts as known, and its
+    /// next rename is reported again.
+    void complete(const QString &identity);
+
+private:
+    void watch(std::vector<std::filesystem::path> paths, const std::function<void()> &onWatching);
+    void unwatch();
+    void scheduleScan();
+    void scan();
+
+    const RenameHandler m_onRename;
+    const ProblemHandler m_onError;
+    const WatchTiming m_timing;
+    // All below live on m_queue.
+    std::unique_ptr<EventStream> m_stream;
+    std::vector<std::filesystem::path> m_roots;
+    Listing m_files;
+    QSet<QString> m_processing; ///< identities reported and not yet released
+    DelayedTask m_pendingScan;
+    SerialQueue m_queue;
+};
+
+} // namespace quorvalent
