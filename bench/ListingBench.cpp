@@ -62,8 +62,9 @@ int main(int argc, char **argv)
     }
     std::ranges::sort(seconds);
     const auto files = static_cast<long>(listing.count());
-    std::printf("{\"files\": %ld, \"renames\": %zu, \"seconds\": %.4f, \"fastest\": %.4f, \"bytesPerFile\": %.0f}\n",
-                files, renames, seconds[seconds.size() / 2], seconds.front(),
-                files > 0 ? static_cast<double>(used) / static_cast<double>(files) : 0.0);
+    std::printf(
+        "{\"files\": %ld, \"renames\": %zu, \"seconds\": %.4f, \"fastest\": %.4f, \"bytesPerFile\": %.0f}\n",
+        files, renames, seconds[seconds.size() / 2], seconds.front(),
+        files > 0 ? static_cast<double>(used) / static_cast<double>(files) : 0.0);
     return hasProblem ? 1 : 0;
 }

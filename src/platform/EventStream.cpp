@@ -181,8 +181,8 @@ void EventStream::tellLimit()
     const QString message =
         u"Une partie des dossiers n’est pas surveillée, car la limite du système est atteinte ; pour "_s +
         u"l’augmenter : sudo sysctl fs.inotify.max_user_watches="_s + QString::number(betterLimit());
-    m_limitMessage = DelayedTask(std::chrono::milliseconds::zero(),
-                                 [this, message] { m_handlers.onProblem(message); });
+    m_limitMessage =
+        DelayedTask(std::chrono::milliseconds::zero(), [this, message] { m_handlers.onProblem(message); });
 }
 
 } // namespace quorvalent

@@ -28,8 +28,8 @@ class EventStream
 public:
     struct Handlers
     {
-        std::function<void()> onBatch;                    ///< something changed
-        std::function<void(const QString &)> onProblem;   ///< takes one complete French sentence
+        std::function<void()> onBatch;                  ///< something changed
+        std::function<void(const QString &)> onProblem; ///< takes one complete French sentence
     };
 
     /// Null without a folder to watch. `latency` is the span from the first event of a batch to its report.
@@ -53,8 +53,8 @@ private:
 
     void watchRoots();
     void watchTree(const std::string &top, Place place);
-    /// Answers whether its subfolders are to be watched next: inside a tree, those of a folder that has a watch
-    /// already have theirs.
+    /// Answers whether its subfolders are to be watched next: inside a tree, those of a folder that has a
+    /// watch already have theirs.
     [[nodiscard]] bool watchFolder(const std::string &folder, Place place);
     void unwatchTree(const std::string &folder);
     void rebuild();
@@ -70,7 +70,7 @@ private:
     Inotify m_inotify;
     RootGuard m_guard;
     WatchTable m_table;
-    DelayedTask m_window;       ///< pending from the first event of a batch to its report
+    DelayedTask m_window; ///< pending from the first event of a batch to its report
     DelayedTask m_limitMessage;
     bool m_mustRebuild = false;
     bool m_isLimitReached = false; ///< since start

@@ -11,11 +11,31 @@ using namespace std::string_view_literals;
 
 // The folder types that media programs write and the ones that travel from other systems on a shared disk.
 constexpr std::array packageExtensions = {
-    "app"sv,           "appex"sv,        "aplibrary"sv,         "band"sv,         "bundle"sv,
-    "fcpbundle"sv,     "framework"sv,    "imovielibrary"sv,     "kext"sv,         "logicx"sv,
-    "lrdata"sv,        "lrlibrary"sv,    "migratedphotolibrary"sv, "musiclibrary"sv, "photolibrary"sv,
-    "photoslibrary"sv, "playground"sv,   "plugin"sv,            "prefpane"sv,     "rtfd"sv,
-    "sparsebundle"sv,  "theater"sv,      "tvlibrary"sv,         "xcodeproj"sv,    "xcworkspace"sv,
+    "app"sv,
+    "appex"sv,
+    "aplibrary"sv,
+    "band"sv,
+    "bundle"sv,
+    "fcpbundle"sv,
+    "framework"sv,
+    "imovielibrary"sv,
+    "kext"sv,
+    "logicx"sv,
+    "lrdata"sv,
+    "lrlibrary"sv,
+    "migratedphotolibrary"sv,
+    "musiclibrary"sv,
+    "photolibrary"sv,
+    "photoslibrary"sv,
+    "playground"sv,
+    "plugin"sv,
+    "prefpane"sv,
+    "rtfd"sv,
+    "sparsebundle"sv,
+    "theater"sv,
+    "tvlibrary"sv,
+    "xcodeproj"sv,
+    "xcworkspace"sv,
 };
 
 bool equalsIgnoringCase(std::string_view text, std::string_view lower)

@@ -184,8 +184,7 @@ void visitShared(const Root &root, FileCollector &here, std::span<const std::str
     };
     FileCollector there(root);
     // Where the system has no thread to give, the second half waits for this thread and finds nothing to do.
-    std::future<void> helper =
-        std::async(std::launch::async | std::launch::deferred, [&] { work(there); });
+    std::future<void> helper = std::async(std::launch::async | std::launch::deferred, [&] { work(there); });
     work(here);
     helper.get();
     here.found().append(std::move(there.found()));
@@ -243,12 +242,10 @@ void folders(const fs::path &path, const std::function<bool(const std::string &p
         if (!open.isOpen() || reader.read(open.get()) != 0)
             continue;
         for (const FolderReader::Entry &entry : reader.entries()) {
-            const bool isFolder =
-                entry.type == DT_DIR ||
-                (entry.type == DT_UNKNOWN && [&] {
-                    const Status status(open.get(), entry.name.data());
-                    return status.failure == 0 && S_ISDIR(status.values.stx_mode);
-                }());
+            const bool isFolder = entry.type == DT_DIR || (entry.type == DT_UNKNOWN && [&] {
+                                      const Status status(open.get(), entry.name.data());
+                                      return status.failure == 0 && S_ISDIR(status.values.stx_mode);
+                                  }());
             if (isFolder && FolderRules::isDescendedInto(entry.name))
                 pending.push_back(joined(folder, entry.name));
         }

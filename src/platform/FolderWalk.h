@@ -26,9 +26,9 @@ struct FoundFile
 /// The regular files of one or more trees, packed: hundreds of thousands are kept between two listings.
 struct FoundFiles
 {
-    std::vector<FoundFile> files;             ///< folder by folder
-    std::vector<std::string> folders;         ///< paths, root included; only folders that hold files
-    std::string names;                        ///< the files' names, one after another
+    std::vector<FoundFile> files;                  ///< folder by folder
+    std::vector<std::string> folders;              ///< paths, root included; only folders that hold files
+    std::string names;                             ///< the files' names, one after another
     std::vector<std::filesystem::path> unreadable; ///< folders below the root that could not be read
 
     [[nodiscard]] std::string_view nameOf(const FoundFile &file) const

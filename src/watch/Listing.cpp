@@ -147,8 +147,8 @@ std::vector<RenameJob> Listing::renamesSince(const Listing &previous) const
         const fs::path newPath = pathOf(now);
         if (pathExtension(oldPath).toLower() == pathExtension(newPath).toLower())
             continue;
-        renames.push_back({oldPath, newPath,
-                           {FileStamp::identityOf(now.device, now.inode), now.sizeBytes, now.modified}});
+        renames.push_back(
+            {oldPath, newPath, {FileStamp::identityOf(now.device, now.inode), now.sizeBytes, now.modified}});
     }
     return renames;
 }

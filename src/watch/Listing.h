@@ -41,8 +41,8 @@ private:
     [[nodiscard]] std::filesystem::path pathOf(const FoundFile &file) const;
 
     FoundFiles m_found;
-    std::vector<Position> m_slots;  ///< hash table by identity, open addressing; emptySlot where free
-    std::vector<bool> m_isLeftOut;  ///< hard links, and earlier finds of the same path
+    std::vector<Position> m_slots; ///< hash table by identity, open addressing; emptySlot where free
+    std::vector<bool> m_isLeftOut; ///< hard links, and earlier finds of the same path
 };
 
 } // namespace quorvalent

@@ -1,13 +1,14 @@
 #include "support/ChildProcess.h"
 
-#include "platform/Error.h"
-
 #include <grp.h>
 #include <pwd.h>
+#include <sched.h>
+#include <sys/mount.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
+#include <fstream>
 #include <stdexcept>
 
 namespace quorvalent::test {
@@ -16,15 +17,34 @@ namespace {
 
 bool giveUpRoot()
 {
+    if (::geteuid() != 0)
+        return true;
     const passwd *nobody = ::getpwnam("nobody");
     return nobody != nullptr && ::setgroups(0, nullptr) == 0 && ::setgid(nobody->pw_gid) == 0 &&
            ::setuid(nobody->pw_uid) == 0;
 }
 
+bool takeOwnMounts()
+{
+    const uid_t user = ::geteuid();
+    const gid_t group = ::getegid();
+    if (user == 0)
+        return ::unshare(CLONE_NEWNS) == 0 &&
+               ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+    if (::unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0)
+        return false;
+    std::ofstream("/proc/self/setgroups") << "deny";
+    std::ofstream("/proc/self/uid_map") << "0 " + std::to_string(user) + " 1";
+    std::ofstream("/proc/self/gid_map") << "0 " + std::to_string(group) + " 1";
+    return true;
+}
+
 std::string textOf(Rights rights, const std::function<std::string()> &body)
 {
-    if (rights == Rights::Nobody && ::geteuid() == 0 && !giveUpRoot())
+    if (rights == Rights::Nobody && !giveUpRoot())
         return "could not become nobody";
+    if (rights == Rights::OwnMounts && !takeOwnMounts())
+        return "could not get mounts of its own";
     try {
         return body();
     } catch (const std::exception &failure) {
@@ -57,6 +77,12 @@ ChildResult runInChild(Rights rights, const std::function<std::string()> &body)
     ::waitpid(child, &status, 0);
     result.signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
     return result;
+}
+
+bool holdsInChild(Rights rights, const std::function<bool()> &check)
+{
+    const std::string holds = "holds";
+    return runInChild(rights, [&] { return check() ? holds : std::string(); }).text == holds;
 }
 
 } // namespace quorvalent::test

@@ -14,10 +14,15 @@ struct ChildResult
 
 enum class Rights {
     Same,
-    Nobody, ///< those of the user nobody; when the tests do not run as root, their own
+    Nobody,    ///< those of the user nobody; when the tests do not run as root, their own
+    OwnMounts, ///< may mount, and nobody else sees it
 };
 
-/// Runs the body in a forked child and waits for its end.
+/// Runs the body in a forked child and waits for its end. No thread of the calling process may be running
+/// that the body needs.
 [[nodiscard]] ChildResult runInChild(Rights rights, const std::function<std::string()> &body);
+
+/// Runs a check in a child with these rights and answers its result; false too when the child died.
+[[nodiscard]] bool holdsInChild(Rights rights, const std::function<bool()> &check);
 
 } // namespace quorvalent::test

@@ -1,0 +1,168 @@
+#include "platform/FolderWalk.h"
+
+#include "platform/Error.h"
+#include "platform/FolderRules.h"
+#include "support/ChildProcess.h"
+#include "support/TestFolder.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <atomic>
+#include <thread>
+
+namespace quorvalent {
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+using test::TestFolder;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::UnorderedElementsAre;
+
+std::vector<std::string> pathsBelow(const fs::path &root)
+{
+    const FoundFiles found = FolderWalk::regularFiles(root);
+    std::vector<std::string> paths;
+    for (const FoundFile &file : found.files) {
+        const fs::path path = fs::path(found.folders[file.folder]) / found.nameOf(file);
+        paths.push_back(path.lexically_relative(root).native());
+    }
+    return paths;
+}
+
+TEST(FolderWalk, findsRegularFilesThatTheOwnerSees)
+{
+    const TestFolder folder;
+    folder.write("photo.png", "12345");
+    folder.write("a/b/c/deep", "");
+    folder.write("\xff\n\"%d'[", "");
+    folder.write(".hidden", "");
+    folder.write(".git/inside", "");
+    folder.write("My Photos.PhotosLibrary/original.jpg", "");
+    folder.write("plain.photos/kept.jpg", "");
+    folder.write("document.app", "a file, not a package");
+    fs::create_symlink("photo.png", folder / "link.png");
+    fs::create_directory_symlink("a", folder / "linked folder");
+    fs::create_directory_symlink("..", folder / "a/loop");
+    ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
+
+    EXPECT_THAT(pathsBelow(folder.path()), UnorderedElementsAre("photo.png", "a/b/c/deep", "\xff\n\"%d'[",
+                                                                "plain.photos/kept.jpg", "document.app"));
+}
+
+TEST(FolderWalk, tellsWhatStatTells)
+{
+    const TestFolder folder;
+    const fs::path path = folder.write("photo.png", "12345");
+    const timespec times[2] = {{1, 0}, {1'500'000'000, 123'456'789}};
+    ASSERT_EQ(::utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
+    struct stat status = {};
+    ASSERT_EQ(::stat(path.c_str(), &status), 0);
+
+    const FoundFiles found = FolderWalk::regularFiles(folder.path());
+    ASSERT_EQ(found.files.size(), 1);
+    const FoundFile &file = found.files.front();
+    EXPECT_EQ(file.inode, status.st_ino);
+    EXPECT_EQ(file.device, Files().attributes(path).device);
+    EXPECT_EQ(file.sizeBytes, 5);
+    EXPECT_EQ(file.modified.time_since_epoch(), 1'500'000'000'123'456'789ns);
+}
+
+TEST(FolderWalk, followsARootThatIsALink)
+{
+    const TestFolder folder;
+    folder.write("real/photo.png", "");
+    fs::create_directory_symlink("real", folder / "link");
+    EXPECT_THAT(pathsBelow(folder / "link"), ElementsAre("photo.png"));
+}
+
+TEST(FolderWalk, findsEveryFileOfManyFoldersAndOfALargeOne)
+{
+    const TestFolder folder;
+    std::vector<std::string> expected;
+    for (int number = 0; number < 300; ++number)
+        expected.push_back("folder " + std::to_string(number % 10) + "/" + std::to_string(number) + "/file");
+    for (int number = 0; number < 5000; ++number)
+        expected.push_back("large/" + std::string(40, 'n') + std::to_string(number));
+    for (const std::string &path : expected)
+        folder.write(path, "");
+    std::vector<std::string> paths = pathsBelow(folder.path());
+    std::ranges::sort(paths);
+    std::ranges::sort(expected);
+    EXPECT_EQ(paths, expected);
+}
+
+TEST(FolderWalk, findsAFileThatIsBeingRenamedUnderOneOfItsNames)
+{
+    const TestFolder folder;
+    for (int number = 0; number < 100; ++number)
+        folder.write(std::to_string(number), "");
+    fs::rename(folder / "99", folder / "photo.png");
+    std::atomic<bool> isOver = false;
+    std::jthread renamer([&] {
+        for (bool isPng = true; !isOver; isPng = !isPng) {
+            fs::rename(folder / (isPng ? "photo.png" : "photo.jpg"),
+                       folder / (isPng ? "photo.jpg" : "photo.png"));
+            std::this_thread::sleep_for(1ms);
+        }
+    });
+    for (int walk = 0; walk < 500; ++walk)
+        EXPECT_EQ(FolderWalk::regularFiles(folder.path()).files.size(), 100);
+    isOver = true;
+}
+
+TEST(FolderWalk, namesFoldersThatCannotBeReadAndGoesOn)
+{
+    const TestFolder folder;
+    folder.write("closed/lost", "");
+    folder.write("open/found", "");
+    fs::permissions(folder.path(), fs::perms(0755));
+    fs::permissions(folder / "closed", fs::perms::none);
+    EXPECT_TRUE(test::holdsInChild(test::Rights::Nobody, [&] {
+        const FoundFiles found = FolderWalk::regularFiles(folder.path());
+        return found.unreadable == std::vector{folder / "closed"} && found.files.size() == 1;
+    }));
+    fs::permissions(folder / "closed", fs::perms::owner_all);
+}
+
+TEST(FolderWalk, refusesARootThatIsMissingOrNoFolder)
+{
+    const TestFolder folder;
+    const fs::path file = folder.write("file", "");
+    for (const fs::path &root : {folder / "missing", file, fs::path()})
+        EXPECT_THROW((void)FolderWalk::regularFiles(root), FileError) << root;
+    FolderWalk::folders(folder / "missing", [](const std::string &) { return true; });
+}
+
+TEST(FolderWalk, namesFoldersBeforeWhatIsInThem)
+{
+    const TestFolder folder;
+    folder.write("a/b/c/file", "");
+    folder.write("left out/inside/file", "");
+    folder.write(".hidden/file", "");
+    std::vector<std::string> seen;
+    FolderWalk::folders(folder.path(), [&](const std::string &path) {
+        seen.push_back(fs::path(path).lexically_relative(folder.path()).native());
+        return !path.ends_with("left out");
+    });
+    EXPECT_THAT(seen, UnorderedElementsAre(".", "a", "a/b", "a/b/c", "left out"));
+    EXPECT_EQ(seen.front(), ".");
+}
+
+TEST(FolderRules, knowPackagesByTheirExtensionInAnyCase)
+{
+    for (const char *name : {"Fotos.photoslibrary", "Film.IMOVIELIBRARY", "a.b.app"})
+        EXPECT_TRUE(FolderRules::isPackage(name)) << name;
+    for (const char *name : {"app", ".app", "holiday.apps", "app.png", ""})
+        EXPECT_FALSE(FolderRules::isPackage(name)) << name;
+}
+
+} // namespace
+
+} // namespace quorvalent
