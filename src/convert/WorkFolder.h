@@ -31,7 +31,7 @@ public:
     /// Where the original goes aside when its old name is taken: beside the file, under a name of its own.
     [[nodiscard]] const std::filesystem::path &collisionBackup() const { return m_collisionBackup; }
 
-    /// Returns once the journal and the names it stands under are on the disk; throws FileError.
+    /// Returns once the journal is on the disk; throws FileError.
     void flushJournal() const;
 
     /// Whether a folder of this name can be a work folder.

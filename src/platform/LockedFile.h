@@ -22,7 +22,7 @@ public:
     /// user's, held by a process, or when the file system cannot tell.
     [[nodiscard]] static std::optional<LockedFile> take(const std::filesystem::path &path);
 
-    /// Appends the bytes; throws FileError.
+    /// Appends the bytes and starts their way to the disk without waiting for it; throws FileError.
     void write(const std::string &bytes) const;
 
     /// The content from its beginning, at most 64 KiB; throws FileError.

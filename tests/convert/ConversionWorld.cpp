@@ -50,7 +50,8 @@ std::vector<std::string> ConversionWorld::contents() const
     std::vector<std::string> lines;
     for (const std::string &name : folder.listing()) {
         const bool isFile = fs::symlink_status(folder / name).type() == fs::file_type::regular;
-        lines.push_back(shortened(isFile ? name + "=" + folder.read(name) : name));
+        const bool hasText = isFile && fs::path(name).filename() != "journal";
+        lines.push_back(shortened(hasText ? name + "=" + folder.read(name) : name));
     }
     return lines;
 }

@@ -32,8 +32,8 @@ public:
     /// "done", or the sentence of the error.
     std::string convert(const RenameJob &job);
 
-    /// Every file below the folder as "name=bytes", every other item by its name alone; an eight-digit
-    /// collision mark shows as "########", the folder's own path in a text as "…".
+    /// Every file below the folder as "name=bytes", a journal and every other item by its name; an
+    /// eight-digit collision mark shows as "########", the folder's own path in a text as "…".
     [[nodiscard]] std::vector<std::string> contents() const;
     [[nodiscard]] std::string shortened(const std::string &text) const;
 };
