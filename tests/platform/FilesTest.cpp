@@ -110,18 +110,14 @@ TEST_F(FilesTest, tellsAFullVolumeBeforeTheFirstByte)
 {
     folder.write("photo.tif", std::string(3'000'000, 'x'));
     fs::create_directory(folder / "small");
-    const ChildResult child = runInChild(Rights::Same, [&]() -> std::string {
+    const ChildResult child = runInChild(Rights::OwnMounts, [&]() -> std::string {
         const fs::path small = folder / "small";
-        if (::unshare(CLONE_NEWNS) != 0 ||
-            ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-            ::mount("none", small.c_str(), "tmpfs", 0, "size=2m") != 0)
+        if (::mount("none", small.c_str(), "tmpfs", 0, "size=2m") != 0)
             return "no mount";
         const std::string outcome = outcomeOf([&] { files.copy(folder / "photo.tif", small / "copy"); });
         const bool isEmpty = fs::is_empty(small) && files.freeBytes(small) == 2U * 1024 * 1024;
         return outcome + (isEmpty ? " empty" : " something left");
     });
-    if (child.text == "no mount")
-        GTEST_SKIP() << "this user may not mount a small volume";
     EXPECT_EQ(child.text, "Espace disque insuffisant. empty");
 }
 
