@@ -1,4 +1,4 @@
-#include "convert/ExternalEngine.h"
+#include "convert/ExternalArguments.h"
 
 #include "core/ConversionError.h"
 #include "core/MediaFamilies.h"

@@ -1,5 +1,6 @@
 #include "convert/ExternalEngine.h"
 
+#include "convert/ExternalArguments.h"
 #include "core/ConversionError.h"
 #include "core/MediaFamilies.h"
 #include "core/RenameJob.h"

@@ -6,8 +6,6 @@
 #include <filesystem>
 #include <functional>
 #include <optional>
-#include <string>
-#include <vector>
 
 namespace quorvalent {
 
@@ -35,10 +33,5 @@ void runExternalEngine(const std::optional<std::filesystem::path> &program,
                        const std::filesystem::path &source, const std::filesystem::path &output,
                        const Preferences &preferences, const Progress &progress,
                        const ImageAssistance &images);
-
-/// FFmpeg's argument list for the output's extension; ConversionError for an extension of no family.
-[[nodiscard]] std::vector<std::string> externalArguments(const std::filesystem::path &source,
-                                                         const std::filesystem::path &output,
-                                                         const Preferences &preferences);
 
 } // namespace quorvalent

@@ -1,0 +1,16 @@
+#pragma once
+
+#include "core/Preferences.h"
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace quorvalent {
+
+/// FFmpeg's argument list for the output's extension; ConversionError for an extension of no family.
+[[nodiscard]] std::vector<std::string> externalArguments(const std::filesystem::path &source,
+                                                         const std::filesystem::path &output,
+                                                         const Preferences &preferences);
+
+} // namespace quorvalent

@@ -1,0 +1,194 @@
+#include "platform/ChildProcess.h"
+
+#include "platform/Error.h"
+#include "support/TestFolder.h"
+
+#include <QList>
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+
+#include <array>
+#include <csignal>
+#include <fstream>
+#include <memory>
+
+namespace quorvalent::test {
+
+namespace {
+
+ChildCommand shell(const std::string &script)
+{
+    ChildCommand command;
+    command.program = "/bin/sh";
+    command.arguments = {"-c", script};
+    command.environment = {"PATH=/usr/bin:/bin", "GREETING=bon\njour"};
+    return command;
+}
+
+std::string outputOf(const ChildCommand &command)
+{
+    ChildProcess child(command);
+    std::string all;
+    for (QByteArray chunk = child.readAvailable(); !chunk.isEmpty(); chunk = child.readAvailable())
+        all.append(chunk.constData(), static_cast<std::size_t>(chunk.size()));
+    EXPECT_TRUE(child.wait().isSuccess());
+    return all;
+}
+
+// Runs the body in a process of its own and returns that process's id.
+template <typename Body>
+pid_t inProcess(Body body)
+{
+    const pid_t process = ::fork();
+    if (process == 0) {
+        body();
+        ::_exit(0);
+    }
+    return process;
+}
+
+// Waits for a process that may be another's child, whose death comes to us as the nearest subreaper.
+int endOf(pid_t process)
+{
+    int status = -1;
+    EXPECT_EQ(::waitpid(process, &status, 0), process);
+    return status;
+}
+
+} // namespace
+
+TEST(ChildProcess, getsArgumentsEnvironmentAndFolderByteForByte)
+{
+    const TestFolder folder;
+    ChildCommand command = shell("printf '%s|' \"$@\" \"$GREETING\"; pwd; env | grep -c HOME; cat");
+    command.arguments.insert(command.arguments.end(), {"name", "", "a\xff b", "-x", "$HOME\n"});
+    command.workingFolder = folder.path();
+    EXPECT_EQ(outputOf(command), "|a\xff b|-x|$HOME\n|bon\njour|" + folder.path().native() + "\n0\n");
+}
+
+TEST(ChildProcess, tellsHowTheChildEnded)
+{
+    EXPECT_EQ(ChildProcess(shell("exit 7")).wait(), (ExitStatus{.code = 7, .signal = 0}));
+    EXPECT_EQ(ChildProcess(shell("kill -TERM $$")).wait(), (ExitStatus{.code = 0, .signal = SIGTERM}));
+    EXPECT_FALSE((ExitStatus{.code = 0, .signal = SIGTERM}.isSuccess()));
+}
+
+TEST(ChildProcess, reportsAProgramThatCannotStart)
+{
+    const TestFolder folder;
+    ChildCommand missing = shell("true");
+    missing.program = folder / "nothing";
+    try {
+        const ChildProcess child(missing);
+        ADD_FAILURE() << "started";
+    } catch (const FileError &error) {
+        EXPECT_TRUE(error.isNotFound());
+        EXPECT_EQ(error.errorDescription(), QStringLiteral("« nothing » est introuvable."));
+    }
+    ChildCommand noProgram = shell("true");
+    noProgram.program = folder.write("text", "not executable");
+    EXPECT_THROW(const ChildProcess child(noProgram), FileError);
+    ChildCommand noFolder = shell("true");
+    noFolder.workingFolder = folder / "gone";
+    EXPECT_THROW(const ChildProcess child(noFolder), FileError);
+    EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "a failed start left a process behind";
+}
+
+TEST(ChildProcess, inheritsNothingOfOurs)
+{
+    const FileDescriptor leaked(::open("/dev/null", O_RDONLY)); // as a library would open it
+    EXPECT_EQ(outputOf(shell("ls -m /proc/$$/fd; readlink /proc/$$/fd/0 /proc/$$/fd/2")),
+              "0, 1, 2\n/dev/null\n/dev/null\n");
+
+    const auto handler = std::signal(SIGPIPE, SIG_IGN);
+    sigset_t blocked;
+    sigset_t previous;
+    sigemptyset(&blocked);
+    sigaddset(&blocked, SIGUSR1);
+    ::pthread_sigmask(SIG_BLOCK, &blocked, &previous);
+    ChildCommand command;
+    command.program = "/bin/grep";
+    command.arguments = {"-E", "^Sig(Blk|Ign)", "/proc/self/status"};
+    EXPECT_EQ(outputOf(command), "SigBlk:\t0000000000000000\nSigIgn:\t0000000000000000\n");
+    sigset_t after;
+    ::pthread_sigmask(SIG_SETMASK, &previous, &after);
+    EXPECT_EQ(sigismember(&after, SIGUSR1), 1);
+    EXPECT_EQ(sigismember(&after, SIGTERM), 0);
+    EXPECT_EQ(std::signal(SIGPIPE, handler), SIG_IGN);
+}
+
+TEST(ChildProcess, neverBlocksOnAMassOfOutput)
+{
+    const TestFolder folder;
+    const FileDescriptor log = FileDescriptor::createForWriting(folder / "log");
+    ChildCommand command =
+        shell("yes out | head -c 1000000; yes err | head -c 900000 >&2; yes | head -c 500000");
+    command.standardError = log.get();
+    EXPECT_EQ(outputOf(command).size(), 1'500'000U);
+    EXPECT_EQ(std::filesystem::file_size(folder / "log"), 900'000U);
+}
+
+TEST(ChildProcess, handsOverWholeLines)
+{
+    ChildProcess child(shell("printf 'on'; sleep 0.05; printf 'e\\n\\ntwo\\nrest'"));
+    QList<QByteArray> lines;
+    child.readLines([&](const QByteArray &line) { lines.append(line); });
+    EXPECT_EQ(lines, (QList<QByteArray>{"one", "", "two"}));
+}
+
+TEST(ChildProcess, endsWithItsOwner)
+{
+    auto child = std::make_unique<ChildProcess>(shell("sleep 1000 & echo $!; wait"));
+    const pid_t grandchild = child->readAvailable().trimmed().toInt();
+    const pid_t process = child->processId();
+    ::prctl(PR_SET_CHILD_SUBREAPER, 1);
+    child.reset();
+    EXPECT_EQ(::kill(process, 0), -1);
+    EXPECT_EQ(WTERMSIG(endOf(grandchild)), SIGKILL);
+    ::prctl(PR_SET_CHILD_SUBREAPER, 0);
+}
+
+TEST(ChildProcess, diesWhenTheProgramIsKilled)
+{
+    ::prctl(PR_SET_CHILD_SUBREAPER, 1);
+    std::array<int, 2> pipe{};
+    ASSERT_EQ(::pipe(pipe.data()), 0);
+    const FileDescriptor readEnd(pipe[0]);
+    FileDescriptor writeEnd(pipe[1]);
+    const pid_t program = inProcess([&] {
+        const ChildProcess child(shell("exec sleep 1000"));
+        const pid_t process = child.processId();
+        if (::write(writeEnd.get(), &process, sizeof process) == sizeof process)
+            ::pause();
+    });
+    writeEnd.close();
+    pid_t child = 0;
+    ASSERT_EQ(::read(readEnd.get(), &child, sizeof child), ssize_t(sizeof child));
+    ::kill(program, SIGKILL);
+    EXPECT_EQ(WTERMSIG(endOf(program)), SIGKILL);
+    EXPECT_EQ(WTERMSIG(endOf(child)), SIGKILL);
+    ::prctl(PR_SET_CHILD_SUBREAPER, 0);
+}
+
+TEST(ChildProcess, isNotReachedByCtrlC)
+{
+    const TestFolder folder;
+    const pid_t program = inProcess([&] {
+        ::setpgid(0, 0);
+        std::signal(SIGINT, SIG_IGN);
+        ChildCommand command = shell("echo ready; while [ ! -e go ]; do sleep 0.01; done; echo alive");
+        command.workingFolder = folder.path();
+        ChildProcess child(command);
+        const bool isReady = child.readAvailable() == "ready\n";
+        ::kill(0, SIGINT); // what the terminal does: every process of our group
+        std::ofstream(folder / "go").close();
+        ::_exit(isReady && child.readAvailable() == "alive\n" ? 0 : 1);
+    });
+    EXPECT_EQ(endOf(program), 0);
+}
+
+} // namespace quorvalent::test

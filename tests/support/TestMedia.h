@@ -1,0 +1,20 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace quorvalent::test {
+
+/// The system's FFmpeg program.
+std::filesystem::path ffmpegProgram();
+
+/// Makes `output` with FFmpeg from the arguments that stand between the head and the output's path; throws
+/// std::runtime_error when FFmpeg does not.
+std::filesystem::path makeMedia(const std::filesystem::path &output,
+                                const std::vector<std::string> &arguments);
+
+/// Cuts the file to a share of its bytes, 0 to 1.
+void truncate(const std::filesystem::path &file, double share);
+
+} // namespace quorvalent::test
