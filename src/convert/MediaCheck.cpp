@@ -152,24 +152,24 @@ MediaExtent spanOf(const std::vector<MediaExtent> &extents)
     return whole;
 }
 
-MediaSeconds lengthOfPackets(const MediaAsset &asset)
+// Whether the packets reach as far as the file states. All streams count: the longest may be one that the
+// conversion leaves out.
+bool isWhole(const MediaAsset &asset)
 {
     std::vector<MediaExtent> extents;
     for (const MediaStream &stream : asset.streams) {
         if (stream.packets)
             extents.push_back(*stream.packets);
     }
-    const MediaExtent whole = spanOf(extents);
-    return whole.end - whole.first;
+    const MediaExtent span = spanOf(extents);
+    return !statesLength(asset) || span.end - span.first >= *asset.duration - tolerance(*asset.duration);
 }
 
 // The same question put to all packets of both files.
 bool packetsAgree(const MediaAsset &original, const MediaAsset &result, const std::vector<StreamPair> &kept)
 {
-    // A source cut short: what it lacks is nowhere else, and its owner should know before it is replaced.
-    // All its streams count here, because the longest may be one that is left out.
-    if (statesLength(original) &&
-        lengthOfPackets(original) < *original.duration - tolerance(*original.duration))
+    // What a source that was cut short lacks is nowhere else: its owner should know before it is replaced.
+    if (!isWhole(original) || !isWhole(result))
         return false;
 
     std::vector<MediaExtent> keptBefore;
