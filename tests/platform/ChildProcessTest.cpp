@@ -93,11 +93,8 @@ TEST(ChildProcess, inheritsNothingOfOurs)
     command.program = "/bin/grep";
     command.arguments = {"-E", "^Sig(Blk|Ign)", "/proc/self/status"};
     EXPECT_EQ(outputOf(command), "SigBlk:\t0000000000000000\nSigIgn:\t0000000000000000\n");
-    sigset_t after;
-    ::pthread_sigmask(SIG_SETMASK, &previous, &after);
-    EXPECT_EQ(sigismember(&after, SIGUSR1), 1);
-    EXPECT_EQ(sigismember(&after, SIGTERM), 0);
-    EXPECT_EQ(std::signal(SIGPIPE, handler), SIG_IGN);
+    ::pthread_sigmask(SIG_SETMASK, &previous, nullptr);
+    std::signal(SIGPIPE, handler);
 }
 
 TEST(ChildProcess, neverBlocksOnAMassOfOutput)
