@@ -9,12 +9,11 @@ namespace fs = std::filesystem;
 
 ConversionWorld::ConversionWorld()
 {
-    const auto engine = [this](const char *name) {
+    const auto engine = [this](const std::string &name) {
         return [this, name](const fs::path &source, const fs::path &output, const Preferences &,
                             const Progress &report) {
-            enginesRun.emplace_back(std::string(name) + " " + source.filename().native() + " → " +
-                                    output.filename().native());
-            std::ofstream(output) << "converted";
+            enginesRun += name + " " + source.filename().native() + " " + output.filename().native();
+            std::ofstream(output) << "new";
             report(0.5);
             duringEngine();
         };
@@ -26,44 +25,40 @@ ConversionWorld::ConversionWorld()
     engines.mediaMatches = engines.imageMatches;
 }
 
-RenameJob ConversionWorld::renamed(const fs::path &oldName, const fs::path &newName,
-                                   const std::string &bytes) const
+RenameJob ConversionWorld::renamed(const std::string &oldName, const std::string &newName) const
 {
-    const fs::path newURL = folder.write(newName, bytes);
+    const fs::path newURL = folder.write(newName, "old");
     return {folder / oldName, newURL, FileStamp::read(newURL)};
 }
 
 std::string ConversionWorld::convert(const RenameJob &job)
 {
+    const Progress report = [this](std::optional<double> done) { progress += std::to_string(*done) + " "; };
     try {
-        ConversionDriver(files, engines).convert(job, preferences, [this](std::optional<double> fraction) {
-            progress.push_back(fraction.value_or(-1));
-        });
+        ConversionDriver(files, engines).convert(job, preferences, report);
         return "done";
     } catch (const Error &failure) {
         return shortened(failure.what());
     }
 }
 
-std::vector<std::string> ConversionWorld::contents() const
+std::string ConversionWorld::contents() const
 {
-    std::vector<std::string> lines;
+    std::string text;
     for (const std::string &name : folder.listing()) {
         const bool isFile = fs::symlink_status(folder / name).type() == fs::file_type::regular;
-        const bool hasText = isFile && fs::path(name).filename() != "journal";
-        lines.push_back(shortened(hasText ? name + "=" + folder.read(name) : name));
+        text += (text.empty() ? "" : ", ") + name;
+        text += isFile && !name.ends_with("journal") ? "=" + folder.read(name) : "";
     }
-    return lines;
+    return shortened(text);
 }
 
-std::string ConversionWorld::shortened(const std::string &text) const
+std::string ConversionWorld::shortened(std::string text) const
 {
-    const std::string marked =
-        std::regex_replace(text, std::regex("\\.original-[0-9A-F]{8}\\."), ".original-########.");
-    const std::size_t at = marked.find(folder.path().native());
-    if (at == std::string::npos)
-        return marked;
-    return marked.substr(0, at) + "…" + marked.substr(at + folder.path().native().size());
+    const std::string &path = folder.path().native();
+    for (std::size_t at = 0; (at = text.find(path)) != std::string::npos;)
+        text.replace(at, path.size(), "…");
+    return std::regex_replace(text, std::regex("original-[0-9A-F]{8}\\."), "original-########.");
 }
 
 } // namespace quorvalent::test

@@ -4,56 +4,45 @@
 
 #include <functional>
 #include <map>
-#include <type_traits>
 
 namespace quorvalent::test {
 
-enum class Step {
-    CreateFolder,
-    Copy,
-    FreeBytes,
-    Attributes,
-    CarryOver,
-    Flush,
-    Exists,
-    Move,
-    OpenForWriting,
-    Remove,
-    RemoveTree
-};
+enum class Step { CreateFolder, Copy, FreeBytes, Attributes, CarryOver, Flush, Move, Remove, RemoveTree };
 
 /// The real file operations, with a test looking over their shoulder: `before` and `after` hear of every
 /// operation and which one of its kind it is, from 1. What a hook throws, the operation throws.
 class HookedFiles : public Files
 {
+    using Path = std::filesystem::path;
+
     template <typename Operation>
     auto hooked(Step step, const Operation &operation) const
     {
+        struct After
+        {
+            const HookedFiles &files;
+            Step step;
+            int count;
+            ~After() noexcept(false) { files.after(step, count); }
+        };
         const int count = ++m_counts[step];
         before(step, count);
-        if constexpr (std::is_void_v<decltype(operation())>) {
-            operation();
-            after(step, count);
-        } else {
-            const auto answer = operation();
-            after(step, count);
-            return answer;
-        }
+        const After afterwards{*this, step, count};
+        return operation();
     }
+    mutable std::map<Step, int> m_counts;
 
 public:
-    using Hook = std::function<void(Step step, int count)>;
-    Hook before = [](Step, int) {};
-    Hook after = [](Step, int) {};
+    std::function<void(Step step, int count)> before = [](Step, int) {};
+    std::function<void(Step step, int count)> after = [](Step, int) {};
 
-    using Path = std::filesystem::path;
     FileAttributes attributes(const Path &path) const override
     {
         return hooked(Step::Attributes, [&] { return Files::attributes(path); });
     }
-    bool exists(const Path &path) const override
+    std::optional<std::uint64_t> freeBytes(const Path &path) const override
     {
-        return hooked(Step::Exists, [&] { return Files::exists(path); });
+        return hooked(Step::FreeBytes, [&] { return Files::freeBytes(path); });
     }
     void createPrivateFolder(const Path &path) const override
     {
@@ -63,9 +52,17 @@ public:
     {
         hooked(Step::Copy, [&] { Files::copy(from, to); });
     }
+    void carryOverAttributes(const Path &from, const Path &to) const override
+    {
+        hooked(Step::CarryOver, [&] { Files::carryOverAttributes(from, to); });
+    }
     void moveNoReplace(const Path &from, const Path &to) const override
     {
         hooked(Step::Move, [&] { Files::moveNoReplace(from, to); });
+    }
+    void flush(const Path &path) const override
+    {
+        hooked(Step::Flush, [&] { Files::flush(path); });
     }
     void remove(const Path &path) const override
     {
@@ -75,25 +72,6 @@ public:
     {
         hooked(Step::RemoveTree, [&] { Files::removeTree(path); });
     }
-    void flush(const Path &path) const override
-    {
-        hooked(Step::Flush, [&] { Files::flush(path); });
-    }
-    void carryOverAttributes(const Path &original, const Path &result) const override
-    {
-        hooked(Step::CarryOver, [&] { Files::carryOverAttributes(original, result); });
-    }
-    std::optional<std::uint64_t> freeBytes(const Path &folder) const override
-    {
-        return hooked(Step::FreeBytes, [&] { return Files::freeBytes(folder); });
-    }
-    bool isOpenForWriting(const Path &path) const override
-    {
-        return hooked(Step::OpenForWriting, [&] { return Files::isOpenForWriting(path); });
-    }
-
-private:
-    mutable std::map<Step, int> m_counts;
 };
 
 } // namespace quorvalent::test
