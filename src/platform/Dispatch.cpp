@@ -55,6 +55,19 @@ public:
         QCoreApplication::postEvent(this, event);
     }
 
+    /// Returns when the task has run.
+    void run(const Task &task, bool runsWhenClosing = false)
+    {
+        const auto done = std::make_shared<std::promise<void>>();
+        post(
+            [&task, done] {
+                task();
+                done->set_value();
+            },
+            runsWhenClosing);
+        done->get_future().wait();
+    }
+
     void beginClosing() { m_isClosing = true; }
 
 protected:
@@ -117,13 +130,7 @@ void SerialQueue::post(Task task)
 
 void SerialQueue::sync(const Task &task)
 {
-    const auto done = std::make_shared<std::promise<void>>();
-    std::future<void> hasRun = done->get_future();
-    m_receiver->post([&task, done] {
-        task();
-        done->set_value();
-    });
-    hasRun.wait();
+    m_receiver->run(task);
 }
 
 void SerialQueue::close(const Task &last)
@@ -131,7 +138,7 @@ void SerialQueue::close(const Task &last)
     if (m_receiver == nullptr)
         return;
     m_receiver->beginClosing();
-    m_receiver->post(
+    m_receiver->run(
         [this, &last] {
             if (last)
                 last();
@@ -150,7 +157,14 @@ void postToMain(Task task)
 
 void postToBackground(Task task)
 {
-    QThreadPool::globalInstance()->start(std::move(task));
+    // As in TaskReceiver: says in our code that what the task holds was written before it runs.
+    static std::atomic<unsigned> handedOver = 0;
+    Task received = [task = std::move(task)] {
+        (void)handedOver.load(std::memory_order_acquire);
+        task();
+    };
+    handedOver.fetch_add(1, std::memory_order_release);
+    QThreadPool::globalInstance()->start(std::move(received));
 }
 
 } // namespace quorvalent

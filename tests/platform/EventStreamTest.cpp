@@ -1,6 +1,6 @@
 #include "platform/EventStream.h"
 
-#include "support/ChildProcess.h"
+#include "support/FreshProcess.h"
 #include "support/TestFolder.h"
 #include "support/WaitFor.h"
 
@@ -245,21 +245,19 @@ TEST(EventStream, keepsOneWatchAFolderWhateverTheRoots)
 
 TEST(EventStream, tellsWhenAVolumeComesAndGoes)
 {
-    const TestFolder folder;
-    fs::create_directories(folder / "root/disk");
-    const auto mountIn = [&](const fs::path &place) {
-        return ::mount("none", (folder / place).c_str(), "tmpfs", 0, nullptr) == 0;
-    };
-    EXPECT_TRUE(test::holdsInChild(test::Rights::OwnMounts, [&] {
+    EXPECT_TRUE(test::holdsWithOwnMounts([] {
+        const TestFolder folder;
+        fs::create_directories(folder / "root/disk");
         RunningStream stream({folder / "root"});
-        bool isMounted = false;
-        const auto mounting = [&](const char *place) { return [&, place] { isMounted = mountIn(place); }; };
-        const auto writing = [&](const char *name) { return [&, name] { folder.write(name, ""); }; };
-        return stream.tells(mounting("root/disk")) && isMounted && stream.tells(writing("root/disk/a")) &&
-               stream.tells([&] { ::umount((folder / "root/disk").c_str()); }) &&
-               stream.tells(mounting("root")) && isMounted && stream.tells(writing("root/b")) &&
-               stream.tells([&] { ::umount((folder / "root").c_str()); }) && stream.watchCount() == 2 &&
-               stream.tells(writing("root/disk/c"));
+        const auto mount = [&](const char *place) {
+            return stream.tells([&] { ::mount("none", (folder / place).c_str(), "tmpfs", 0, nullptr); });
+        };
+        const auto unmount = [&](const char *place) {
+            return stream.tells([&] { ::umount((folder / place).c_str()); });
+        };
+        const auto write = [&](const char *name) { return stream.tells([&] { folder.write(name, ""); }); };
+        return mount("root/disk") && write("root/disk/a") && unmount("root/disk") && mount("root") &&
+               write("root/b") && unmount("root") && stream.watchCount() == 2 && write("root/disk/c");
     }));
 }
 

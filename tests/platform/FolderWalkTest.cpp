@@ -2,7 +2,7 @@
 
 #include "platform/Error.h"
 #include "platform/FolderRules.h"
-#include "support/ChildProcess.h"
+#include "support/FreshProcess.h"
 #include "support/TestFolder.h"
 
 #include <fcntl.h>
@@ -119,16 +119,15 @@ TEST(FolderWalk, findsAFileThatIsBeingRenamedUnderOneOfItsNames)
 
 TEST(FolderWalk, namesFoldersThatCannotBeReadAndGoesOn)
 {
-    const TestFolder folder;
-    folder.write("closed/lost", "");
-    folder.write("open/found", "");
-    fs::permissions(folder.path(), fs::perms(0755));
-    fs::permissions(folder / "closed", fs::perms::none);
-    EXPECT_TRUE(test::holdsInChild(test::Rights::Nobody, [&] {
+    EXPECT_TRUE(test::holdsWithoutRights([] {
+        const TestFolder folder;
+        folder.write("closed/lost", "");
+        folder.write("open/found", "");
+        fs::permissions(folder / "closed", fs::perms::none);
         const FoundFiles found = FolderWalk::regularFiles(folder.path());
+        fs::permissions(folder / "closed", fs::perms::owner_all);
         return found.unreadable == std::vector{folder / "closed"} && found.files.size() == 1;
     }));
-    fs::permissions(folder / "closed", fs::perms::owner_all);
 }
 
 TEST(FolderWalk, refusesARootThatIsMissingOrNoFolder)

@@ -79,10 +79,4 @@ ChildResult runInChild(Rights rights, const std::function<std::string()> &body)
     return result;
 }
 
-bool holdsInChild(Rights rights, const std::function<bool()> &check)
-{
-    const std::string holds = "holds";
-    return runInChild(rights, [&] { return check() ? holds : std::string(); }).text == holds;
-}
-
 } // namespace quorvalent::test

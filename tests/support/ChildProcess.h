@@ -22,7 +22,4 @@ enum class Rights {
 /// that the body needs.
 [[nodiscard]] ChildResult runInChild(Rights rights, const std::function<std::string()> &body);
 
-/// Runs a check in a child with these rights and answers its result; false too when the child died.
-[[nodiscard]] bool holdsInChild(Rights rights, const std::function<bool()> &check);
-
 } // namespace quorvalent::test
