@@ -69,6 +69,7 @@ public:
     }
 
     void beginClosing() { m_isClosing = true; }
+    [[nodiscard]] bool isClosing() const { return m_isClosing; }
 
 protected:
     bool event(QEvent *event) override
@@ -147,6 +148,11 @@ void SerialQueue::close(const Task &last)
         true);
     m_thread->wait();
     m_receiver.reset();
+}
+
+bool SerialQueue::isClosing() const
+{
+    return m_receiver->isClosing();
 }
 
 void postToMain(Task task)

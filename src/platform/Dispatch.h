@@ -56,6 +56,8 @@ public:
     /// lives on the queue, a timer or a notifier, is destroyed there, in `last`. Called by the owner, not on
     /// the queue; nothing is posted from then on.
     void close(const Task &last = {});
+    /// Whether close() was called; long work on the queue may ask this to end early.
+    [[nodiscard]] bool isClosing() const;
     [[nodiscard]] bool isCurrent() const { return QThread::currentThread() == m_thread.get(); }
 
 private:
