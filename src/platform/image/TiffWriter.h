@@ -1,0 +1,35 @@
+#pragma once
+
+#include "platform/image/ImageWriter.h"
+#include "platform/image/TagDirectory.h"
+#include "platform/image/TiffPages.h"
+
+#include <vector>
+
+namespace quorvalent {
+
+/// TIFF, one directory a frame, each of its own size and kind. EXIF and GPS directories are put behind the
+/// finished file, because libtiff drops the tags that it does not know.
+class TiffWriter : public ImageWriter
+{
+public:
+    TiffWriter(std::filesystem::path path, int count);
+
+    void setProperties(const ContainerProperties &properties) override { m_container = properties; }
+    void add(const ImageFrame::Pixels &frame, const FrameProperties &properties, double quality) override;
+    void finish() override;
+
+private:
+    void open(std::uint64_t frameBytes);
+    void setMetadata(const FrameProperties &properties);
+
+    std::filesystem::path m_path;
+    int m_count;
+    int m_written = 0;
+    bool m_large = false; ///< BigTIFF: offsets of 64 bits
+    ContainerProperties m_container;
+    TiffFile m_file;
+    std::vector<ExifTags> m_exif; ///< of each page
+};
+
+} // namespace quorvalent

@@ -1,0 +1,166 @@
+#include "platform/image/VipsPixels.h"
+
+#include "platform/image/ScratchPixels.h"
+
+#include <algorithm>
+#include <mutex>
+#include <thread>
+
+namespace quorvalent {
+
+using vips::VError;
+using vips::VImage;
+
+namespace {
+
+constexpr std::size_t spillThresholdBytes = 100'000'000;
+
+void dropMessage(const gchar *, GLogLevelFlags, const gchar *, gpointer) {}
+
+struct SinkState
+{
+    const RowSink &sink;
+    bool gaveUp = false;
+};
+
+int passRows(VipsRegion *region, VipsRect *area, void *data)
+{
+    auto &state = *static_cast<SinkState *>(data);
+    const auto stride = static_cast<std::size_t>(VIPS_REGION_LSKIP(region));
+    const auto skipped = static_cast<std::size_t>(area->top - region->valid.top);
+    if (!state.sink(VIPS_REGION_ADDR_TOPLEFT(region) + stride * skipped, stride, area->top, area->height))
+        state.gaveUp = true;
+    return state.gaveUp ? -1 : 0;
+}
+
+} // namespace
+
+ImageReadError::ImageReadError()
+    : Error(QStringLiteral("Lecture de l’image impossible."))
+{}
+
+ImageWriteError::ImageWriteError()
+    : Error(QStringLiteral("Écriture de l’image impossible."))
+{}
+
+ImageSize ImageFrame::size() const
+{
+    return {m_pixels->image.width(), m_pixels->image.height()};
+}
+
+void ImageFrame::decode() const
+{
+    streamRows(m_pixels->image, [](const unsigned char *, std::size_t, int, int) { return true; });
+}
+
+void startVips()
+{
+    static std::once_flag once;
+    std::call_once(once, [] {
+        g_log_set_handler("VIPS", G_LOG_LEVEL_MASK, dropMessage, nullptr);
+        if (VIPS_INIT("quorvalent") != 0)
+            throw ImageReadError();
+        vips_block_untrusted_set(TRUE);
+        vips_cache_set_max(0);
+        const int cores = static_cast<int>(std::thread::hardware_concurrency());
+        vips_concurrency_set(std::clamp(cores, 2, 4));
+    });
+}
+
+void streamRows(const VImage &image, const RowSink &sink)
+{
+    SinkState state{sink};
+    if (vips_sink_disc(image.get_image(), passRows, &state) == 0)
+        return;
+    vips_error_clear();
+    if (state.gaveUp)
+        throw ImageWriteError();
+    throw ImageReadError();
+}
+
+VImage materialised(const VImage &image, const std::filesystem::path &scratchFolder)
+{
+    if (imageBytes(image) > spillThresholdBytes) {
+        ScratchPixels scratch(scratchFolder);
+        scratch.append(image);
+        return scratch.mapped(image);
+    }
+    try {
+        return image.copy_memory();
+    } catch (const VError &) {
+        throw ImageReadError();
+    }
+}
+
+VImage turned(const VImage &image, int orientation)
+{
+    VImage result = image.copy();
+    if (orientation >= 5)
+        result = result.copy(VImage::option()->set("xres", image.yres())->set("yres", image.xres()));
+    switch (orientation) {
+    case 2:
+        return result.fliphor();
+    case 3:
+        return result.rot180();
+    case 4:
+        return result.flipver();
+    case 5:
+        return result.rot90().fliphor();
+    case 6:
+        return result.rot90();
+    case 7:
+        return result.rot270().fliphor();
+    case 8:
+        return result.rot270();
+    default:
+        return result;
+    }
+}
+
+VImage withPrintableResolution(const VImage &image)
+{
+    constexpr double unknown = 1.0;
+    constexpr double pixelsPerMm = 72 / 25.4;
+    if (image.xres() != unknown || image.yres() != unknown)
+        return image;
+    return image.copy(VImage::option()->set("xres", pixelsPerMm)->set("yres", pixelsPerMm));
+}
+
+std::size_t pixelBytes(const VImage &image)
+{
+    return static_cast<std::size_t>(image.bands()) *
+           static_cast<std::size_t>(vips_format_sizeof(image.format()));
+}
+
+std::size_t rowBytes(const VImage &image)
+{
+    return pixelBytes(image) * static_cast<std::size_t>(image.width());
+}
+
+std::size_t imageBytes(const VImage &image)
+{
+    return rowBytes(image) * static_cast<std::size_t>(image.height());
+}
+
+std::vector<std::string> fieldNames(const VImage &image)
+{
+    std::vector<std::string> names;
+    gchar **fields = vips_image_get_fields(image.get_image());
+    for (gchar **field = fields; field != nullptr && *field != nullptr; ++field)
+        names.emplace_back(*field);
+    g_strfreev(fields);
+    return names;
+}
+
+QByteArray blobOf(const VImage &image, const char *name)
+{
+    if (vips_image_get_typeof(image.get_image(), name) != VIPS_TYPE_BLOB)
+        return {};
+    const void *bytes = nullptr;
+    std::size_t length = 0;
+    if (vips_image_get_blob(image.get_image(), name, &bytes, &length) != 0)
+        return {};
+    return {static_cast<const char *>(bytes), static_cast<qsizetype>(length)};
+}
+
+} // namespace quorvalent
