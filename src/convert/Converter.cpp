@@ -26,7 +26,7 @@ Engines realEngines()
 
 void Converter::convert(const RenameJob &job, const Preferences &preferences, const Progress &progress)
 {
-    const Files files;
+    const Files files{};
     ConversionDriver(files, realEngines()).convert(job, preferences, progress);
 }
 

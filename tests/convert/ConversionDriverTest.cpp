@@ -270,7 +270,7 @@ TEST(ConversionDriverTest, asksForTheRoomThatPlainSamplesNeedBeforeTheEngineStar
         std::optional<std::uint64_t> freeBytes(const fs::path &) const override { return 2; }
     };
     ConversionWorld world;
-    const NearlyFull files;
+    const NearlyFull files{};
     const RenameJob job = world.renamed("a.flac", "a.wav");
     EXPECT_THROW(ConversionDriver(files, world.engines).convert(job, {}, [](auto) {}), ConversionError);
     EXPECT_EQ(world.enginesRun, "");

@@ -57,7 +57,7 @@ protected:
     }
 
     test::TestFolder folder;
-    const Files files;
+    const Files files{};
 };
 
 TEST_F(FilesTest, copiesASparseFileBeyondFourGigabytesIntoAPrivateSparseOne)
