@@ -30,7 +30,10 @@ void handle(int signalNumber, void (*handler)(int))
     struct sigaction action = {};
     action.sa_handler = handler;
     action.sa_flags = SA_RESTART;
+    // One after another: of two pending signals the later handler would run first, on top of the other.
     sigemptyset(&action.sa_mask);
+    sigaddset(&action.sa_mask, SIGINT);
+    sigaddset(&action.sa_mask, SIGTERM);
     ::sigaction(signalNumber, &action, nullptr);
 }
 

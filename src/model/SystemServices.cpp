@@ -2,6 +2,7 @@
 
 #include "convert/Converter.h"
 #include "convert/InterruptedWork.h"
+#include "platform/FolderRules.h"
 #include "watch/RenameWatcher.h"
 
 #include <QCoreApplication>
@@ -37,7 +38,9 @@ ModelServices systemServices()
     services.makeWatcher = [](JobSourceHandlers handlers) {
         return std::make_unique<WatcherSource>(std::move(handlers));
     };
-    services.restoreInterruptedWork = &restoreInterruptedWork;
+    services.restoreInterruptedWork = [](const std::vector<std::filesystem::path> &folders) {
+        return restoreInterruptedWork(folders, &FolderRules::isDescendedInto);
+    };
     services.inBackground = &postToBackground;
     services.later = [](std::chrono::milliseconds delay, Task task) {
         QTimer::singleShot(delay, QCoreApplication::instance(), std::move(task));
