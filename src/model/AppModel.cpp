@@ -166,11 +166,12 @@ void AppModel::convertInBackground(const RenameJob &job)
         });
     };
     m_services.inBackground([self, job, progress, convert = m_services.convert, preferences = m_preferences,
-                             watcher = m_watcher] {
+                             watcher = std::weak_ptr(m_watcher)] {
         const JobOutcome outcome = outcomeOf(convert, job, preferences, progress);
         // Before the outcome is known to anyone: the watcher takes in the file's new state first.
-        if (watcher)
-            watcher->complete(job.identity());
+        // Held for this call only, so that the watcher always ends with the model, on the main thread.
+        if (const auto present = watcher.lock())
+            present->complete(job.identity());
         postToMain([self, job, outcome] {
             if (self)
                 self->finish(job, outcome);

@@ -95,7 +95,7 @@ private:
     void record(const RenameJob &job, const JobOutcome &outcome);
 
     ModelServices m_services;
-    std::shared_ptr<JobSource> m_watcher; ///< shared with the running job, which releases its file there
+    std::shared_ptr<JobSource> m_watcher; ///< the running job releases its file there
     bool m_isRecovering = false;
     std::uint64_t m_watchRun = 0; ///< tells late answers of an earlier watching
     std::uint64_t m_jobRun = 0;   ///< tells late progress of an earlier job

@@ -332,11 +332,15 @@ TEST_F(AppModelTest, watchesNothingWhileJobsAreRefused)
     EXPECT_EQ(world.log, Lines({"watch", "watch /folder"}));
 }
 
-TEST_F(AppModelTest, releasesTheFileWhenItIsGoneBeforeTheConversion)
+TEST_F(AppModelTest, finishesTheConversionWithoutAModel)
 {
     startWatching();
     model->enqueue(renamed("a.png", "a.jpg"));
     world.log.clear();
+    world.convert = [this](const RenameJob &, const Preferences &, const Progress &progress) {
+        progress(0.5);
+        world.log.emplace_back("converted");
+    };
     const JobSourceHandlers handlers = world.handlers;
     model.reset();
     world.runBackground();
@@ -344,7 +348,7 @@ TEST_F(AppModelTest, releasesTheFileWhenItIsGoneBeforeTheConversion)
     handlers.onProblem(u"Trop tard."_s);
     runMain();
 
-    EXPECT_EQ(world.log, Lines({"complete 1-1"}));
+    EXPECT_EQ(world.log, Lines({"converted"})) << "the watcher is gone with the model";
 }
 
 } // namespace
