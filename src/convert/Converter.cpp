@@ -1,12 +1,21 @@
 #include "convert/Converter.h"
 
 #include "convert/ConversionDriver.h"
+#include "convert/ExternalEngine.h"
 #include "convert/ImageCheck.h"
 #include "convert/MediaCheck.h"
+#include "convert/WebpAssistance.h"
+#include "platform/ImageSource.h"
 
 namespace quorvalent {
 
 namespace {
+
+bool isSingleStillImage(const std::filesystem::path &source)
+{
+    const std::optional<ImageSource> image = ImageSource::open(source, source.parent_path());
+    return image && image->frameCount() == 1;
+}
 
 Engines realEngines()
 {
@@ -26,8 +35,15 @@ Engines realEngines()
 
 void Converter::convert(const RenameJob &job, const Preferences &preferences, const Progress &progress)
 {
-    const Files files{};
+    const Files files;
     ConversionDriver(files, realEngines()).convert(job, preferences, progress);
+}
+
+void Converter::external(const std::filesystem::path &source, const std::filesystem::path &output,
+                         const Preferences &preferences, const Progress &progress)
+{
+    runExternalEngine(Preferences::ffmpeg(), source, output, preferences, progress,
+                      {&isSingleStillImage, &WebpAssistance::pictureFor, &WebpAssistance::carryMetadata});
 }
 
 } // namespace quorvalent
