@@ -21,6 +21,12 @@ struct Converter
     static void image(const std::filesystem::path &source, const std::filesystem::path &output,
                       double quality, const Progress &progress);
 
+    /// Writes a sound as 16-bit PCM ("wav", "aif", "aiff") or as AAC ("m4a") at `bitrate` kbit/s, with the
+    /// source's rate and channels. Lossless sources come out to the frame, 16-bit ones bit for bit. Memory
+    /// does not grow with the length. Reports up to 0.98, or nothing where the source tells no length.
+    static void audio(const std::filesystem::path &source, const std::filesystem::path &output, int bitrate,
+                      const Progress &progress);
+
     /// Runs the bundle's FFmpeg program with the fixed arguments of `output`'s extension. Reports up to 0.98.
     static void external(const std::filesystem::path &source, const std::filesystem::path &output,
                          const Preferences &preferences, const Progress &progress);

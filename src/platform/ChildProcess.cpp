@@ -130,8 +130,9 @@ ChildProcess::ChildProcess(const ChildCommand &command)
     if (!null.isOpen())
         throw FileError(errno, "/dev/null");
 
+    const int inputStream = command.standardInput < 0 ? null.get() : command.standardInput;
     const int errorStream = command.standardError < 0 ? null.get() : command.standardError;
-    const FileDescriptor input = aboveStandard(null.get(), command.program);
+    const FileDescriptor input = aboveStandard(inputStream, command.program);
     const FileDescriptor output = aboveStandard(writeEnd.get(), command.program);
     const FileDescriptor error = aboveStandard(errorStream, command.program);
 

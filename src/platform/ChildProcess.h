@@ -21,6 +21,7 @@ struct ChildCommand
     std::vector<std::string> arguments;   ///< without the program's own name
     std::vector<std::string> environment; ///< the whole of it, as NAME=value
     std::filesystem::path workingFolder = "/";
+    int standardInput = -1; ///< descriptor to read from, borrowed for the start; -1 is /dev/null
     int standardError = -1; ///< descriptor to write to, borrowed for the start; -1 is /dev/null
 };
 
@@ -33,7 +34,7 @@ struct ExitStatus
     bool operator==(const ExitStatus &) const = default;
 };
 
-/// One running child process: standard input is /dev/null, standard output a pipe to us, and no other
+/// One running child process: its standard output is a pipe to us, and apart from its command no other
 /// descriptor, signal setting or environment variable of ours reaches it. It leads a session of its own, so
 /// that Ctrl-C in our terminal is ours alone, and the kernel kills it when we die, however we die.
 ///
@@ -60,6 +61,8 @@ public:
     ExitStatus wait();
 
     [[nodiscard]] pid_t processId() const { return m_processId; }
+    /// The read end of its standard output, to poll.
+    [[nodiscard]] int outputDescriptor() const { return m_output.get(); }
 
 private:
     pid_t m_processId = -1;
