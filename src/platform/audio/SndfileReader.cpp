@@ -102,6 +102,9 @@ std::unique_ptr<AudioReader> SndfileReader::open(const std::filesystem::path &pa
     // Without a total nothing would tell whether all of it was read at one rate.
     if (info.frames == SF_COUNT_MAX && (info.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_FLAC)
         return nullptr;
+    // An Ogg file's length stands in its last page.
+    if (info.frames == SF_COUNT_MAX && (info.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_OGG)
+        throw AudioError(u"Le fichier audio est incomplet."_s);
     return std::unique_ptr<AudioReader>(
         new SndfileReader(std::move(source), std::move(file), info, declared));
 }
