@@ -26,8 +26,8 @@ ChildCommand decodeCommand(const std::filesystem::path &path)
                          "-protocol_whitelist", "file,pipe", "-format_whitelist",
                          "mov,mp4,aac,loas,flac,ogg,mp3,wav,w64,aiff,caf,ac3,eac3,matroska,webm,asf",
                          // The prefix keeps a name such as "-x" from being anything but a name.
-                         "-i", "file:" + std::filesystem::absolute(path).native(), "-map", "0:a:0", "-map_metadata", "-1", "-c:a",
-                         "pcm_f32le", "-f", "wav", "-bitexact", "pipe:1"};
+                         "-i", "file:" + std::filesystem::absolute(path).native(), "-map", "0:a:0",
+                         "-map_metadata", "-1", "-c:a", "pcm_f32le", "-f", "wav", "-bitexact", "pipe:1"};
     command.environment = {"LC_ALL=C.UTF-8"};
     return command;
 }
