@@ -1,7 +1,6 @@
 #include "platform/audio/Quantizer.h"
 
 #include <algorithm>
-#include <cmath>
 
 namespace quorvalent {
 
@@ -14,24 +13,26 @@ float triangularNoise(std::uint32_t counter)
 {
     std::uint32_t bits = counter * 0x9E3779B1U;
     bits = (bits ^ bits >> 15U) * 0x85EBCA6BU;
-    bits = (bits ^ bits >> 13U) * 0xC2B2AE35U;
-    bits ^= bits >> 16U;
+    bits ^= bits >> 13U;
     // The difference of two even distributions is triangular, from -1 to 1.
     const auto first = static_cast<std::int32_t>(bits & 0xFFFFU);
     const auto second = static_cast<std::int32_t>(bits >> 16U);
     return static_cast<float>(first - second) * (1.0F / 65536.0F);
 }
 
-std::int16_t clipped(float value)
+// Rounds by cutting off a positive number, for which every processor has an instruction on several at a time.
+std::int16_t clippedAndRounded(float value)
 {
-    const float bounded = value > -fullScale ? (value < fullScale - 1 ? value : fullScale - 1) : -fullScale;
-    return static_cast<std::int16_t>(std::lrint(std::isnan(value) ? 0.0F : bounded));
+    const float number = value == value ? value : 0.0F;
+    const float bounded = std::min(std::max(number, -fullScale), fullScale - 1);
+    return static_cast<std::int16_t>(static_cast<std::int32_t>(bounded + fullScale + 0.5F) - 32768);
 }
 
 bool isInteger16(float sample)
 {
     const float scaled = sample * fullScale;
-    return scaled >= -fullScale && scaled < fullScale && scaled == std::nearbyint(scaled);
+    return scaled >= -fullScale && scaled < fullScale &&
+           scaled == static_cast<float>(static_cast<std::int32_t>(scaled));
 }
 
 } // namespace
@@ -45,11 +46,13 @@ void Quantizer::quantize(std::span<const float> samples, std::span<std::int16_t>
         const auto to = integers.subspan(start, from.size());
         if (std::all_of(from.begin(), from.end(), isInteger16)) {
             for (std::size_t i = 0; i < from.size(); ++i)
-                to[i] = static_cast<std::int16_t>(std::lrint(from[i] * fullScale));
+                to[i] = static_cast<std::int16_t>(from[i] * fullScale);
             continue;
         }
         for (std::size_t i = 0; i < from.size(); ++i)
-            to[i] = clipped(from[i] * fullScale + triangularNoise(m_noiseCounter++));
+            to[i] = clippedAndRounded(from[i] * fullScale +
+                                      triangularNoise(m_noiseCounter + static_cast<std::uint32_t>(i)));
+        m_noiseCounter += static_cast<std::uint32_t>(from.size());
     }
 }
 

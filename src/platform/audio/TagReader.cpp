@@ -143,11 +143,30 @@ void addPictures(TagSet &tags, const TagLib::List<TagLib::FLAC::Picture *> &pict
         addCover(tags, picture->data(), picture->description(), picture->type());
 }
 
+// One field under several names: writers of Vorbis comments never agreed.
+void renameAliases(TagLib::PropertyMap &texts)
+{
+    constexpr std::array<std::pair<const char *, const char *>, 6> aliases{{{"DESCRIPTION", "COMMENT"},
+                                                                            {"UNSYNCEDLYRICS", "LYRICS"},
+                                                                            {"UNSYNCED LYRICS", "LYRICS"},
+                                                                            {"ALBUM ARTIST", "ALBUMARTIST"},
+                                                                            {"ALBUM_ARTIST", "ALBUMARTIST"},
+                                                                            {"YEAR", "DATE"}}};
+    for (const auto &[alias, name] : aliases) {
+        if (!texts.contains(alias) || texts.contains(name))
+            continue;
+        texts.insert(name, texts[alias]);
+        texts.erase(alias);
+    }
+}
+
 void addXiph(TagSet &tags, TagLib::Ogg::XiphComment *comment)
 {
     if (comment == nullptr)
         return;
-    addTexts(tags, comment->properties());
+    TagLib::PropertyMap texts = comment->properties();
+    renameAliases(texts);
+    addTexts(tags, texts);
     addPictures(tags, comment->pictureList());
 }
 

@@ -15,7 +15,9 @@
 #include <taglib/xiphcomment.h>
 
 #include <algorithm>
+#include <array>
 #include <memory>
+#include <utility>
 
 namespace quorvalent {
 
@@ -141,14 +143,30 @@ bool writeMpeg(const char *name, const TagSet &tags)
     return file.save(TagLib::MPEG::File::ID3v2);
 }
 
+// The older kind of tag of WAVE files, for programs that know no other.
+void fillInfo(TagLib::RIFF::Info::Tag &info, const TagSet &tags)
+{
+    constexpr std::array<std::pair<const char *, const char *>, 7> fields{{{"TITLE", "INAM"},
+                                                                           {"ARTIST", "IART"},
+                                                                           {"ALBUM", "IPRD"},
+                                                                           {"TRACKNUMBER", "IPRT"},
+                                                                           {"DATE", "ICRD"},
+                                                                           {"GENRE", "IGNR"},
+                                                                           {"COMMENT", "ICMT"}}};
+    for (const auto &[key, field] : fields) {
+        const auto values = tags.texts.find(key);
+        if (values != tags.texts.end())
+            info.setFieldText(field, values->second.toString(", "));
+    }
+}
+
 bool writeWave(const char *name, const TagSet &tags)
 {
     TagLib::RIFF::WAV::File file(name, false);
     if (!file.isValid())
         return false;
     fillId3(*file.ID3v2Tag(), tags);
-    // The older kind of tag besides, for programs that know no other.
-    file.InfoTag()->setProperties(tags.texts);
+    fillInfo(*file.InfoTag(), tags);
     return file.save();
 }
 
