@@ -27,6 +27,12 @@ struct Converter
     static void audio(const std::filesystem::path &source, const std::filesystem::path &output, int bitrate,
                       const Progress &progress);
 
+    /// Writes a video as the movie of `output`'s extension: "mov", "m4v", anything else is MPEG-4. `quality`
+    /// is 0 for the highest, which passes through untouched whatever the file can carry, 1 for medium, any
+    /// other for low. What it returns from has been checked against the source. Reports up to 0.98.
+    static void video(const std::filesystem::path &source, const std::filesystem::path &output,
+                      qint64 quality, const Progress &progress);
+
     /// Runs the bundle's FFmpeg program with the fixed arguments of `output`'s extension. Reports up to 0.98.
     static void external(const std::filesystem::path &source, const std::filesystem::path &output,
                          const Preferences &preferences, const Progress &progress);
