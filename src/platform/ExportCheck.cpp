@@ -62,7 +62,7 @@ bool isTrackFaithful(const PlannedTrack &planned, const MovieTrack &track, std::
 
 bool isFaithful(const ExportPlan &plan, const ExportLog &log, const MovieIndex &result)
 {
-    if (plan.isSourceTruncated || result.isTruncated || result.hasFragments || !result.precedesData)
+    if (result.isTruncated || result.hasFragments || !result.precedesData)
         return false;
 
     std::vector<MovieTrack> tracks = result.tracks;

@@ -10,11 +10,12 @@ using namespace Qt::StringLiterals;
 
 constexpr qsizetype mostLastWords = 350; // characters
 
-// "Input stream #0:1 (audio): 2585 packets read (1081760 bytes); "
+// "Input stream #0:1 (audio): 2585 packets read (1081760 bytes); …"
+// "Output stream #0:1 (audio): 2586 frames encoded (2647040 samples); 2587 packets muxed (965377 bytes); "
 void addCounts(const QString &text, ExportLog &log)
 {
     static const QRegularExpression line(
-        u"(?:(Input)|Output) stream #\\d+:(\\d+) \\([a-z]+\\): (\\d+) packets (?:read|muxed) "_s);
+        u"(?:(Input)|Output) stream #\\d+:(\\d+) \\([a-z]+\\): [^\\n]*?(\\d+) packets (?:read|muxed) "_s);
     for (auto matches = line.globalMatch(text); matches.hasNext();) {
         const QRegularExpressionMatch match = matches.next();
         auto &counts = match.hasCaptured(1) ? log.packetsRead : log.packetsMuxed;

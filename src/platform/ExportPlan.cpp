@@ -75,6 +75,8 @@ public:
     std::optional<ExportPlan> plan()
     {
         bool hasContent = false;
+        if (m_source.isTruncated)
+            return std::nullopt;
         for (const SourceStream &stream : m_source.streams) {
             if (stream.isEncrypted || !add(stream))
                 return std::nullopt;
@@ -230,7 +232,6 @@ private:
     void finish()
     {
         m_plan.seconds = m_source.seconds;
-        m_plan.isSourceTruncated = m_source.isTruncated;
         std::vector<std::string> &arguments = m_plan.arguments;
         arguments.insert(arguments.end(), {"-map_metadata", "0", "-map_chapters", "0"});
         // With the maker's own keys, everything is written under keys, these of the source's file type too,

@@ -39,13 +39,12 @@ struct ExportPlan
     std::vector<std::string> arguments; ///< FFmpeg's, between the input and the name of the output
     QStringList omissions;              ///< a French sentence for each stream that stays behind
     std::optional<double> seconds;      ///< of the source as a whole
-    bool isSourceTruncated = false;     ///< part of the source's data is missing
 
     bool operator==(const ExportPlan &) const = default;
 };
 
-/// Nothing when the source cannot become such a file: nothing to see or hear in it, encrypted, or a stream
-/// that has to be re-encoded and cannot be. Pure; any thread.
+/// Nothing when the source cannot become such a file: nothing to see or hear in it, encrypted, cut off, or
+/// with a stream that has to be re-encoded and cannot be. Pure; any thread.
 [[nodiscard]] std::optional<ExportPlan> planExport(const SourceMedia &source, ExportPreset preset,
                                                    MovieFileType type);
 

@@ -7,7 +7,8 @@
 
 #include <fcntl.h>
 #include <sys/mman.h>
-#include <sys/pidfd.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -74,7 +75,7 @@ ExportSession::~ExportSession()
         return;
     m_isCancelled = true;
     if (const int child = m_childHandle.load(); child >= 0)
-        ::pidfd_send_signal(child, SIGKILL, nullptr, 0);
+        ::syscall(SYS_pidfd_send_signal, child, SIGKILL, nullptr, 0);
     m_thread.join();
     FileDescriptor(m_childHandle.load()).close();
 }
@@ -162,7 +163,8 @@ ExportSession::Status ExportSession::exportNow()
     {
         ChildProcess child(command);
         // The handle means this child even after it has ended, unlike its number.
-        m_childHandle = ::pidfd_open(child.processId(), 0);
+        // The C library's own function is not usable from C++ before its version 2.37.
+        m_childHandle = static_cast<int>(::syscall(SYS_pidfd_open, child.processId(), 0));
         if (m_isCancelled)
             return Status::Failed;
         const double seconds = plan.seconds.value_or(0);

@@ -216,6 +216,18 @@ MovieTrack trackOf(const Bytes &bytes, const Clock &movie)
     return track;
 }
 
+bool isEncrypted(const Bytes &track)
+{
+    const Bytes table = required(track, {"mdia", "minf", "stbl"});
+    if (find(table, {"senc"}))
+        return true;
+    for (const Box &description : boxesIn(required(table, {"stsd"}).from(8)))
+        for (const std::string_view format : {"encv", "enca", "enct", "drmi", "drms", "p608"})
+            if (description.type == format)
+                return true;
+    return false;
+}
+
 std::vector<std::uint32_t> chapterTracks(const Bytes &track)
 {
     std::vector<std::uint32_t> ids;
@@ -236,8 +248,8 @@ void readMovie(const Bytes &movie, MovieIndex &index)
     const Clock clock = clockOf(required(movie, {"mvhd"}));
     index.seconds = clock.units / clock.unitsPerSecond;
     index.hasFragments = index.hasFragments || find(movie, {"mvex"}).has_value();
-    // Both may lie in several places, depending on the writer; their names are not found elsewhere by chance
-    // at a cost: whoever asks then looks more closely.
+    // Both lie in different places, depending on the writer. Their names turning up elsewhere by chance costs
+    // no more than a closer look.
     index.hasMakerTags = movie.find("mdtacom.") != std::string_view::npos;
     index.hasCoverPicture = movie.find("covr") != std::string_view::npos;
 
@@ -247,6 +259,7 @@ void readMovie(const Bytes &movie, MovieIndex &index)
         if (box.type != "trak")
             continue;
         index.tracks.push_back(trackOf(box.content, clock));
+        index.isEncrypted = index.isEncrypted || isEncrypted(box.content);
         numbers.push_back(trackNumber(box.content));
         const std::vector<std::uint32_t> named = chapterTracks(box.content);
         chapters.insert(chapters.end(), named.begin(), named.end());
@@ -302,7 +315,8 @@ std::optional<MovieIndex> readIndex(const FileDescriptor &file, std::uint64_t fi
         if (length < headBytes)
             break; // no box: padding after the last one
         const bool isWhole = length <= fileBytes - offset;
-        index.isTruncated = index.isTruncated || !isWhole;
+        // Rubbish after the last part is no loss, even when it reads as a part that does not fit.
+        index.isTruncated = index.isTruncated || (!isWhole && (type == "mdat" || type == "moof"));
 
         if (type == "ftyp") {
             index.brand = head.text(8, 4);

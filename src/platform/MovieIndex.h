@@ -31,7 +31,8 @@ struct MovieIndex
     std::string brand;           ///< four characters, empty in old QuickTime files
     bool precedesData = false;   ///< a player over the network may start at once
     bool hasFragments = false;   ///< more samples follow in parts outside this index
-    bool isTruncated = false;    ///< the file ends before its parts do
+    bool isTruncated = false;    ///< the file ends before its media data does
+    bool isEncrypted = false;    ///< some track is
     bool hasMakerTags = false;   ///< metadata under the maker's own keys
     bool hasCoverPicture = false;
     double seconds = 0; ///< of the whole movie

@@ -256,7 +256,7 @@ std::optional<SourceMedia> SourceMedia::fromProbe(const QByteArray &json)
 
 std::optional<SourceMedia> SourceMedia::fromIndex(const MovieIndex &index)
 {
-    if (index.hasFragments || index.isTruncated || index.hasCoverPicture || index.tracks.empty())
+    if (index.hasFragments || index.isTruncated || index.isEncrypted || index.hasCoverPicture || index.tracks.empty())
         return std::nullopt;
     SourceMedia media;
     media.format = "mov,mp4,m4a,3gp,3g2,mj2"_L1;
@@ -288,9 +288,12 @@ std::optional<SourceMedia> SourceMedia::read(const std::filesystem::path &path)
     if (!probe.wait().isSuccess())
         return std::nullopt;
     std::optional<SourceMedia> media = fromProbe(json);
-    if (media) {
-        const std::optional<MovieIndex> index = MovieIndex::read(path);
-        media->isTruncated = index && index->isTruncated;
+    if (!media)
+        return std::nullopt;
+    if (const std::optional<MovieIndex> index = MovieIndex::read(path)) {
+        media->isTruncated = index->isTruncated;
+        for (SourceStream &stream : media->streams)
+            stream.isEncrypted = stream.isEncrypted || index->isEncrypted;
     }
     return media;
 }

@@ -55,7 +55,7 @@ struct SourceMedia
     std::vector<SourceStream> streams;
     std::optional<double> seconds;
     bool hasMakerTags = false; ///< metadata under the maker's own keys
-    bool isTruncated = false;
+    bool isTruncated = false;  ///< the file ends before its media data does
 
     bool operator==(const SourceMedia &) const = default;
 
