@@ -33,8 +33,8 @@ MovieFileType fileTypeFor(const std::filesystem::path &output)
 
 } // namespace
 
-void Converter::video(const std::filesystem::path &source, const std::filesystem::path &output, qint64 quality,
-                      const Progress &progress)
+void Converter::video(const std::filesystem::path &source, const std::filesystem::path &output,
+                      qint64 quality, const Progress &progress)
 {
     // Signalled by the session's thread, so it has to outlive the session.
     std::binary_semaphore ended(0);

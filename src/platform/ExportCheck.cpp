@@ -54,8 +54,8 @@ bool isTrackFaithful(const PlannedTrack &planned, const MovieTrack &track, std::
         return false;
     if (planned.kind != Kind::Video)
         return true;
-    return track.rotationDegrees == planned.rotationDegrees && track.width == planned.width
-           && track.height == planned.height;
+    return track.rotationDegrees == planned.rotationDegrees && track.width == planned.width &&
+           track.height == planned.height;
 }
 
 } // namespace
@@ -66,7 +66,8 @@ bool isFaithful(const ExportPlan &plan, const ExportLog &log, const MovieIndex &
         return false;
 
     std::vector<MovieTrack> tracks = result.tracks;
-    std::erase_if(tracks, [](const MovieTrack &track) { return track.handler == "tmcd" || track.isChapterList; });
+    std::erase_if(tracks,
+                  [](const MovieTrack &track) { return track.handler == "tmcd" || track.isChapterList; });
     std::size_t next = 0;
     bool isLengthStated = false;
     for (std::size_t i = 0; i < plan.tracks.size(); ++i) {

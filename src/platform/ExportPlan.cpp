@@ -48,7 +48,8 @@ bool canCarry(MovieFileType type, const QString &codec)
     case MovieFileType::QuickTimeMovie:
         break;
     }
-    return codec == "prores"_L1 || codec == "mjpeg"_L1 || codec.startsWith("pcm_"_L1) || outsideM4v.contains(codec);
+    return codec == "prores"_L1 || codec == "mjpeg"_L1 || codec.startsWith("pcm_"_L1) ||
+           outsideM4v.contains(codec);
 }
 
 bool isTextSubtitle(const QString &codec)
@@ -145,8 +146,8 @@ private:
 
     bool addAudio(const SourceStream &stream)
     {
-        const bool isLeanAac = stream.codec == "aac"_L1 && stream.profile == "LC"_L1 && stream.bitrateKbps > 0
-                               && stream.bitrateKbps <= m_values.audioKbps;
+        const bool isLeanAac = stream.codec == "aac"_L1 && stream.profile == "LC"_L1 &&
+                               stream.bitrateKbps > 0 && stream.bitrateKbps <= m_values.audioKbps;
         if (m_values.passesThrough ? canCarry(m_type, stream.codec) : isLeanAac) {
             copy(stream);
         } else {
@@ -174,7 +175,8 @@ private:
 
     void addCover(const SourceStream &stream)
     {
-        if (m_type == MovieFileType::QuickTimeMovie || (stream.codec != "mjpeg"_L1 && stream.codec != "png"_L1)) {
+        if (m_type == MovieFileType::QuickTimeMovie ||
+            (stream.codec != "mjpeg"_L1 && stream.codec != "png"_L1)) {
             omit(stream, u"image de couverture"_s);
             return;
         }

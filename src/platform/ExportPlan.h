@@ -21,8 +21,8 @@ struct PlannedTrack
 {
     int sourceIndex = 0; ///< FFmpeg's number of the source's stream
     SourceStream::Kind kind = SourceStream::Kind::Other;
-    bool isCopied = false; ///< every sample as it is in the source
-    QString codec;         ///< of the result, FFmpeg's short name
+    bool isCopied = false;         ///< every sample as it is in the source
+    QString codec;                 ///< of the result, FFmpeg's short name
     std::optional<double> seconds; ///< as the source states it
     double startSeconds = 0;       ///< in the source
     int width = 0;                 ///< pixels to be stored; video only

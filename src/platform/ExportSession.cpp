@@ -20,7 +20,8 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
-constexpr std::array allFileTypes{MovieFileType::QuickTimeMovie, MovieFileType::AppleM4V, MovieFileType::Mpeg4};
+constexpr std::array allFileTypes{MovieFileType::QuickTimeMovie, MovieFileType::AppleM4V,
+                                  MovieFileType::Mpeg4};
 
 // A file without a name in the folder, for as long as it is open; in memory where the file system has none.
 FileDescriptor namelessFile(const std::filesystem::path &folder)
@@ -46,9 +47,20 @@ std::vector<std::string> argumentsFor(const ExportPlan &plan, const std::filesys
 {
     // The log level lets FFmpeg count packets at its end; the prefix makes a name of any name; a movie that
     // refers to other files reads none of them over the network.
-    std::vector<std::string> arguments = {"-nostdin", "-hide_banner", "-loglevel", "level+verbose",
-                                          "-nostats", "-progress", "pipe:1", "-stats_period", "0.1", "-n",
-                                          "-protocol_whitelist", "file", "-i", "file:" + source.native()};
+    std::vector<std::string> arguments = {"-nostdin",
+                                          "-hide_banner",
+                                          "-loglevel",
+                                          "level+verbose",
+                                          "-nostats",
+                                          "-progress",
+                                          "pipe:1",
+                                          "-stats_period",
+                                          "0.1",
+                                          "-n",
+                                          "-protocol_whitelist",
+                                          "file",
+                                          "-i",
+                                          "file:" + source.native()};
     arguments.insert(arguments.end(), plan.arguments.begin(), plan.arguments.end());
     arguments.push_back("file:" + output.native());
     return arguments;

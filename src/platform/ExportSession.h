@@ -27,9 +27,9 @@ public:
     /// Nothing when no session can be had for this source and preset: `program` is missing, the source is no
     /// media, encrypted, or holds nothing that can be seen or heard in any of the file types. Nothing is
     /// written. `source` is absolute. Blocks for some 70 ms at most.
-    [[nodiscard]] static std::unique_ptr<ExportSession> create(const std::filesystem::path &source,
-                                                               ExportPreset preset,
-                                                               const std::filesystem::path &program = systemProgram());
+    [[nodiscard]] static std::unique_ptr<ExportSession>
+    create(const std::filesystem::path &source, ExportPreset preset,
+           const std::filesystem::path &program = systemProgram());
     ~ExportSession();
     ExportSession(const ExportSession &) = delete;
     ExportSession &operator=(const ExportSession &) = delete;
@@ -42,7 +42,7 @@ public:
     /// A French sentence for each stream of the source that such a file does not take along.
     [[nodiscard]] QStringList omissions(MovieFileType type) const;
 
-    std::filesystem::path outputURL; ///< absolute; nothing may stand there yet
+    std::filesystem::path outputURL;                              ///< absolute; nothing may stand there yet
     MovieFileType outputFileType = MovieFileType::QuickTimeMovie; ///< one of supportedFileTypes()
 
     /// Starts and returns at once. `completion` runs once, on the session's thread, after the final status is

@@ -98,7 +98,8 @@ std::optional<Bytes> find(Bytes bytes, std::initializer_list<std::string_view> p
 {
     for (const std::string_view type : path) {
         const std::vector<Box> boxes = boxesIn(bytes);
-        const auto box = std::find_if(boxes.begin(), boxes.end(), [type](const Box &b) { return b.type == type; });
+        const auto box =
+            std::find_if(boxes.begin(), boxes.end(), [type](const Box &b) { return b.type == type; });
         if (box == boxes.end())
             return std::nullopt;
         bytes = box->content;
@@ -156,7 +157,8 @@ double playedSeconds(const Bytes &track, const Clock &movie, const Clock &media)
     double units = 0;
     for (std::uint32_t i = 0; i < edits->u32(4); ++i) {
         const Bytes edit = edits->from(8 + i * (2 * width + 4));
-        const bool isPause = isLong ? edit.number(8, 8) == ~std::uint64_t{0} : edit.u32(4) == ~std::uint32_t{0};
+        const bool isPause =
+            isLong ? edit.number(8, 8) == ~std::uint64_t{0} : edit.u32(4) == ~std::uint32_t{0};
         if (!isPause)
             units += static_cast<double>(edit.number(0, width));
     }
@@ -265,7 +267,8 @@ void readMovie(const Bytes &movie, MovieIndex &index)
         chapters.insert(chapters.end(), named.begin(), named.end());
     }
     for (std::size_t i = 0; i < numbers.size(); ++i)
-        index.tracks[i].isChapterList = std::find(chapters.begin(), chapters.end(), numbers[i]) != chapters.end();
+        index.tracks[i].isChapterList =
+            std::find(chapters.begin(), chapters.end(), numbers[i]) != chapters.end();
 }
 
 std::string readAt(const FileDescriptor &file, std::uint64_t offset, std::size_t length)
@@ -273,8 +276,8 @@ std::string readAt(const FileDescriptor &file, std::uint64_t offset, std::size_t
     std::string bytes(length, '\0');
     std::size_t done = 0;
     while (done < length) {
-        const ssize_t count = ::pread(file.get(), bytes.data() + done, length - done,
-                                      static_cast<off_t>(offset + done));
+        const ssize_t count =
+            ::pread(file.get(), bytes.data() + done, length - done, static_cast<off_t>(offset + done));
         if (count <= 0)
             break;
         done += static_cast<std::size_t>(count);
@@ -286,7 +289,8 @@ std::string readAt(const FileDescriptor &file, std::uint64_t offset, std::size_t
 // What may stand at the top of such a file; anything else in the first place makes it a file of another kind.
 bool opensMovie(const std::string &type)
 {
-    static constexpr std::string_view types[] = {"ftyp", "moov", "mdat", "free", "skip", "wide", "pnot", "uuid"};
+    static constexpr std::string_view types[] = {"ftyp", "moov", "mdat", "free",
+                                                 "skip", "wide", "pnot", "uuid"};
     return std::find(std::begin(types), std::end(types), type) != std::end(types);
 }
 

@@ -18,7 +18,7 @@ struct MovieTrack
     double seconds = 0;        ///< what is played of it, without the pause before its start
     int width = 0;             ///< pixels as stored
     int height = 0;
-    int rotationDegrees = 0; ///< clockwise turn that a player applies: 0, 90, 180 or 270
+    int rotationDegrees = 0;    ///< clockwise turn that a player applies: 0, 90, 180 or 270
     bool isChapterList = false; ///< another track names it as its chapters
 
     bool operator==(const MovieTrack &) const = default;
@@ -28,14 +28,14 @@ struct MovieTrack
 /// probe takes sixty, and an opinion of its own on what another program wrote.
 struct MovieIndex
 {
-    std::string brand;           ///< four characters, empty in old QuickTime files
-    bool precedesData = false;   ///< a player over the network may start at once
-    bool hasFragments = false;   ///< more samples follow in parts outside this index
-    bool isTruncated = false;    ///< the file ends before its media data does
-    bool isEncrypted = false;    ///< some track is
-    bool hasMakerTags = false;   ///< metadata under the maker's own keys
+    std::string brand;         ///< four characters, empty in old QuickTime files
+    bool precedesData = false; ///< a player over the network may start at once
+    bool hasFragments = false; ///< more samples follow in parts outside this index
+    bool isTruncated = false;  ///< the file ends before its media data does
+    bool isEncrypted = false;  ///< some track is
+    bool hasMakerTags = false; ///< metadata under the maker's own keys
     bool hasCoverPicture = false;
-    double seconds = 0; ///< of the whole movie
+    double seconds = 0;             ///< of the whole movie
     std::vector<MovieTrack> tracks; ///< in the order of the file
 
     bool operator==(const MovieIndex &) const = default;

@@ -103,8 +103,8 @@ void readPicture(const QJsonObject &object, SourceStream &stream)
     const QString order = object["field_order"_L1].toString();
     stream.isInterlaced = order.size() == 2; // "tt", "bb", "tb", "bt"; else "progressive" or "unknown"
     const QString pixels = knownOnly(object["pix_fmt"_L1].toString());
-    stream.isRgb = pixels.contains("rgb"_L1) || pixels.contains("bgr"_L1) || pixels.startsWith("gbr"_L1)
-                   || pixels.startsWith("pal"_L1);
+    stream.isRgb = pixels.contains("rgb"_L1) || pixels.contains("bgr"_L1) || pixels.startsWith("gbr"_L1) ||
+                   pixels.startsWith("pal"_L1);
     stream.isFullRange = pixels.startsWith("yuvj"_L1) || object["color_range"_L1].toString() == "pc"_L1;
     stream.hasReorderedFrames = object["has_b_frames"_L1].toInt() > 0;
     stream.transfer = knownOnly(object["color_transfer"_L1].toString());
@@ -164,21 +164,25 @@ struct NamedCodec
 };
 
 constexpr std::array pictureCodecs{
-    NamedCodec{"avc1"_L1, "h264"_L1},   NamedCodec{"avc3"_L1, "h264"_L1},   NamedCodec{"hvc1"_L1, "hevc"_L1},
-    NamedCodec{"hev1"_L1, "hevc"_L1},   NamedCodec{"av01"_L1, "av1"_L1},    NamedCodec{"apch"_L1, "prores"_L1},
-    NamedCodec{"apcn"_L1, "prores"_L1}, NamedCodec{"apcs"_L1, "prores"_L1}, NamedCodec{"apco"_L1, "prores"_L1},
-    NamedCodec{"ap4h"_L1, "prores"_L1}, NamedCodec{"ap4x"_L1, "prores"_L1},
+    NamedCodec{"avc1"_L1, "h264"_L1},   NamedCodec{"avc3"_L1, "h264"_L1},
+    NamedCodec{"hvc1"_L1, "hevc"_L1},   NamedCodec{"hev1"_L1, "hevc"_L1},
+    NamedCodec{"av01"_L1, "av1"_L1},    NamedCodec{"apch"_L1, "prores"_L1},
+    NamedCodec{"apcn"_L1, "prores"_L1}, NamedCodec{"apcs"_L1, "prores"_L1},
+    NamedCodec{"apco"_L1, "prores"_L1}, NamedCodec{"ap4h"_L1, "prores"_L1},
+    NamedCodec{"ap4x"_L1, "prores"_L1},
 };
 constexpr std::array soundCodecs{
-    NamedCodec{"ac-3"_L1, "ac3"_L1},  NamedCodec{"ec-3"_L1, "eac3"_L1},      NamedCodec{"alac"_L1, "alac"_L1},
-    NamedCodec{".mp3"_L1, "mp3"_L1},  NamedCodec{"sowt"_L1, "pcm_s16le"_L1}, NamedCodec{"twos"_L1, "pcm_s16be"_L1},
+    NamedCodec{"ac-3"_L1, "ac3"_L1},       NamedCodec{"ec-3"_L1, "eac3"_L1},
+    NamedCodec{"alac"_L1, "alac"_L1},      NamedCodec{".mp3"_L1, "mp3"_L1},
+    NamedCodec{"sowt"_L1, "pcm_s16le"_L1}, NamedCodec{"twos"_L1, "pcm_s16be"_L1},
     NamedCodec{"in24"_L1, "pcm_s24be"_L1},
 };
 
 template <typename Table>
 QString lookUp(const Table &table, const std::string &sampleFormat)
 {
-    const QString name = QString::fromLatin1(sampleFormat.data(), static_cast<qsizetype>(sampleFormat.size()));
+    const QString name =
+        QString::fromLatin1(sampleFormat.data(), static_cast<qsizetype>(sampleFormat.size()));
     for (const NamedCodec &entry : table)
         if (name == entry.sampleFormat)
             return entry.codec;
@@ -247,8 +251,8 @@ std::optional<SourceMedia> SourceMedia::fromProbe(const QByteArray &json)
         return std::nullopt;
     media.seconds = secondsOf(format["duration"_L1]);
     const QStringList tags = format["tags"_L1].toObject().keys();
-    media.hasMakerTags
-        = std::any_of(tags.begin(), tags.end(), [](const QString &tag) { return tag.startsWith("com."_L1); });
+    media.hasMakerTags =
+        std::any_of(tags.begin(), tags.end(), [](const QString &tag) { return tag.startsWith("com."_L1); });
     for (const QJsonValue stream : object["streams"_L1].toArray())
         media.streams.push_back(streamOf(stream.toObject()));
     return media;
@@ -256,7 +260,8 @@ std::optional<SourceMedia> SourceMedia::fromProbe(const QByteArray &json)
 
 std::optional<SourceMedia> SourceMedia::fromIndex(const MovieIndex &index)
 {
-    if (index.hasFragments || index.isTruncated || index.isEncrypted || index.hasCoverPicture || index.tracks.empty())
+    if (index.hasFragments || index.isTruncated || index.isEncrypted || index.hasCoverPicture ||
+        index.tracks.empty())
         return std::nullopt;
     SourceMedia media;
     media.format = "mov,mp4,m4a,3gp,3g2,mj2"_L1;
@@ -278,8 +283,16 @@ std::optional<SourceMedia> SourceMedia::read(const std::filesystem::path &path)
     ChildCommand command;
     command.program = QUORVALENT_FFPROBE_PROGRAM;
     // Only local files, and the name is a name whatever it looks like.
-    command.arguments = {"-loglevel",      "quiet",         "-print_format",       "json", "-show_format",
-                         "-show_streams", "-protocol_whitelist", "file", "-i",    "file:" + path.native()};
+    command.arguments = {"-loglevel",
+                         "quiet",
+                         "-print_format",
+                         "json",
+                         "-show_format",
+                         "-show_streams",
+                         "-protocol_whitelist",
+                         "file",
+                         "-i",
+                         "file:" + path.native()};
     command.environment = {"LC_ALL=C.UTF-8"};
     ChildProcess probe(command);
     QByteArray json;

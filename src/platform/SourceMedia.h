@@ -18,9 +18,9 @@ struct SourceStream
 
     int index = 0; ///< FFmpeg's number for it
     Kind kind = Kind::Other;
-    QString codec;   ///< FFmpeg's short name, empty when unknown
-    QString profile; ///< as FFmpeg names it, empty when unknown
-    QString title;   ///< of this track, from Matroska
+    QString codec;                 ///< FFmpeg's short name, empty when unknown
+    QString profile;               ///< as FFmpeg names it, empty when unknown
+    QString title;                 ///< of this track, from Matroska
     std::optional<double> seconds; ///< as the file states it; some writers of Matroska count from zero
     double startSeconds = 0;
     bool isEncrypted = false;

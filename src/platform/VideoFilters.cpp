@@ -39,8 +39,8 @@ void addToneMapping(const SourceStream &stream, FilterChain &chain)
 {
     const std::string primaries = stream.primaries.isEmpty() ? "bt2020" : stream.primaries.toStdString();
     const std::string matrix = stream.matrix.isEmpty() ? "bt2020nc" : stream.matrix.toStdString();
-    chain.add("zscale=tin=" + stream.transfer.toStdString() + ":pin=" + primaries + ":min=" + matrix
-              + ":t=linear:npl=100");
+    chain.add("zscale=tin=" + stream.transfer.toStdString() + ":pin=" + primaries + ":min=" + matrix +
+              ":t=linear:npl=100");
     chain.add("format=gbrpf32le");
     chain.add("zscale=p=bt709");
     chain.add("tonemap=tonemap=hable:desat=0");
@@ -58,9 +58,10 @@ EncodedPicture encodedPicture(const SourceStream &stream, PixelSize largest)
         aspect = 1 / aspect;
     }
     const double seenWidth = turned.width * aspect;
-    const double shrink = largest == PixelSize{} ? 1
-                                                 : std::min({1.0, largest.width / seenWidth,
-                                                             static_cast<double>(largest.height) / turned.height});
+    const double shrink =
+        largest == PixelSize{}
+            ? 1
+            : std::min({1.0, largest.width / seenWidth, static_cast<double>(largest.height) / turned.height});
 
     EncodedPicture picture;
     FilterChain chain;
