@@ -14,13 +14,15 @@ namespace {
 using namespace Qt::StringLiterals;
 
 constexpr std::size_t bufferFrames = 16384;
-constexpr double largestFraction = 0.98; // the rest is the replacement's
+constexpr qint64 largestKbps = 1'000'000; // far beyond any encoder; keeps a stored number from overflowing
+constexpr double largestFraction = 0.98;  // the rest is the replacement's
 
-AudioEncoding encodingFor(const std::filesystem::path &output, int bitrateKbps)
+AudioEncoding encodingFor(const std::filesystem::path &output, qint64 bitrateKbps)
 {
     const std::filesystem::path extension = output.extension();
     if (extension == ".m4a")
-        return {.container = AudioEncoding::Container::Mpeg4, .bitRate = bitrateKbps * 1000};
+        return {.container = AudioEncoding::Container::Mpeg4,
+                .bitRate = static_cast<int>(std::clamp(bitrateKbps, qint64(1), largestKbps) * 1000)};
     return {.container =
                 extension == ".wav" ? AudioEncoding::Container::Wave : AudioEncoding::Container::Aiff};
 }
@@ -46,8 +48,8 @@ std::optional<double> fractionOf(const AudioReader &reader)
 
 } // namespace
 
-void Converter::audio(const std::filesystem::path &source, const std::filesystem::path &output, int bitrate,
-                      const Progress &progress)
+void Converter::audio(const std::filesystem::path &source, const std::filesystem::path &output,
+                      qint64 bitrate, const Progress &progress)
 {
     const std::unique_ptr<AudioReader> reader = AudioReader::open(source);
     const std::unique_ptr<AudioWriter> writer =

@@ -79,8 +79,10 @@ void ConversionDriver::replace(const RenameJob &job, const Preferences &preferen
     m_files.copy(job.newURL, work.sourceCopy());
     requireStamp(job, u"Le fichier est en cours de modification."_s);
     requireSpaceForResult(job);
+    const OutputCheckMaker &makeCheck = isImageJob(job) ? m_engines.imageCheck : m_engines.mediaCheck;
+    const OutputCheck matches = makeCheck(work.sourceCopy());
     runEngine(job, work, preferences, progress);
-    requireSoundOutput(job, work);
+    requireSoundOutput(work, matches);
     SafeReplacement(m_files, job, work).run(preferences.keepOriginal);
     progress(1.0);
 }
@@ -128,12 +130,10 @@ void ConversionDriver::runEngine(const RenameJob &job, const WorkFolder &work, c
     m_engines.external(work.sourceCopy(), work.output(), preferences, progress);
 }
 
-void ConversionDriver::requireSoundOutput(const RenameJob &job, const WorkFolder &work) const
+void ConversionDriver::requireSoundOutput(const WorkFolder &work, const OutputCheck &matches) const
 {
     const FileAttributes output = m_files.attributes(work.output());
-    const OutputCheck &matches = isImageJob(job) ? m_engines.imageMatches : m_engines.mediaMatches;
-    if (output.type != FileType::Regular || output.sizeBytes == 0 ||
-        !matches(work.sourceCopy(), work.output()))
+    if (output.type != FileType::Regular || output.sizeBytes == 0 || !matches(work.output()))
         throw ConversionError(u"Le moteur n’a produit aucun fichier valide."_s);
 }
 

@@ -16,20 +16,21 @@ namespace quorvalent {
 using Engine = std::function<void(const std::filesystem::path &source, const std::filesystem::path &output,
                                   const Preferences &preferences, const Progress &progress)>;
 
-/// Whether `output` holds what `source` holds, as far as a look from outside can tell.
-using OutputCheck =
-    std::function<bool(const std::filesystem::path &source, const std::filesystem::path &output)>;
+/// Whether an engine's output holds what its source holds, as far as a look from outside can tell.
+using OutputCheck = std::function<bool(const std::filesystem::path &output)>;
+/// Makes the check before the engine runs, so that it can look at the source meanwhile.
+using OutputCheckMaker = std::function<OutputCheck(const std::filesystem::path &source)>;
 
 /// What a conversion is done with.
 struct Engines
 {
     Engine image;
-    Engine audio; ///< first engine for wav, aif, aiff and m4a; while empty, `external` is the only one
-    Engine video; ///< first engine for mp4, mov and m4v; while empty, `external` is the only one
+    Engine audio; ///< first engine for wav, aif, aiff and m4a
+    Engine video; ///< first engine for mp4, mov and m4v
     Engine external;
     std::function<bool()> hasExternal; ///< whether `external` may stand in for a first engine that failed
-    OutputCheck imageMatches;
-    OutputCheck mediaMatches;
+    OutputCheckMaker imageCheck;
+    OutputCheckMaker mediaCheck;
 };
 
 /// Converts one renamed file in place: a private copy is converted and checked, then the result and the file
@@ -50,7 +51,7 @@ private:
     void replace(const RenameJob &job, const Preferences &preferences, const Progress &progress) const;
     void runEngine(const RenameJob &job, const WorkFolder &work, const Preferences &preferences,
                    const Progress &progress) const;
-    void requireSoundOutput(const RenameJob &job, const WorkFolder &work) const;
+    void requireSoundOutput(const WorkFolder &work, const OutputCheck &matches) const;
     void requireSpaceForResult(const RenameJob &job) const;
     void giveNameBack(const RenameJob &job, const Error &failure) const;
 

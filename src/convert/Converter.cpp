@@ -5,13 +5,19 @@
 #include "convert/ImageCheck.h"
 #include "convert/MediaCheck.h"
 #include "convert/WebpAssistance.h"
+#include "core/MediaFamilies.h"
+#include "platform/AudioTags.h"
 #include "platform/ImageSource.h"
+
+#include <memory>
 
 namespace quorvalent {
 
 namespace {
 
-bool isSingleStillImage(const std::filesystem::path &source)
+namespace fs = std::filesystem;
+
+bool isSingleStillImage(const fs::path &source)
 {
     const std::optional<ImageSource> image = ImageSource::open(source, source.parent_path());
     return image && image->frameCount() == 1;
@@ -20,14 +26,34 @@ bool isSingleStillImage(const std::filesystem::path &source)
 Engines realEngines()
 {
     Engines engines;
-    engines.image = [](const std::filesystem::path &source, const std::filesystem::path &output,
-                       const Preferences &preferences, const Progress &progress) {
+    engines.image = [](const fs::path &source, const fs::path &output, const Preferences &preferences,
+                       const Progress &progress) {
         Converter::image(source, output, preferences.quality(pathExtension(output)), progress);
     };
-    engines.external = &Converter::external;
+    engines.audio = [](const fs::path &source, const fs::path &output, const Preferences &preferences,
+                       const Progress &progress) {
+        Converter::audio(source, output, preferences.bitrate(pathExtension(output)), progress);
+        carryAudioTags(source, output);
+    };
+    engines.video = [](const fs::path &source, const fs::path &output, const Preferences &preferences,
+                       const Progress &progress) {
+        Converter::video(source, output, preferences.video(pathExtension(output)), progress);
+    };
+    engines.external = [](const fs::path &source, const fs::path &output, const Preferences &preferences,
+                          const Progress &progress) {
+        Converter::external(source, output, preferences, progress);
+        if (audioExtensions().contains(pathExtension(output)))
+            carryAudioTags(source, output);
+    };
     engines.hasExternal = [] { return Preferences::ffmpeg().has_value(); };
-    engines.imageMatches = &imageMatches;
-    engines.mediaMatches = &mediaMatches;
+    engines.imageCheck = [](const fs::path &source) {
+        return [source](const fs::path &output) { return imageMatches(source, output); };
+    };
+    engines.mediaCheck = [](const fs::path &source) {
+        return [check = std::make_shared<MediaCheck>(source)](const fs::path &output) {
+            return check->matches(output);
+        };
+    };
     return engines;
 }
 

@@ -24,8 +24,8 @@ struct Converter
     /// Writes a sound as 16-bit PCM ("wav", "aif", "aiff") or as AAC ("m4a") at `bitrate` kbit/s, with the
     /// source's rate and channels. Lossless sources come out to the frame, 16-bit ones bit for bit. Memory
     /// does not grow with the length. Reports up to 0.98, or nothing where the source tells no length.
-    static void audio(const std::filesystem::path &source, const std::filesystem::path &output, int bitrate,
-                      const Progress &progress);
+    static void audio(const std::filesystem::path &source, const std::filesystem::path &output,
+                      qint64 bitrate, const Progress &progress);
 
     /// Writes a video as the movie of `output`'s extension: "mov", "m4v", anything else is MPEG-4. `quality`
     /// is 0 for the highest, which passes through untouched whatever the file can carry, 1 for medium, any

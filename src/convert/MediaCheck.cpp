@@ -234,9 +234,4 @@ bool MediaCheck::matches(const std::filesystem::path &output)
     return originalPackets && resultPackets && packetsAgree(*originalPackets, *resultPackets, *kept);
 }
 
-bool mediaMatches(const std::filesystem::path &source, const std::filesystem::path &output)
-{
-    return MediaCheck(source).matches(output);
-}
-
 } // namespace quorvalent

@@ -31,7 +31,4 @@ private:
     MediaProbe m_probe;
 };
 
-/// The same after the fact, at the price of one more probe.
-[[nodiscard]] bool mediaMatches(const std::filesystem::path &source, const std::filesystem::path &output);
-
 } // namespace quorvalent

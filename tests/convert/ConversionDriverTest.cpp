@@ -249,7 +249,7 @@ TEST(ConversionDriverTest, refusesWhatTheEnginesGetWrong)
     const auto outcome = [](const Make &engine, bool matches = true) {
         ConversionWorld world;
         world.engines.image = [&](auto &, const fs::path &output, auto &, auto &) { engine(output); };
-        world.engines.imageMatches = [&](auto &, auto &) { return matches; };
+        world.engines.imageCheck = [&](auto &) { return [&](auto &) { return matches; }; };
         const std::string text = world.convert(world.renamed("a.png", "a.jpg"));
         EXPECT_EQ(world.contents(), "a.png=old");
         return text;

@@ -21,8 +21,8 @@ ConversionWorld::ConversionWorld()
     engines.image = engine("image");
     engines.external = engine("external");
     engines.hasExternal = [] { return true; };
-    engines.imageMatches = [](const fs::path &, const fs::path &) { return true; };
-    engines.mediaMatches = engines.imageMatches;
+    engines.imageCheck = [](const fs::path &) { return [](const fs::path &) { return true; }; };
+    engines.mediaCheck = engines.imageCheck;
 }
 
 RenameJob ConversionWorld::renamed(const std::string &oldName, const std::string &newName) const

@@ -15,6 +15,11 @@ namespace {
 namespace fs = std::filesystem;
 using Arguments = std::vector<std::string>;
 
+bool mediaMatches(const fs::path &source, const fs::path &output)
+{
+    return MediaCheck(source).matches(output);
+}
+
 // One stereo tone and one small moving picture of the given lengths in seconds, as inputs.
 Arguments tone(const std::string &seconds)
 {
