@@ -1,5 +1,7 @@
 #include "core/Preferences.h"
 
+#include "platform/Bundle.h"
+
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -133,10 +135,12 @@ INSTANTIATE_TEST_SUITE_P(
                     WrongValue{"\"/x\"}", "\"/x\""}, WrongValue{complete.constData(), "[]"},
                     WrongValue{complete.constData(), ""}));
 
-TEST(Preferences, findNoEngineOutsideTheBundle)
+TEST(Preferences, findTheEngineInTheBundleAlone)
 {
-    // The test program does not lie in a bundle.
-    EXPECT_EQ(Preferences::ffmpeg(), std::nullopt);
+    // The bundle of the test programs is the folder above theirs; its engine is a link that the build made.
+    EXPECT_EQ(Preferences::ffmpeg(), Bundle::root() / "Contents/Helpers/ffmpeg");
+    EXPECT_FALSE(Bundle::isExecutableFile(Bundle::root() / "Contents/Helpers"));
+    EXPECT_FALSE(Bundle::isExecutableFile(Bundle::root() / "Contents/Helpers/absent"));
 }
 
 } // namespace
