@@ -84,6 +84,7 @@ FileDescriptor aboveStandard(int descriptor, const std::filesystem::path &progra
 std::vector<char *> pointers(const std::vector<std::string> &texts)
 {
     std::vector<char *> list;
+    list.reserve(texts.size() + 1);
     for (const std::string &text : texts)
         list.push_back(const_cast<char *>(text.c_str())); // exec's signature; it writes nothing
     list.push_back(nullptr);
@@ -165,7 +166,7 @@ ChildProcess::~ChildProcess()
 
 QByteArray ChildProcess::readAvailable()
 {
-    QByteArray bytes(64 * 1024, Qt::Uninitialized);
+    QByteArray bytes(65536, Qt::Uninitialized);
     ssize_t count = 0;
     do {
         count = ::read(m_output.get(), bytes.data(), static_cast<std::size_t>(bytes.size()));

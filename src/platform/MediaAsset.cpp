@@ -56,7 +56,7 @@ FileDescriptor memoryFile()
 bool contains(const FileDescriptor &file, const char *text)
 {
     QByteArray content;
-    QByteArray block(16 * 1024, Qt::Uninitialized);
+    QByteArray block(16384, Qt::Uninitialized);
     ssize_t count = 0;
     while ((count = ::pread(file.get(), block.data(), static_cast<std::size_t>(block.size()),
                             content.size())) > 0)
