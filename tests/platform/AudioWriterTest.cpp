@@ -1,0 +1,90 @@
+#include "platform/AudioWriter.h"
+
+#include "platform/audio/Quantizer.h"
+
+#include "support/TestFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <numeric>
+
+namespace quorvalent::test {
+
+namespace {
+
+constexpr AudioFormat stereo{
+    .sampleRate = 44100, .channels = 2, .samples = SampleKind::Int16, .speakers = 0x3};
+constexpr std::int64_t framesOfFiveGigabytes = 5'000'000'000 / 4;
+
+} // namespace
+
+TEST(AudioWriter, refusesAnAiffFileBeyondFourGigabytesBeforeWriting)
+{
+    const TestFolder folder;
+    const AudioEncoding aiff{.container = AudioEncoding::Container::Aiff};
+    EXPECT_THROW((void)AudioWriter::create(folder / "long.aiff", aiff, stereo, framesOfFiveGigabytes),
+                 AudioError);
+    EXPECT_TRUE(folder.listing().empty());
+}
+
+TEST(AudioWriter, makesALongWaveFileAnRf64)
+{
+    const TestFolder folder;
+    AudioBuffer silence(stereo, 100);
+    silence.setFrames(100);
+    const AudioEncoding wave{.container = AudioEncoding::Container::Wave};
+    for (const auto &[length, head] :
+         {std::pair(framesOfFiveGigabytes, "RF64"), {std::int64_t{100}, "RIFF"}}) {
+        const auto writer = AudioWriter::create(folder / "s.wav", wave, stereo, length);
+        writer->write(silence);
+        writer->finish();
+        EXPECT_EQ(folder.read("s.wav").substr(0, 4), head);
+    }
+}
+
+TEST(AudioWriter, saysThatTheDiskIsFull)
+{
+    const AudioEncoding wave{.container = AudioEncoding::Container::Wave};
+    // Every write to this device finds no space; a small file may notice only at its end.
+    EXPECT_THROW(
+        {
+            const auto writer = AudioWriter::create("/dev/full", wave, stereo, 100);
+            AudioBuffer sound(stereo, 100);
+            sound.setFrames(100);
+            writer->write(sound);
+            writer->finish();
+        },
+        Error);
+}
+
+TEST(Quantizer, keepsTheMeanBelowOneStepWithoutPattern)
+{
+    // A quarter of a step would be lost by plain rounding.
+    const std::vector<float> faint(100'000, 0.25F / 32768);
+    std::vector<std::int16_t> integers(faint.size());
+    Quantizer().quantize(faint, integers);
+    const double mean =
+        std::accumulate(integers.begin(), integers.end(), 0.0) / static_cast<double>(faint.size());
+    EXPECT_NEAR(mean, 0.25, 0.01);
+    // Triangular dither never adds more than one step to the rounding.
+    EXPECT_GE(*std::min_element(integers.begin(), integers.end()), -1);
+    EXPECT_LE(*std::max_element(integers.begin(), integers.end()), 1);
+    // Its noise has the power of a quarter of a square step, with the rounding, whatever the value.
+    double power = 0;
+    for (const std::int16_t value : integers)
+        power += (value - 0.25) * (value - 0.25);
+    EXPECT_NEAR(power / static_cast<double>(faint.size()), 0.25, 0.01);
+}
+
+TEST(Quantizer, leavesSilenceSilent)
+{
+    std::vector<float> samples(2000);
+    std::fill(samples.begin() + 1500, samples.end(), 0.1F);
+    std::vector<std::int16_t> integers(samples.size(), 99);
+    Quantizer().quantize(samples, integers);
+    EXPECT_TRUE(
+        std::all_of(integers.begin(), integers.begin() + 1000, [](auto value) { return value == 0; }));
+}
+
+} // namespace quorvalent::test
