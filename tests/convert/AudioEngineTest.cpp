@@ -45,7 +45,7 @@ std::vector<double> loudness(const std::vector<std::int16_t> &samples, std::size
     for (std::size_t i = 0; i < samples.size(); ++i)
         sums[i % channels] += std::abs(samples[i]);
     for (double &sum : sums)
-        sum /= static_cast<double>(samples.size() / channels);
+        sum /= static_cast<double>(samples.size()) / static_cast<double>(channels);
     return sums;
 }
 
@@ -133,7 +133,7 @@ TEST(AudioEngine, keepsTheChannelsOfEverySourceInTheirPlaces)
     const TestFolder folder;
     WaveContent content{.sampleRate = 48000, .channels = 6, .bits = 16, .samples = {}};
     for (int i = 0; i < 48000 * content.channels; ++i) // each channel much louder than the one before
-        content.samples.push_back(std::pow(1.5, i % 6) * 0.1 * std::sin(i / 6 * 0.02));
+        content.samples.push_back(std::pow(1.5, i % 6) * 0.1 * std::sin((i - i % 6) / 6.0 * 0.02));
     const auto original = writeWave(folder / "original.wav", content);
 
     for (const Arguments &kind : {Arguments{"vorbis.ogg", "libvorbis"},

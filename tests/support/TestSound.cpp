@@ -49,7 +49,7 @@ std::filesystem::path writeWave(const std::filesystem::path &path, const WaveCon
     append(file, content.bits == 32 ? 3 : 1, 2); // floating point or integers
     append(file, static_cast<unsigned>(content.channels), 2);
     append(file, static_cast<unsigned>(content.sampleRate), 4);
-    append(file, static_cast<unsigned>(content.sampleRate) * frameBytes, 4);
+    append(file, std::uint64_t{frameBytes} * static_cast<unsigned>(content.sampleRate), 4);
     append(file, frameBytes, 2);
     append(file, static_cast<unsigned>(content.bits), 2);
     file += "data";
@@ -63,7 +63,7 @@ WaveContent noise(int sampleRate, int channels, int frames)
     WaveContent content{
         .sampleRate = sampleRate, .channels = channels, .bits = 16, .samples = {-1, 32767 / 32768.0}};
     std::mt19937 generator(7);
-    content.samples.resize(static_cast<std::size_t>(channels * frames));
+    content.samples.resize(static_cast<std::size_t>(channels) * static_cast<std::size_t>(frames));
     for (std::size_t i = 2; i < content.samples.size(); ++i)
         content.samples[i] = (static_cast<double>(generator() % 65536) - 32768) / 32768;
     return content;

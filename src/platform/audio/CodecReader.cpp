@@ -63,7 +63,7 @@ QByteArray CodecReader::take(qsizetype bytes)
         if (!receive())
             throw unreadable();
     }
-    const QByteArray taken = m_pending.sliced(m_taken, bytes);
+    QByteArray taken = m_pending.sliced(m_taken, bytes);
     m_taken += bytes;
     return taken;
 }

@@ -61,7 +61,7 @@ private:
 std::optional<Box> find(const ByteSource &file, const Box &parent, const std::string &type)
 {
     BoxList boxes(file, parent.begin, parent.end);
-    while (const std::optional<Box> box = boxes.next()) {
+    while (std::optional<Box> box = boxes.next()) {
         if (box->type == type)
             return box;
     }
@@ -131,7 +131,7 @@ std::optional<std::int64_t> notedFrames(const ByteSource &file, const Box &movie
 std::optional<Box> soundTrack(const ByteSource &file, const Box &movie)
 {
     BoxList boxes(file, movie.begin, movie.end);
-    while (const std::optional<Box> track = boxes.next()) {
+    while (std::optional<Box> track = boxes.next()) {
         const std::optional<Box> media = track->type == "trak" ? find(file, *track, "mdia") : std::nullopt;
         const std::optional<Box> handler = media ? find(file, *media, "hdlr") : std::nullopt;
         if (handler && file.holds(handler->begin + 8, "soun"))

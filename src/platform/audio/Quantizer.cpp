@@ -25,7 +25,7 @@ std::int16_t clippedAndRounded(float value)
 {
     const float number = value == value ? value : 0.0F;
     const float bounded = std::min(std::max(number, -fullScale), fullScale - 1);
-    return static_cast<std::int16_t>(static_cast<std::int32_t>(bounded + fullScale + 0.5F) - 32768);
+    return static_cast<std::int16_t>(static_cast<std::int32_t>(bounded + (fullScale + 0.5F)) - 32768);
 }
 
 bool isInteger16(float sample)
