@@ -241,8 +241,8 @@ private:
         if (m_source.hasMakerTags)
             arguments.insert(arguments.end(), {"-metadata", "major_brand=", "-metadata", "minor_version=",
                                                "-metadata", "compatible_brands=", "-metadata", "encoder="});
-        arguments.push_back("-movflags");
-        arguments.push_back(m_source.hasMakerTags ? "+faststart+use_metadata_tags" : "+faststart");
+        arguments.emplace_back("-movflags");
+        arguments.emplace_back(m_source.hasMakerTags ? "+faststart+use_metadata_tags" : "+faststart");
         switch (m_type) {
         case MovieFileType::QuickTimeMovie:
             arguments.insert(arguments.end(), {"-f", "mov"});

@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <csignal>
 
 namespace quorvalent {
@@ -66,8 +67,10 @@ std::vector<std::string> argumentsFor(const ExportPlan &plan, const std::filesys
     return arguments;
 }
 
-Error failure(ExitStatus status, const QString &lastWords)
+Error failure(ExitStatus status, const QString &lastWords, const std::filesystem::path &output)
 {
+    if (lastWords.contains("No space left on device"_L1)) // strerror's text in the C locale
+        return FileError(ENOSPC, output);
     QString sentence = u"Échec de l’export vidéo"_s;
     sentence += status.signal != 0 ? u" (signal %1)"_s.arg(status.signal) : u" (code %1)"_s.arg(status.code);
     return Error(lastWords.isEmpty() ? sentence + u'.' : sentence + u" : "_s + lastWords);
@@ -186,7 +189,7 @@ ExportSession::Status ExportSession::exportNow()
 
     const ExportLog words = ExportLog::parse(endOf(log));
     if (!status.isSuccess()) {
-        m_error = failure(status, words.lastWords);
+        m_error = failure(status, words.lastWords, outputURL);
         return Status::Failed;
     }
     const std::optional<MovieIndex> result = MovieIndex::read(outputURL);
