@@ -34,7 +34,7 @@ FileDescriptor namelessFile(const std::filesystem::path &folder)
 // The counts and the last words stand at the end; a damaged source may fill any length before them.
 QByteArray endOf(const FileDescriptor &file)
 {
-    constexpr off_t most = 256 * 1024;
+    constexpr off_t most = 256L * 1024;
     const off_t size = ::lseek(file.get(), 0, SEEK_END);
     QByteArray text(static_cast<qsizetype>(std::clamp<off_t>(size, 0, most)), Qt::Uninitialized);
     const ssize_t count = ::pread(file.get(), text.data(), static_cast<std::size_t>(text.size()),

@@ -29,7 +29,7 @@ const std::vector<std::string> clip = {"-f",   "lavfi",   "-i",   "testsrc2=size
 
 fs::path script(const TestFolder &folder, const std::string &body)
 {
-    const fs::path path = folder.write("program", "#!/bin/sh\n" + body);
+    fs::path path = folder.write("program", "#!/bin/sh\n" + body);
     fs::permissions(path, fs::perms::owner_all);
     return path;
 }
@@ -103,13 +103,15 @@ TEST(ExportSession, carriesTracksLanguagesSubtitlesAndChapters)
 
     ChildCommand probe;
     probe.program = QUORVALENT_FFPROBE_PROGRAM;
+    const std::string entries =
+        "stream=codec_name,width,height:stream_disposition=default:stream_tags=language:"
+        "chapter=start_time:chapter_tags=title:format_tags=title";
     probe.arguments = {"-loglevel",
                        "quiet",
                        "-print_format",
                        "csv=p=0",
                        "-show_entries",
-                       "stream=codec_name,width,height:stream_disposition=default:stream_tags=language:"
-                       "chapter=start_time:chapter_tags=title:format_tags=title",
+                       entries,
                        "file:" + (folder / "b.mp4").native()};
     ChildProcess child(probe);
     std::vector<std::string> lines;
