@@ -85,8 +85,12 @@ bool isFaithful(const ExportPlan &plan, const ExportLog &log, const MovieIndex &
     }
     if (next == 0 || next != tracks.size())
         return false;
-    const bool isWhole = plan.omissions.isEmpty() && plan.seconds;
-    return isLengthStated || !isWhole || isLengthKept(result.seconds, *plan.seconds, 0);
+    if (isLengthStated || !plan.seconds)
+        return true;
+    // A stream that stayed behind may have been the longest, but hardly by much.
+    if (!plan.omissions.isEmpty())
+        return result.seconds >= *plan.seconds * 0.9 - 0.5;
+    return isLengthKept(result.seconds, *plan.seconds, 0);
 }
 
 } // namespace quorvalent

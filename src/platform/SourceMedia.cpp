@@ -41,12 +41,12 @@ std::optional<double> clockTime(const QString &text)
     return total;
 }
 
-// Tag names keep the case that the file gave them.
+// Tag names keep the case that the file gave them, and some writers add the language: "DURATION-eng".
 QString tagOf(const QJsonObject &object, QLatin1StringView name)
 {
     const QJsonObject tags = object["tags"_L1].toObject();
     for (auto tag = tags.begin(); tag != tags.end(); ++tag)
-        if (tag.key().compare(name, Qt::CaseInsensitive) == 0)
+        if (tag.key().section(u'-', 0, 0).compare(name, Qt::CaseInsensitive) == 0)
             return tag.value().toString();
     return {};
 }

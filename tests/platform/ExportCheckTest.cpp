@@ -78,6 +78,12 @@ TEST(ExportCheck, tellsAWholeResultFromABrokenOne)
              e.plan.tracks[0].seconds = 15;
              e.plan.tracks[0].startSeconds = 5;
          }},
+        {"lengthOfTheWholeAlone", false,
+         [](Export &e) {
+             e.plan.tracks[0].seconds = e.plan.tracks[1].seconds = std::nullopt;
+             e.plan.omissions = QStringList(u"Piste 3 omise : sous-titres en images."_s);
+             e.result.seconds = 5;
+         }},
         {"nothingRead", false, [](Export &e) { e.log.packetsRead.clear(); }},
     };
     for (const CheckCase &c : cases) {
