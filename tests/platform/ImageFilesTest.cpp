@@ -108,7 +108,9 @@ TEST_P(EachType, cutInHalfIsAReadingFailure)
     const std::filesystem::path half = folder.write("half", bytes.substr(0, bytes.size() / 2));
 
     EXPECT_THROW(copied(half, folder / "b", ImageType::Png), ImageReadError);
-    EXPECT_THROW(opened(half).verify(), ImageReadError);
+    // Many times, because libvips loses the error of a last strip only when its threads happen to race.
+    for (int i = 0; i < 50; ++i)
+        EXPECT_THROW(opened(half).verify(), ImageReadError);
 }
 
 TEST_P(EachType, withoutAPlaceIsAWritingFailure)

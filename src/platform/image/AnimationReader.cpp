@@ -2,7 +2,6 @@
 
 namespace quorvalent {
 
-using vips::VError;
 using vips::VImage;
 
 AnimationReader::AnimationReader(std::filesystem::path path, Kind kind)
@@ -36,12 +35,7 @@ VImage AnimationReader::pixels(int index)
     m_next = index + 1;
     if (m_frameCount == 1)
         return m_strip;
-    try {
-        return m_strip.crop(0, index * m_frameHeight, m_strip.width(), m_frameHeight).copy_memory();
-    } catch (const VError &) {
-        vips_error_clear();
-        throw ImageReadError();
-    }
+    return ReadGuard(m_strip.crop(0, index * m_frameHeight, m_strip.width(), m_frameHeight)).inMemory();
 }
 
 FrameProperties AnimationReader::properties(int index) const

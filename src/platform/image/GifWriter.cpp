@@ -65,6 +65,8 @@ void GifWriter::finish()
         vips_error_clear();
         throw ImageWriteError();
     }
+    if (file.failed())
+        throw ImageWriteError();
 }
 
 } // namespace quorvalent

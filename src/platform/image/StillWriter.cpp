@@ -61,22 +61,27 @@ void StillWriter::add(const ImageFrame::Pixels &frame, const FrameProperties &pr
                           jpeg ? jpegSegments(properties, profile, resolutionOf(image))
                                : pngChunks(properties, profile),
                           jpeg ? afterJpegStart : afterPngHeader);
+    const ReadGuard guard(image);
     try {
         // Stripped, because libvips would rewrite the EXIF block; the metadata goes in as it is.
         if (jpeg)
-            image.jpegsave_target(file.target(),
-                                  VImage::option()->set("Q", percentOf(quality))->set("strip", true));
+            guard.image().jpegsave_target(file.target(),
+                                          VImage::option()->set("Q", percentOf(quality))->set("strip", true));
         else
-            image.pngsave_target(file.target(), VImage::option()
-                                                    ->set("compression", 1)
-                                                    ->set("filter", VIPS_FOREIGN_PNG_FILTER_ALL)
-                                                    ->set("strip", true));
+            guard.image().pngsave_target(file.target(), VImage::option()
+                                                            ->set("compression", 1)
+                                                            ->set("filter", VIPS_FOREIGN_PNG_FILTER_ALL)
+                                                            ->set("strip", true));
     } catch (const VError &) {
         vips_error_clear();
         if (file.failed())
             throw ImageWriteError();
         throw ImageReadError();
     }
+    if (file.failed())
+        throw ImageWriteError();
+    if (guard.failed())
+        throw ImageReadError();
 }
 
 } // namespace quorvalent

@@ -67,10 +67,44 @@ void startVips()
     });
 }
 
+ReadGuard::ReadGuard(const VImage &source)
+    : m_source(source)
+    , m_image(vips_image_new())
+{
+    VipsImage *in = m_source.get_image();
+    if (vips_image_pipelinev(m_image.get_image(), in->dhint, in, nullptr) != 0 ||
+        vips_image_generate(m_image.get_image(), vips_start_one, pass, vips_stop_one, in, this) != 0)
+        throw VError();
+}
+
+int ReadGuard::pass(VipsRegion *out, void *sequence, void *, void *self, gboolean *)
+{
+    auto *from = static_cast<VipsRegion *>(sequence);
+    const VipsRect &area = out->valid;
+    if (vips_region_prepare(from, &area) == 0 &&
+        vips_region_region(out, from, &area, area.left, area.top) == 0)
+        return 0;
+    static_cast<ReadGuard *>(self)->m_failed = true;
+    return -1;
+}
+
+VImage ReadGuard::inMemory() const
+{
+    try {
+        VImage memory = m_image.copy_memory();
+        if (!m_failed)
+            return memory;
+    } catch (const VError &) {
+        vips_error_clear();
+    }
+    throw ImageReadError();
+}
+
 void streamRows(const VImage &image, const RowSink &sink)
 {
     SinkState state{sink};
-    if (vips_sink_disc(image.get_image(), passRows, &state) == 0)
+    const ReadGuard guard(image);
+    if (vips_sink_disc(guard.image().get_image(), passRows, &state) == 0 && !state.gaveUp && !guard.failed())
         return;
     vips_error_clear();
     if (state.gaveUp)
@@ -85,11 +119,7 @@ VImage materialised(const VImage &image, const std::filesystem::path &scratchFol
         scratch.append(image);
         return scratch.mapped(image);
     }
-    try {
-        return image.copy_memory();
-    } catch (const VError &) {
-        throw ImageReadError();
-    }
+    return ReadGuard(image).inMemory();
 }
 
 VImage turned(const VImage &image, int orientation)

@@ -2,6 +2,7 @@
 
 #include "platform/ImageTypes.h"
 
+#include <atomic>
 #include <filesystem>
 #include <functional>
 #include <string>
@@ -19,6 +20,29 @@ struct ImageFrame::Pixels
 /// Starts libvips on first use: no operation cache, no loader that its authors do not trust with foreign
 /// files, no messages on standard error. Any thread.
 void startVips();
+
+/// Passes an image on and remembers whether any part of it could not be had. libvips 8.14 loses an error in
+/// the last strip when the other threads are done first: the operation succeeds, with part of the picture
+/// grey. Outlives the operations on image().
+class ReadGuard
+{
+public:
+    explicit ReadGuard(const vips::VImage &source);
+    ReadGuard(const ReadGuard &) = delete;
+    ReadGuard &operator=(const ReadGuard &) = delete;
+
+    [[nodiscard]] const vips::VImage &image() const { return m_image; }
+    [[nodiscard]] bool failed() const { return m_failed; }
+    /// The image with its pixels in memory; throws ImageReadError.
+    [[nodiscard]] vips::VImage inMemory() const;
+
+private:
+    static int pass(VipsRegion *out, void *sequence, void *source, void *self, gboolean *stop);
+
+    vips::VImage m_source;
+    std::atomic<bool> m_failed = false;
+    vips::VImage m_image;
+};
 
 /// Receives rows top to bottom, `count` of them starting with row `top`, each `strideBytes` after the last;
 /// returns false to give up. Runs on a thread of libvips.
