@@ -25,7 +25,7 @@ bool engineShowsRight(const std::filesystem::path &source, const ImageSource &im
 
 std::filesystem::path plainPicture(const ImageSource &image, const std::filesystem::path &workFolder)
 {
-    const std::filesystem::path picture = workFolder / "picture.png";
+    std::filesystem::path picture = workFolder / "picture.png";
     ImageDestination destination = ImageDestination::createPlainPng(picture);
     destination.addImage(image.frame(0), {}, 1.0);
     destination.finalize();

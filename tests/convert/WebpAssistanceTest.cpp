@@ -30,7 +30,7 @@ std::filesystem::path jpeg(const TestFolder &folder, const char *name, int orien
 
 std::filesystem::path webp(const TestFolder &folder, const std::filesystem::path &picture)
 {
-    const std::filesystem::path output = folder / "out.webp";
+    std::filesystem::path output = folder / "out.webp";
     QProcess::execute(QStringLiteral("ffmpeg"),
                       {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-i"),
                        QStringLiteral("file:") + QString::fromStdString(picture.native()),

@@ -40,7 +40,8 @@ void appendTag(std::string &to, quint16 tag, quint16 type, quint32 count, quint3
 
 Picture plain(int width, int height, Colour colour)
 {
-    return {width, height, std::vector<Colour>(static_cast<std::size_t>(width * height), colour)};
+    return {width, height,
+            std::vector<Colour>(static_cast<std::size_t>(width) * static_cast<std::size_t>(height), colour)};
 }
 
 Picture fourFields(int width, int height)
@@ -50,8 +51,8 @@ Picture fourFields(int width, int height)
         for (int x = 0; x < width; ++x) {
             const bool left = x < width / 2;
             const bool top = y < height / 2;
-            picture.pixels[static_cast<std::size_t>(y * width + x)] =
-                top ? (left ? red : green) : (left ? blue : white);
+            picture.pixels[static_cast<std::size_t>(y) * static_cast<std::size_t>(width) +
+                           static_cast<std::size_t>(x)] = top ? (left ? red : green) : (left ? blue : white);
         }
     }
     return picture;

@@ -24,7 +24,11 @@ struct Picture
     int height = 0;
     std::vector<Colour> pixels; ///< top row first
 
-    [[nodiscard]] Colour at(int x, int y) const { return pixels.at(static_cast<std::size_t>(y * width + x)); }
+    [[nodiscard]] Colour at(int x, int y) const
+    {
+        return pixels.at(static_cast<std::size_t>(y) * static_cast<std::size_t>(width) +
+                         static_cast<std::size_t>(x));
+    }
 };
 
 /// A picture of four equal fields: red top left, green top right, blue bottom left, white bottom right.

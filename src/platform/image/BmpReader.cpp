@@ -77,7 +77,7 @@ VImage BmpReader::pixels(int)
         m_bmp->unpacked = unpackBmpRle(m_bmp->file.bytes(), header);
 
     VipsImage *image = vips_image_new();
-    const VImage result(image);
+    VImage result(image);
     const double unknown = 1.0;
     vips_image_init_fields(image, header.size.width, header.size.height, header.hasAlpha() ? 4 : 3,
                            VIPS_FORMAT_UCHAR, VIPS_CODING_NONE, VIPS_INTERPRETATION_sRGB,

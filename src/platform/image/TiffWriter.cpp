@@ -20,7 +20,7 @@ using vips::VImage;
 namespace {
 
 constexpr std::uint64_t mostClassicBytes = 4'000'000'000;
-constexpr std::uint64_t stripBytes = 256 * 1024;
+constexpr std::uint64_t stripBytes = 262'144;
 constexpr PixelLimits limits{.bits = 16, .alpha = true, .profile = true, .cmyk = true};
 
 struct TextTag
