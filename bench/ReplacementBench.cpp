@@ -97,7 +97,7 @@ Parts measure(const fs::path &folder, const std::string &bytes)
     engines.image = [&](const fs::path &, const fs::path &output, const Preferences &, const Progress &) {
         engineClock.timed("engine", [&] { std::ofstream(output, std::ios::binary) << bytes; });
     };
-    engines.imageMatches = [](const fs::path &, const fs::path &) { return true; };
+    engines.imageCheck = [](const fs::path &) { return [](const fs::path &) { return true; }; };
 
     const RenameJob named{folder / "photo.png", folder / "photo.jpg", {}};
     std::ofstream(named.newURL, std::ios::binary) << bytes;
