@@ -96,7 +96,7 @@ DelayedTask::DelayedTask(std::chrono::milliseconds delay, Task task)
     : m_timer(new QTimer)
 {
     m_timer->setSingleShot(true);
-    m_timer->setTimerType(Qt::CoarseTimer);
+    m_timer->setTimerType(Qt::PreciseTimer);
     m_timer->callOnTimeout(std::move(task));
     m_timer->start(delay);
 }

@@ -98,8 +98,10 @@ ImageFrame ImageSource::frame(int index) const
         const int orientation = m_reader->header(index).orientation;
         if (orientation > lastOrientationInReadingOrder)
             image = materialised(image, m_scratchFolder);
+        const VipsImageType kind = image.get_image()->dtype;
+        const bool isInMemory = kind == VIPS_IMAGE_SETBUF || kind == VIPS_IMAGE_SETBUF_FOREIGN;
         return ImageFrame(
-            std::make_shared<ImageFrame::Pixels>(ImageFrame::Pixels{turned(image, orientation)}));
+            std::make_shared<ImageFrame::Pixels>(ImageFrame::Pixels{turned(image, orientation), isInMemory}));
     });
 }
 

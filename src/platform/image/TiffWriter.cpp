@@ -4,6 +4,7 @@
 #include "platform/image/Colour.h"
 #include "platform/image/FrameTiming.h"
 #include "platform/image/MappedFile.h"
+#include "platform/image/PalettePage.h"
 
 #include <QtEndian>
 
@@ -52,10 +53,6 @@ void setLayout(TIFF *file, const VImage &image)
         const std::array<std::uint16_t, 1> alpha{EXTRASAMPLE_UNASSALPHA};
         TIFFSetField(file, TIFFTAG_EXTRASAMPLES, 1, alpha.data());
     }
-    // LZW is what everything reads; it does not shrink the noise of deep pixels.
-    TIFFSetField(file, TIFFTAG_COMPRESSION, deep ? COMPRESSION_NONE : COMPRESSION_LZW);
-    if (!deep)
-        TIFFSetField(file, TIFFTAG_PREDICTOR, PREDICTOR_HORIZONTAL);
     TIFFSetField(file, TIFFTAG_ROWSPERSTRIP,
                  static_cast<std::uint32_t>(std::max<std::uint64_t>(1, stripBytes / rowBytes(image))));
     TIFFSetField(file, TIFFTAG_RESOLUTIONUNIT, RESUNIT_INCH);
@@ -64,6 +61,26 @@ void setLayout(TIFF *file, const VImage &image)
     if (const QByteArray profile = profileOf(image); !profile.isEmpty())
         TIFFSetField(file, TIFFTAG_ICCPROFILE, static_cast<std::uint32_t>(profile.size()),
                      profile.constData());
+}
+
+void setCompression(TIFF *file, const VImage &image)
+{
+    // LZW is what everything reads; it does not shrink the noise of deep pixels.
+    const bool deep = image.format() == VIPS_FORMAT_USHORT;
+    TIFFSetField(file, TIFFTAG_COMPRESSION, deep ? COMPRESSION_NONE : COMPRESSION_LZW);
+    if (!deep)
+        TIFFSetField(file, TIFFTAG_PREDICTOR, PREDICTOR_HORIZONTAL);
+}
+
+// The page as its palette instead of its colours, in the layout that setLayout() made for them.
+void setPalette(TIFF *file, const PalettePage &page)
+{
+    TIFFSetField(file, TIFFTAG_SAMPLESPERPIXEL, 1);
+    TIFFUnsetField(file, TIFFTAG_EXTRASAMPLES);
+    TIFFSetField(file, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_PALETTE);
+    TIFFSetField(file, TIFFTAG_COLORMAP, page.red.data(), page.green.data(), page.blue.data());
+    // Runs of one colour shrink, dither stays as long as it is; LZW would take as long as all the rest.
+    TIFFSetField(file, TIFFTAG_COMPRESSION, COMPRESSION_PACKBITS);
 }
 
 // Where the directories of a classic TIFF file stand, in order.
@@ -159,24 +176,49 @@ void TiffWriter::add(const ImageFrame::Pixels &frame, const FrameProperties &pro
         open(imageBytes(image));
     TIFF *file = m_file.get();
     setLayout(file, image);
+    const std::optional<PalettePage> palette = frame.isInMemory ? PalettePage::of(image) : std::nullopt;
+    if (palette)
+        setPalette(file, *palette);
+    else
+        setCompression(file, image);
     if (m_count > 1) {
         TIFFSetField(file, TIFFTAG_SUBFILETYPE, FILETYPE_PAGE);
         TIFFSetField(file, TIFFTAG_PAGENUMBER, m_written, m_count);
     }
     setMetadata(properties);
+    if (palette)
+        writeIndices(*palette, image.width());
+    else
+        writePixels(image);
+    if (TIFFWriteDirectory(file) != 1)
+        throw ImageWriteError();
+    ++m_written;
+}
+
+void TiffWriter::writePixels(const VImage &image)
+{
     // The horizontal predictor works in place, on rows that are not ours.
     std::vector<unsigned char> line(rowBytes(image));
     streamRows(image, [&](const unsigned char *rows, std::size_t stride, int top, int count) {
         for (int row = 0; row < count; ++row) {
             std::copy_n(rows + stride * static_cast<std::size_t>(row), line.size(), line.begin());
-            if (TIFFWriteScanline(file, line.data(), static_cast<std::uint32_t>(top + row), 0) != 1)
+            if (TIFFWriteScanline(m_file.get(), line.data(), static_cast<std::uint32_t>(top + row), 0) != 1)
                 return false;
         }
         return true;
     });
-    if (TIFFWriteDirectory(file) != 1)
-        throw ImageWriteError();
-    ++m_written;
+}
+
+void TiffWriter::writeIndices(const PalettePage &page, int width)
+{
+    const auto rowLength = static_cast<std::size_t>(width);
+    std::vector<unsigned char> line(rowLength);
+    for (std::size_t row = 0; row * rowLength < page.indices.size(); ++row) {
+        std::copy_n(page.indices.begin() + static_cast<std::ptrdiff_t>(row * rowLength), rowLength,
+                    line.begin());
+        if (TIFFWriteScanline(m_file.get(), line.data(), static_cast<std::uint32_t>(row), 0) != 1)
+            throw ImageWriteError();
+    }
 }
 
 void TiffWriter::finish()

@@ -3,10 +3,13 @@
 #include "platform/image/ImageWriter.h"
 #include "platform/image/TagDirectory.h"
 #include "platform/image/TiffPages.h"
+#include "platform/image/VipsPixels.h"
 
 #include <vector>
 
 namespace quorvalent {
+
+struct PalettePage;
 
 /// TIFF, one directory a frame, each of its own size and kind. EXIF and GPS directories are put behind the
 /// finished file, because libtiff drops the tags that it does not know.
@@ -21,6 +24,8 @@ public:
 
 private:
     void open(std::uint64_t frameBytes);
+    void writePixels(const vips::VImage &image);
+    void writeIndices(const PalettePage &page, int width);
     void setMetadata(const FrameProperties &properties);
 
     std::filesystem::path m_path;

@@ -15,6 +15,7 @@ namespace quorvalent {
 struct ImageFrame::Pixels
 {
     vips::VImage image;
+    bool isInMemory = false; ///< reading it twice costs nothing
 };
 
 /// Starts libvips on first use: no operation cache, no loader that its authors do not trust with foreign
