@@ -205,6 +205,33 @@ TEST(Animation, keepsFramesDelaysAndLoopsThroughTiff)
     EXPECT_EQ(test::decodedByFfmpeg(folder / "b", 8, 6).at(7, 5), test::red);
 }
 
+struct ColourCount
+{
+    int colours;
+    test::Colour last;
+};
+
+class TiffColours : public testing::TestWithParam<ColourCount>
+{};
+
+INSTANTIATE_TEST_SUITE_P(AroundAFullPalette, TiffColours,
+                         testing::Values(ColourCount{1, test::red}, ColourCount{256, test::red},
+                                         ColourCount{257, test::red}, ColourCount{2, test::clear}));
+
+TEST_P(TiffColours, areThoseOfTheFrame)
+{
+    Picture picture = test::plain(32, 16, GetParam().last);
+    for (int at = 0; at + 1 < GetParam().colours; ++at) {
+        const auto low = static_cast<std::uint8_t>(at);
+        picture.pixels[static_cast<std::size_t>(at) + 100] = {low, static_cast<std::uint8_t>(255 - low), 7,
+                                                              255};
+    }
+    const TestFolder folder;
+    const Picture back =
+        test::decodedByFfmpeg(written(folder, "a.tif", ImageType::Tiff, {{picture, {}}}), 32, 16);
+    EXPECT_EQ(back.pixels, picture.pixels);
+}
+
 TEST(Pages, ofDifferentSizesKeepThemInTiffAndShareACanvasInGif)
 {
     const TestFolder folder;
