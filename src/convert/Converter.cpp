@@ -23,9 +23,17 @@ bool isSingleStillImage(const fs::path &source)
     return image && image->frameCount() == 1;
 }
 
+ImageAssistance imageAssistance()
+{
+    return {&isSingleStillImage, &WebpAssistance::pictureFor, &WebpAssistance::carryMetadata};
+}
+
+/// The engines of one conversion.
 Engines realEngines()
 {
     Engines engines;
+    // Made before an engine runs: the source is probed once, for the check and for the progress.
+    const auto check = std::make_shared<std::optional<MediaCheck>>();
     engines.image = [](const fs::path &source, const fs::path &output, const Preferences &preferences,
                        const Progress &progress) {
         Converter::image(source, output, preferences.quality(pathExtension(output)), progress);
@@ -39,9 +47,11 @@ Engines realEngines()
                        const Progress &progress) {
         Converter::video(source, output, preferences.video(pathExtension(output)), progress);
     };
-    engines.external = [](const fs::path &source, const fs::path &output, const Preferences &preferences,
-                          const Progress &progress) {
-        Converter::external(source, output, preferences, progress);
+    engines.external = [check](const fs::path &source, const fs::path &output, const Preferences &preferences,
+                               const Progress &progress) {
+        const SourceLength length = [check] { return lengthOf((*check)->original()); };
+        runExternalEngine(Preferences::ffmpeg(), source, output, preferences, progress, imageAssistance(),
+                          *check ? length : SourceLength());
         if (audioExtensions().contains(pathExtension(output)))
             carryAudioTags(source, output);
     };
@@ -49,10 +59,9 @@ Engines realEngines()
     engines.imageCheck = [](const fs::path &source) {
         return [source](const fs::path &output) { return imageMatches(source, output); };
     };
-    engines.mediaCheck = [](const fs::path &source) {
-        return [check = std::make_shared<MediaCheck>(source)](const fs::path &output) {
-            return check->matches(output);
-        };
+    engines.mediaCheck = [check](const fs::path &source) {
+        check->emplace(source);
+        return [check](const fs::path &output) { return (*check)->matches(output); };
     };
     return engines;
 }
@@ -68,8 +77,7 @@ void Converter::convert(const RenameJob &job, const Preferences &preferences, co
 void Converter::external(const std::filesystem::path &source, const std::filesystem::path &output,
                          const Preferences &preferences, const Progress &progress)
 {
-    runExternalEngine(Preferences::ffmpeg(), source, output, preferences, progress,
-                      {&isSingleStillImage, &WebpAssistance::pictureFor, &WebpAssistance::carryMetadata});
+    runExternalEngine(Preferences::ffmpeg(), source, output, preferences, progress, imageAssistance());
 }
 
 } // namespace quorvalent

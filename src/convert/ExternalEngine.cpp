@@ -5,7 +5,6 @@
 #include "core/MediaFamilies.h"
 #include "core/RenameJob.h"
 #include "platform/ChildProcess.h"
-#include "platform/MediaAsset.h"
 
 #include <QByteArrayView>
 
@@ -62,26 +61,18 @@ QString endOfLog(const std::filesystem::path &log)
 }
 
 void runFfmpeg(const std::filesystem::path &program, const std::filesystem::path &source,
-               const std::filesystem::path &output, const Preferences &preferences, const Progress &progress)
+               const std::filesystem::path &output, const Preferences &preferences, const Progress &progress,
+               const SourceLength &sourceLength)
 {
     const std::filesystem::path workFolder = output.parent_path();
     const std::filesystem::path logFile = workFolder / "ffmpeg.log";
     std::vector<std::string> arguments = externalArguments(source, output, preferences);
     const FileDescriptor log = FileDescriptor::createForWriting(logFile);
 
-    // The source's length is read beside the running conversion: asked for before, it would delay every one.
-    std::optional<MediaProbe> probe;
-    if (!imageExtensions().contains(pathExtension(output)))
-        probe.emplace(source);
     progress(std::nullopt);
     ChildProcess ffmpeg(engineCommand(program, std::move(arguments), workFolder, log));
 
-    std::optional<MediaSeconds> duration;
-    if (probe) {
-        const std::optional<MediaAsset> asset = probe->result();
-        if (asset && asset->duration > MediaSeconds(0))
-            duration = asset->duration;
-    }
+    const std::optional<MediaSeconds> duration = sourceLength ? sourceLength() : std::nullopt;
     ffmpeg.readLines([&](const QByteArray &line) {
         const std::optional<double> fraction = duration ? fractionOf(line, *duration) : std::nullopt;
         if (fraction)
@@ -93,22 +84,35 @@ void runFfmpeg(const std::filesystem::path &program, const std::filesystem::path
 
 } // namespace
 
+std::optional<MediaSeconds> lengthOf(const std::optional<MediaAsset> &asset)
+{
+    if (!asset || !asset->duration || *asset->duration <= MediaSeconds(0))
+        return std::nullopt;
+    return asset->duration;
+}
+
 void runExternalEngine(const std::optional<std::filesystem::path> &program,
                        const std::filesystem::path &source, const std::filesystem::path &output,
                        const Preferences &preferences, const Progress &progress,
-                       const ImageAssistance &images)
+                       const ImageAssistance &images, const SourceLength &sourceLength)
 {
     if (!program)
         throw ConversionError(u"Le moteur intégré est manquant. Réinstallez Quorvalent."_s);
     if (!imageExtensions().contains(pathExtension(output))) {
-        runFfmpeg(*program, source, output, preferences, progress);
+        if (sourceLength) {
+            runFfmpeg(*program, source, output, preferences, progress, sourceLength);
+            return;
+        }
+        // Read beside the running conversion: asked for before, it would delay every one.
+        MediaProbe probe(source);
+        runFfmpeg(*program, source, output, preferences, progress, [&] { return lengthOf(probe.result()); });
         return;
     }
     if (!images.isSingleStillImage(source))
         throw ConversionError(
             u"Le moteur externe accepte ici uniquement les images fixes reconnues par macOS."_s);
     const std::filesystem::path picture = images.pictureToEncode(source, output.parent_path());
-    runFfmpeg(*program, picture, output, preferences, progress);
+    runFfmpeg(*program, picture, output, preferences, progress, {});
     images.carryMetadata(source, output);
 }
 

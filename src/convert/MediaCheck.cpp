@@ -214,20 +214,27 @@ MediaCheck::MediaCheck(std::filesystem::path source)
     , m_probe(m_source)
 {}
 
+const std::optional<MediaAsset> &MediaCheck::original()
+{
+    if (!m_original)
+        m_original = m_probe.result();
+    return *m_original;
+}
+
 bool MediaCheck::matches(const std::filesystem::path &output)
 {
     const QString extension = pathExtension(output);
-    const std::optional<MediaAsset> original = m_probe.result();
-    if (!original)
+    const std::optional<MediaAsset> &source = original();
+    if (!source)
         return false;
-    const std::optional<MediaAsset> result = resultOf(output, *original);
+    const std::optional<MediaAsset> result = resultOf(output, *source);
     if (!result || !isOfKind(*result, extension))
         return false;
 
-    const auto kept = keptStreams(*original, *result, audioExtensions().contains(extension));
+    const auto kept = keptStreams(*source, *result, audioExtensions().contains(extension));
     if (!kept)
         return false;
-    if (headersAgree(*original, *result, *kept))
+    if (headersAgree(*source, *result, *kept))
         return true;
     const std::optional<MediaAsset> originalPackets = MediaAsset::read(m_source, MediaSeconds(0));
     const std::optional<MediaAsset> resultPackets = MediaAsset::read(output, MediaSeconds(0));

@@ -26,9 +26,13 @@ public:
     /// seconds of media when the stated lengths do not settle it. Once. FileError as above.
     [[nodiscard]] bool matches(const std::filesystem::path &output);
 
+    /// What the probe found of the source; nothing where it is no readable media. Blocks until it is there.
+    [[nodiscard]] const std::optional<MediaAsset> &original();
+
 private:
     std::filesystem::path m_source;
     MediaProbe m_probe;
+    std::optional<std::optional<MediaAsset>> m_original; ///< the probe's answer, once it was asked for
 };
 
 } // namespace quorvalent
