@@ -50,7 +50,7 @@ std::uint16_t sixteenBits(std::uint32_t eightBits)
 
 } // namespace
 
-std::optional<PalettePage> PalettePage::of(vips::VImage image)
+std::optional<PalettePage> PalettePage::of(const vips::VImage &image)
 {
     const int bands = image.bands();
     if (image.format() != VIPS_FORMAT_UCHAR || (bands != 3 && bands != 4) ||

@@ -20,7 +20,7 @@ struct PalettePage
 
     /// Nothing for a picture with more colours or with transparency, or of another kind than RGB with 8 bits.
     /// Brings the pixels into memory.
-    [[nodiscard]] static std::optional<PalettePage> of(vips::VImage image);
+    [[nodiscard]] static std::optional<PalettePage> of(const vips::VImage &image);
 };
 
 } // namespace quorvalent
