@@ -25,6 +25,13 @@ std::optional<QString> information(const QString &key)
     return value.isString() ? std::optional(value.toString()) : std::nullopt;
 }
 
+std::optional<std::filesystem::path> resource(const QString &name, const QString &subdirectory)
+{
+    std::error_code failed;
+    auto path = root() / "Contents/Resources" / subdirectory.toStdString() / name.toStdString();
+    return std::filesystem::is_regular_file(path, failed) ? std::optional(std::move(path)) : std::nullopt;
+}
+
 bool isExecutableFile(const std::filesystem::path &path)
 {
     std::error_code failed;

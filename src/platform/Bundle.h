@@ -16,6 +16,9 @@ namespace Bundle {
 /// A text of the bundle's information file, Contents/Info.json; nothing where the file or the key is missing.
 [[nodiscard]] std::optional<QString> information(const QString &key);
 
+/// A file of the bundle's resources, by its name and its subfolder ("" for none); nothing when it is missing.
+[[nodiscard]] std::optional<std::filesystem::path> resource(const QString &name, const QString &subdirectory);
+
 /// Whether a regular file that this user may execute stands at the path; links are followed.
 [[nodiscard]] bool isExecutableFile(const std::filesystem::path &path);
 

@@ -1,4 +1,4 @@
-#include "platform/UserDefaults.h"
+#include "platform/SettingsFile.h"
 
 #include "support/TestFolder.h"
 
@@ -10,7 +10,7 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
-class UserDefaultsTest : public testing::Test
+class SettingsFileTest : public testing::Test
 {
 protected:
     [[nodiscard]] QString file() const
@@ -21,9 +21,9 @@ protected:
     TestFolder m_folder;
 };
 
-TEST_F(UserDefaultsTest, hasNothingAtFirst)
+TEST_F(SettingsFileTest, hasNothingAtFirst)
 {
-    const UserDefaults defaults(file());
+    const SettingsFile defaults(file());
 
     EXPECT_EQ(defaults.string(u"language"_s), std::nullopt);
     EXPECT_EQ(defaults.data(u"preferences"_s), std::nullopt);
@@ -31,26 +31,26 @@ TEST_F(UserDefaultsTest, hasNothingAtFirst)
     EXPECT_TRUE(m_folder.listing().empty()) << "reading creates nothing";
 }
 
-TEST_F(UserDefaultsTest, givesBackEveryTypeAfterALaterLaunch)
+TEST_F(SettingsFileTest, givesBackEveryTypeAfterALaterLaunch)
 {
     const QByteArray json = "{\"folders\":[\"/a,b;c\",\"/\\n=\\\\é\"],\"x\":\"@(1)\"}\0\xff"_ba;
-    UserDefaults writer(file());
+    SettingsFile writer(file());
     writer.set(u"language"_s, u"@zh-Hans, « % » ;\n"_s);
     writer.set(u"preferences"_s, json);
     writer.set(u"loginConfigured"_s, true);
     writer.set(u"finderWarningConsent"_s, false);
 
     // Asked while the first is still there: nothing waits for the end of the program.
-    const UserDefaults reader(file());
+    const SettingsFile reader(file());
     EXPECT_EQ(reader.string(u"language"_s), u"@zh-Hans, « % » ;\n"_s);
     EXPECT_EQ(reader.data(u"preferences"_s), json);
     EXPECT_EQ(reader.boolean(u"loginConfigured"_s), true);
     EXPECT_EQ(reader.boolean(u"finderWarningConsent"_s), false);
 }
 
-TEST_F(UserDefaultsTest, doesNotTakeOneTypeForAnother)
+TEST_F(SettingsFileTest, doesNotTakeOneTypeForAnother)
 {
-    UserDefaults defaults(file());
+    SettingsFile defaults(file());
     defaults.set(u"text"_s, u"system"_s);
     defaults.set(u"blob"_s, "true"_ba);
 
@@ -59,20 +59,20 @@ TEST_F(UserDefaultsTest, doesNotTakeOneTypeForAnother)
     EXPECT_EQ(defaults.string(u"blob"_s), std::nullopt);
 }
 
-TEST_F(UserDefaultsTest, forgetsARemovedKey)
+TEST_F(SettingsFileTest, forgetsARemovedKey)
 {
-    UserDefaults defaults(file());
+    SettingsFile defaults(file());
     defaults.set(u"language"_s, u"fr"_s);
     defaults.remove(u"language"_s);
 
-    EXPECT_EQ(UserDefaults(file()).string(u"language"_s), std::nullopt);
+    EXPECT_EQ(SettingsFile(file()).string(u"language"_s), std::nullopt);
 }
 
-TEST_F(UserDefaultsTest, standsInTheUsersConfigurationFolder)
+TEST_F(SettingsFileTest, standsInTheUsersConfigurationFolder)
 {
     const QByteArray before = qgetenv("XDG_CONFIG_HOME");
     qputenv("XDG_CONFIG_HOME", QByteArray::fromStdString(m_folder.path().native()));
-    UserDefaults().set(u"language"_s, u"ja"_s);
+    SettingsFile().set(u"language"_s, u"ja"_s);
     before.isNull() ? qunsetenv("XDG_CONFIG_HOME") : qputenv("XDG_CONFIG_HOME", before);
 
     EXPECT_NE(m_folder.read("quorvalent/quorvalent.conf").find("language=ja"), std::string::npos);
