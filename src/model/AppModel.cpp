@@ -1,6 +1,9 @@
 #include "model/AppModel.h"
 
+#include "core/ConversionError.h"
 #include "core/RenamePolicy.h"
+#include "core/WatchedFolders.h"
+#include "model/FinderPreferences.h"
 #include "platform/Error.h"
 
 #include <QPointer>
@@ -19,6 +22,51 @@ constexpr qsizetype maximumActivities = 30;
 constexpr auto pauseAfterSuccess = 1500ms;
 constexpr auto pauseAfterFailure = 0ms;
 
+const QString loginEnabled = u"Activé dans macOS"_s;
+
+const QString languageKey = u"language"_s;
+const QString appearanceKey = u"appearance"_s;
+const QString preferencesKey = u"preferences"_s;
+const QString loginConfiguredKey = u"loginConfigured"_s;
+const QString finderConsentKey = u"finderWarningConsent"_s;
+
+/// The choice of a language or an appearance that is the session's.
+const QString followSystem = u"system"_s;
+
+Preferences storedPreferences(UserDefaults &defaults)
+{
+    const std::optional<QByteArray> stored = defaults.data(preferencesKey);
+    if (!stored)
+        return {};
+    std::optional<Preferences> preferences = Preferences::decoded(*stored);
+    if (!preferences)
+        defaults.keepDamaged();
+    return std::move(preferences).value_or(Preferences());
+}
+
+QString loginText(LoginItem::Status status)
+{
+    switch (status) {
+    case LoginItem::Status::Enabled:
+        return loginEnabled;
+    case LoginItem::Status::RequiresApproval:
+        return u"À autoriser dans Réglages Système → Général → Ouverture"_s;
+    case LoginItem::Status::NotRegistered:
+        break;
+    }
+    return u"Non activé dans macOS. Installez l’app dans Applications, puis activez ce réglage."_s;
+}
+
+// A folder that cannot be resolved, being out of reach, is taken as it is named.
+std::filesystem::path resolved(const std::filesystem::path &folder)
+{
+    std::error_code failed;
+    std::filesystem::path path = std::filesystem::canonical(folder, failed);
+    if (failed)
+        path = std::filesystem::absolute(folder, failed).lexically_normal();
+    return path.has_filename() ? path : path.parent_path();
+}
+
 QString changeOfFormat(const RenameJob &job)
 {
     return pathExtension(job.oldURL).toUpper() + u" → "_s + pathExtension(job.newURL).toUpper();
@@ -26,19 +74,25 @@ QString changeOfFormat(const RenameJob &job)
 
 } // namespace
 
-AppModel::AppModel(Preferences preferences, ModelServices services)
+AppModel::AppModel(ModelServices services, DesktopServices desktop, Mode mode)
     : m_services(std::move(services))
-    , m_preferences(std::move(preferences))
+    , m_desktop(std::move(desktop))
+    , m_mode(mode)
+    , m_localeObserver([this] { announceLanguage(); })
+    , m_language(m_desktop.defaults->string(languageKey).value_or(followSystem))
+    , m_appearance(m_desktop.defaults->string(appearanceKey).value_or(followSystem))
+    , m_preferences(storedPreferences(*m_desktop.defaults))
+    , m_selectedTab(u"Général"_s)
     , m_warningTitle(u"Format non pris en charge"_s)
 {}
 
-AppModel::~AppModel() = default;
-
-void AppModel::setPreferences(Preferences preferences)
+AppModel::AppModel(Preferences preferences, ModelServices services)
+    : AppModel(std::move(services), noDesktop(), Mode::Normal)
 {
     m_preferences = std::move(preferences);
-    Q_EMIT changed();
 }
+
+AppModel::~AppModel() = default;
 
 void AppModel::setPaused(bool paused)
 {
@@ -52,8 +106,22 @@ void AppModel::setInstallingUpdate(bool installing)
     Q_EMIT changed();
 }
 
+void AppModel::togglePause()
+{
+    setPaused(!m_paused);
+    restartWatcher();
+}
+
+void AppModel::prepareForUpdate()
+{
+    setInstallingUpdate(true);
+    startWatcher();
+}
+
 void AppModel::start()
 {
+    if (preview())
+        return;
     const QPointer self(this);
     JobSourceHandlers handlers;
     handlers.onRename = [self](const RenameJob &job) {
@@ -69,10 +137,16 @@ void AppModel::start()
         });
     };
     m_watcher = m_services.makeWatcher(std::move(handlers));
+    refreshFinderSetting();
+    restoreThenWatch();
+    configureLoginOnce();
+}
 
+void AppModel::restoreThenWatch()
+{
     m_isRecovering = true;
     const auto restore = m_services.restoreInterruptedWork;
-    m_services.inBackground([self, restore, folders = m_preferences.folders] {
+    m_services.inBackground([self = QPointer(this), restore, folders = m_preferences.folders] {
         QStringList messages;
         try {
             messages = restore(folders);
@@ -100,6 +174,11 @@ void AppModel::restartWatcher()
 {
     m_watchMessage.clear();
     Q_EMIT changed();
+    startWatcher();
+}
+
+void AppModel::startWatcher()
+{
     // A listing made before interrupted work is put right would take its repairs for renames.
     if (!m_watcher || m_isRecovering)
         return;
@@ -225,6 +304,25 @@ void AppModel::record(const RenameJob &job, const JobOutcome &outcome)
     }
 }
 
+void AppModel::clearWarnings()
+{
+    m_warningCount = 0;
+    Q_EMIT changed();
+}
+
+void AppModel::showSample(const SampleState &sample)
+{
+    m_isConverting = sample.isConverting;
+    m_progress = sample.progress;
+    m_currentName = sample.currentName;
+    m_currentDetail = sample.currentDetail;
+    m_activities = sample.activities;
+    m_warningTitle = sample.warningTitle;
+    m_warningMessage = sample.warningMessage;
+    m_warningCount = sample.warningCount;
+    Q_EMIT changed();
+}
+
 std::deque<RenameJob> AppModel::dropWaitingJobs()
 {
     std::deque<RenameJob> dropped = std::exchange(m_jobs, {});
@@ -234,6 +332,259 @@ std::deque<RenameJob> AppModel::dropWaitingJobs()
     }
     Q_EMIT changed();
     return dropped;
+}
+
+AppModel::ConversionState AppModel::conversionState() const
+{
+    if (m_isConverting)
+        return ConversionState::Converting;
+    return m_progress == 1.0 ? ConversionState::Succeeded : ConversionState::Interrupted;
+}
+
+QString AppModel::statusText() const
+{
+    if (m_paused)
+        return u"En pause"_s;
+    return m_preferences.folders.empty() ? u"Ajoutez un dossier pour commencer"_s
+                                         : u"À l’écoute des changements d’extension"_s;
+}
+
+QString AppModel::progressTitle() const
+{
+    switch (conversionState()) {
+    case ConversionState::Converting:
+        return u"Conversion en cours"_s;
+    case ConversionState::Succeeded:
+        return u"C’est converti"_s;
+    case ConversionState::Interrupted:
+        break;
+    }
+    return u"Conversion interrompue"_s;
+}
+
+QString AppModel::percentageText() const
+{
+    if (!m_isConverting || !m_progress)
+        return {};
+    return QString::number(static_cast<int>(*m_progress * 100)) + u" %"_s;
+}
+
+QString AppModel::bannerLabel() const
+{
+    switch (conversionState()) {
+    case ConversionState::Converting:
+        return m_progress ? percentageText() : u"En cours"_s;
+    case ConversionState::Succeeded:
+        return u"Terminé"_s;
+    case ConversionState::Interrupted:
+        break;
+    }
+    return u"Voir Activité"_s;
+}
+
+QString AppModel::queuedText() const
+{
+    return m_jobs.empty() ? QString() : QString::number(queued()) + u" en attente"_s;
+}
+
+QString AppModel::pauseActionText() const
+{
+    return m_paused ? u"Reprendre"_s : u"Pause"_s;
+}
+
+QString AppModel::loginNotice() const
+{
+    return m_loginMessage == loginEnabled ? QString() : m_loginMessage;
+}
+
+void AppModel::setLanguage(const QString &language)
+{
+    m_language = language;
+    if (!preview())
+        m_desktop.defaults->set(languageKey, language);
+    m_desktop.setLanguage(language);
+    announceLanguage();
+}
+
+void AppModel::announceLanguage()
+{
+    Q_EMIT languageChanged();
+    Q_EMIT changed();
+}
+
+void AppModel::setAppearance(const QString &appearance)
+{
+    m_appearance = appearance;
+    if (!preview())
+        m_desktop.defaults->set(appearanceKey, appearance);
+    applyAppearance();
+    Q_EMIT changed();
+}
+
+void AppModel::applyAppearance() const
+{
+    if (!onAppearance)
+        return;
+    if (m_appearance == u"light"_s)
+        onAppearance(Appearance::Light);
+    else if (m_appearance == u"dark"_s)
+        onAppearance(Appearance::Dark);
+    else
+        onAppearance(Appearance::System);
+}
+
+void AppModel::setSelectedTab(const QString &name)
+{
+    m_selectedTab = name;
+    Q_EMIT changed();
+}
+
+void AppModel::setPreferences(Preferences preferences)
+{
+    m_preferences = std::move(preferences);
+    save();
+    Q_EMIT changed();
+}
+
+void AppModel::changePreferences(const std::function<void(Preferences &)> &change)
+{
+    Preferences preferences = m_preferences;
+    change(preferences);
+    setPreferences(std::move(preferences));
+}
+
+void AppModel::save()
+{
+    if (preview())
+        return;
+    if (const std::optional<QByteArray> encoded = m_preferences.encoded())
+        m_desktop.defaults->set(preferencesKey, *encoded);
+}
+
+void AppModel::addFolders(const std::vector<std::filesystem::path> &chosen)
+{
+    changePreferences([&chosen](Preferences &preferences) {
+        for (const std::filesystem::path &folder : chosen)
+            preferences.folders = WatchedFolders::adding(std::move(preferences.folders), resolved(folder));
+    });
+    restartWatcher();
+}
+
+void AppModel::removeFolder(const std::filesystem::path &folder)
+{
+    changePreferences([&folder](Preferences &preferences) {
+        preferences.folders = WatchedFolders::removing(std::move(preferences.folders), folder);
+    });
+    restartWatcher();
+}
+
+void AppModel::setLaunchAtLogin(bool launch)
+{
+    changePreferences([launch](Preferences &preferences) { preferences.launchAtLogin = launch; });
+    configureLogin();
+}
+
+void AppModel::configureLoginOnce()
+{
+    const bool isFirstStart = !m_desktop.defaults->boolean(loginConfiguredKey).value_or(false);
+    // An entry that the user switched off in the desktop's settings outlives our own settings.
+    if (isFirstStart && m_desktop.loginItem->status() != LoginItem::Status::RequiresApproval)
+        configureLogin();
+    else
+        updateLoginStatus();
+    if (isFirstStart)
+        m_desktop.defaults->set(loginConfiguredKey, true);
+}
+
+void AppModel::configureLogin()
+{
+    if (preview())
+        return;
+    try {
+        if (m_preferences.launchAtLogin)
+            m_desktop.loginItem->enable();
+        else
+            m_desktop.loginItem->disable();
+    } catch (const Error &error) {
+        m_loginMessage = u"macOS : "_s + error.errorDescription();
+        Q_EMIT changed();
+        return;
+    }
+    updateLoginStatus();
+}
+
+void AppModel::updateLoginStatus()
+{
+    if (preview())
+        return;
+    m_loginMessage = loginText(m_desktop.loginItem->status());
+    Q_EMIT changed();
+}
+
+void AppModel::refreshFinderSetting()
+{
+    if (preview() || !hasFinderSetting())
+        return;
+    const FinderPreferences finder(*m_desktop.fileManager);
+    m_renameWithoutConfirmation = !finder.warningEnabled();
+    m_finderSettingManaged = finder.managed();
+    Q_EMIT changed();
+}
+
+void AppModel::setRenameWithoutConfirmation(bool enabled)
+{
+    if (preview()) {
+        m_renameWithoutConfirmation = enabled;
+        Q_EMIT changed();
+    } else if (hasFinderSetting()) {
+        if (!enabled || hasFinderConsent())
+            switchFinderWarning(!enabled);
+        refreshFinderSetting();
+    }
+}
+
+bool AppModel::hasFinderConsent() const
+{
+    if (m_desktop.defaults->boolean(finderConsentKey).value_or(false))
+        return true;
+    const ConsentQuestion question{
+        u"Renommer sans confirmation du Finder ?"_s,
+        u"Ce réglage désactive l’avertissement pour TOUS les fichiers du Finder. Quorvalent protège "
+        u"uniquement les dossiers surveillés, lorsque l’app est ouverte et la surveillance active. Hors de "
+        u"ces dossiers, renommer une extension ne convertit pas le contenu. Vous pouvez rétablir "
+        u"l’avertissement ici à tout moment."_s,
+        u"Désactiver l’avertissement"_s, u"Annuler"_s};
+    return askConsent && askConsent(question);
+}
+
+void AppModel::switchFinderWarning(bool enabled)
+{
+    try {
+        FinderPreferences(*m_desktop.fileManager).setWarningEnabled(enabled);
+        if (!enabled)
+            m_desktop.defaults->set(finderConsentKey, true);
+        m_finderSettingMessage = u"Réglage enregistré. Si le Finder conserve l’ancien comportement, "
+                                 u"relancez-le ou modifiez l’option dans ses réglages avancés."_s;
+    } catch (const Error &error) {
+        m_finderSettingMessage = error.errorDescription();
+    }
+}
+
+void AppModel::openHelp() const
+{
+    const QString folder = u"Help"_s;
+    std::optional<std::filesystem::path> page =
+        m_desktop.resource(m_desktop.languageCode() + u".html"_s, folder);
+    if (!page)
+        page = m_desktop.resource(u"en.html"_s, folder);
+    if (page)
+        m_desktop.openFile(*page);
+}
+
+void AppModel::openLicense(const QString &name, const QString &subdirectory) const
+{
+    if (const std::optional<std::filesystem::path> text = m_desktop.resource(name, subdirectory))
+        m_desktop.openFile(*text);
 }
 
 } // namespace quorvalent

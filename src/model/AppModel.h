@@ -3,7 +3,9 @@
 #include "core/Activity.h"
 #include "core/Preferences.h"
 #include "core/RenameJob.h"
+#include "model/DesktopServices.h"
 #include "model/ModelServices.h"
+#include "platform/LocaleObserver.h"
 
 #include <QList>
 #include <QObject>
@@ -18,24 +20,56 @@
 
 namespace quorvalent {
 
-/// The one observable state behind every view, and the queue that turns reported renames into conversions,
-/// one at a time in the order of their report. Everything here lives on the main thread; conversions run in
-/// the background and outlive a model that is destroyed meanwhile. Texts are French source texts.
+/// A question that must be answered before the program goes on, in French source texts.
+struct ConsentQuestion
+{
+    QString title;
+    QString text;
+    QString accept; ///< label of the button that agrees
+    QString refuse;
+};
+
+/// What a view shows when it is drawn without a real conversion.
+struct SampleState
+{
+    bool isConverting = false;
+    std::optional<double> progress;
+    QString currentName;
+    QString currentDetail;
+    QList<Activity> activities;
+    QString warningTitle;
+    QString warningMessage;
+    int warningCount = 0;
+};
+
+/// The one observable state behind every view: the queue that turns reported renames into conversions, one
+/// at a time in the order of their report, and the settings with what follows from them. Everything here
+/// lives on the main thread; conversions run in the background and outlive a model that is destroyed
+/// meanwhile. Texts are French source texts, which views translate each time they show them.
 class AppModel : public QObject
 {
     Q_OBJECT
 
 public:
+    /// A model in preview mode shows and changes everything in the running program, but watches nothing,
+    /// stores nothing and leaves the login item and the file manager alone.
+    enum class Mode { Normal, Preview };
+    enum class Appearance { System, Light, Dark };
+    /// The three looks of the progress displays.
+    enum class ConversionState { Converting, Succeeded, Interrupted };
+
+    /// With the choices that the user's desktop has stored.
+    AppModel(ModelServices services, DesktopServices desktop, Mode mode);
+    /// With these preferences and no desktop.
     AppModel(Preferences preferences, ModelServices services);
     ~AppModel() override;
 
-    [[nodiscard]] const Preferences &preferences() const { return m_preferences; }
-    [[nodiscard]] bool paused() const { return m_paused; }
-    [[nodiscard]] bool installingUpdate() const { return m_installingUpdate; }
+    // The queue
+
     [[nodiscard]] bool isConverting() const { return m_isConverting; }
     /// Jobs that wait; the running one does not count.
     [[nodiscard]] int queued() const { return static_cast<int>(m_jobs.size()); }
-    /// Nothing runs and nothing waits: the program may end.
+    /// Nothing runs and nothing waits.
     [[nodiscard]] bool isIdle() const { return !m_isConverting && m_jobs.empty(); }
     /// 0 to 1, or nothing while unknown. 1.0 after a success, nothing after a failure.
     [[nodiscard]] std::optional<double> progress() const { return m_progress; }
@@ -46,19 +80,6 @@ public:
     [[nodiscard]] const QString &warningTitle() const { return m_warningTitle; }
     [[nodiscard]] const QString &warningMessage() const { return m_warningMessage; }
     [[nodiscard]] int warningCount() const { return m_warningCount; }
-    /// The last problem of the watcher, or empty.
-    [[nodiscard]] const QString &watchMessage() const { return m_watchMessage; }
-
-    /// Takes effect for jobs that start later, for the folders at restartWatcher().
-    void setPreferences(Preferences preferences);
-    /// New jobs are refused while one of these is set; restartWatcher() ends or resumes the watching.
-    void setPaused(bool paused);
-    void setInstallingUpdate(bool installing);
-
-    /// Puts interrupted work right, then watches the folders of the preferences. Called once.
-    void start();
-    /// Watches the present folders from a fresh listing, or nothing while new jobs are refused.
-    void restartWatcher();
 
     /// Offers a job to the queue. A refused one is released at once; its file stays as it is.
     void enqueue(const RenameJob &job);
@@ -67,15 +88,122 @@ public:
     /// Releases every waiting job unconverted, for a program that must end, and returns them, oldest first.
     /// The running job goes on.
     [[nodiscard]] std::deque<RenameJob> dropWaitingJobs();
+    /// The user has seen the warnings.
+    void clearWarnings();
+
+    // Answers that the views show
+
+    [[nodiscard]] ConversionState conversionState() const;
+    /// One line on what the program is doing while nothing converts.
+    [[nodiscard]] QString statusText() const;
+    /// Headline of the progress display.
+    [[nodiscard]] QString progressTitle() const;
+    /// "42 %", or empty unless a job with known progress runs.
+    [[nodiscard]] QString percentageText() const;
+    /// The short label at the end of the banner.
+    [[nodiscard]] QString bannerLabel() const;
+    /// "2 en attente", or empty when nothing waits.
+    [[nodiscard]] QString queuedText() const;
+    /// Label of the button that pauses and resumes.
+    [[nodiscard]] QString pauseActionText() const;
+    /// What the user should know about the login item; empty when all is well.
+    [[nodiscard]] QString loginNotice() const;
+    /// Ending the program now would leave accepted work undone.
+    [[nodiscard]] bool canQuit() const { return isIdle(); }
+
+    // Settings; a setter stores its value at once unless the model is a preview
+
+    [[nodiscard]] bool preview() const { return m_mode == Mode::Preview; }
+    /// "system" or a language code.
+    [[nodiscard]] const QString &language() const { return m_language; }
+    void setLanguage(const QString &language);
+    /// "system", "light" or "dark"; anything else is taken as "system".
+    [[nodiscard]] const QString &appearance() const { return m_appearance; }
+    void setAppearance(const QString &appearance);
+    /// Has onAppearance follow the present choice.
+    void applyAppearance() const;
+    /// The section that the settings window shows, by its French name.
+    [[nodiscard]] const QString &selectedTab() const { return m_selectedTab; }
+    void setSelectedTab(const QString &name);
+
+    [[nodiscard]] const Preferences &preferences() const { return m_preferences; }
+    /// Takes effect for jobs that start later, for the folders at restartWatcher().
+    void setPreferences(Preferences preferences);
+    /// The same with a part of them changed.
+    void changePreferences(const std::function<void(Preferences &)> &change);
+    /// Writes the preferences to the user defaults.
+    void save();
+    /// Watches more folders, with links resolved; those already covered add nothing.
+    void addFolders(const std::vector<std::filesystem::path> &chosen);
+    /// No longer watches this entry of the preferences' folders.
+    void removeFolder(const std::filesystem::path &folder);
+
+    /// Stores the choice and registers or unregisters the login item.
+    void setLaunchAtLogin(bool launch);
+    /// Has the login item follow the preferences.
+    void configureLogin();
+    void updateLoginStatus();
+    [[nodiscard]] const QString &loginMessage() const { return m_loginMessage; }
+
+    // The file manager's warning before a rename changes an extension
+
+    /// Whether the file manager has such a setting; without it, the switch is hidden.
+    [[nodiscard]] bool hasFinderSetting() const { return m_desktop.fileManager != nullptr; }
+    [[nodiscard]] bool renameWithoutConfirmation() const { return m_renameWithoutConfirmation; }
+    /// An administrator imposes the setting; the switch is disabled.
+    [[nodiscard]] bool finderSettingManaged() const { return m_finderSettingManaged; }
+    /// Outcome of the last change, or empty.
+    [[nodiscard]] const QString &finderSettingMessage() const { return m_finderSettingMessage; }
+    /// Reads what the file manager has now.
+    void refreshFinderSetting();
+    /// Asks for consent before the warning goes off for the first time, which blocks until it is answered.
+    void setRenameWithoutConfirmation(bool enabled);
+
+    // Watching
+
+    [[nodiscard]] bool paused() const { return m_paused; }
+    [[nodiscard]] bool installingUpdate() const { return m_installingUpdate; }
+    /// The last problem of the watcher, or empty.
+    [[nodiscard]] const QString &watchMessage() const { return m_watchMessage; }
+    /// New jobs are refused while one of these is set; restartWatcher() ends or resumes the watching.
+    void setPaused(bool paused);
+    void setInstallingUpdate(bool installing);
+    /// Pauses, or resumes from a fresh listing.
+    void togglePause();
+    /// Puts interrupted work right, then watches the folders of the preferences; on the first launch,
+    /// registers the login item. Called once.
+    void start();
+    /// Watches the present folders from a fresh listing, or nothing while new jobs are refused.
+    void restartWatcher();
+    /// Refuses new jobs and watches nothing until the update has replaced the program or was given up.
+    void prepareForUpdate();
+
+    // Texts of the application
+
+    /// Opens the help page in the language shown, else in English, with the user's program for it.
+    void openHelp() const;
+    /// Opens a licence text of the application's resources; nothing happens when it is missing.
+    void openLicense(const QString &name, const QString &subdirectory = {}) const;
+
+    /// Shows this instead of the present state. For a preview model only.
+    void showSample(const SampleState &sample);
+
+    // Installed by the shell; each may be empty
 
     std::function<void()> onToast;    ///< a job that can be converted has started
     std::function<void()> onFinished; ///< a job has succeeded
     std::function<void()> onWarning;  ///< a job has failed
     std::function<void()> onDrained;  ///< a job is over and none waits
+    std::function<void(Appearance)> onAppearance;
+    /// Shows the question, waits, and says whether the user agreed. Without it, nobody agrees.
+    std::function<bool(const ConsentQuestion &)> askConsent;
 
 Q_SIGNALS:
-    /// Some field has another value.
+    /// Some field has another value, or texts have to be translated anew.
     void changed();
+    /// Texts are to be shown in another language: another one was chosen, or the system's is another. Before
+    /// changed().
+    void languageChanged();
     /// Later renames in the folders are reported.
     void watchingStarted(const std::vector<std::filesystem::path> &folders);
     void watchProblem(const QString &message);
@@ -87,6 +215,12 @@ Q_SIGNALS:
 
 private:
     [[nodiscard]] bool refusesJobs() const { return m_paused || m_installingUpdate; }
+    void announceLanguage();
+    void configureLoginOnce();
+    [[nodiscard]] bool hasFinderConsent() const;
+    void switchFinderWarning(bool enabled);
+    void restoreThenWatch();
+    void startWatcher();
     void finishRecovery(const QStringList &messages);
     void reportProblem(const QString &message);
     void convertInBackground(const RenameJob &job);
@@ -95,24 +229,34 @@ private:
     void record(const RenameJob &job, const JobOutcome &outcome);
 
     ModelServices m_services;
+    DesktopServices m_desktop;
+    Mode m_mode;
+    LocaleObserver m_localeObserver;
     std::shared_ptr<JobSource> m_watcher; ///< the running job releases its file there
     bool m_isRecovering = false;
     std::uint64_t m_watchRun = 0; ///< tells late answers of an earlier watching
     std::uint64_t m_jobRun = 0;   ///< tells late progress of an earlier job
 
-    Preferences m_preferences;
-    bool m_paused = false;
     bool m_installingUpdate = false;
+    QString m_language;
+    QString m_appearance;
+    Preferences m_preferences;
+    QString m_selectedTab;
+    bool m_paused = false;
     std::deque<RenameJob> m_jobs;
     bool m_isConverting = false;
     std::optional<double> m_progress;
     QString m_currentName;
     QString m_currentDetail;
     QList<Activity> m_activities;
+    QString m_loginMessage;
+    QString m_watchMessage;
+    bool m_renameWithoutConfirmation = false;
+    bool m_finderSettingManaged = false;
+    QString m_finderSettingMessage;
     QString m_warningTitle;
     QString m_warningMessage;
     int m_warningCount = 0;
-    QString m_watchMessage;
 };
 
 } // namespace quorvalent
