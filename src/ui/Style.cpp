@@ -1,0 +1,24 @@
+#include "ui/Style.h"
+
+namespace quorvalent {
+
+Style::Style()
+    : QProxyStyle(QStringLiteral("fusion"))
+{}
+
+int Style::styleHint(StyleHint hint, const QStyleOption *option, const QWidget *widget,
+                     QStyleHintReturn *returnData) const
+{
+    switch (hint) {
+    case SH_Widget_Animation_Duration:
+        return m_reducedMotion ? 0 : QProxyStyle::styleHint(hint, option, widget, returnData);
+    case SH_ComboBox_Popup: // a list under the picker, rows by its delegate
+        return 0;
+    case SH_ComboBox_ListMouseTracking:
+        return 1;
+    default:
+        return QProxyStyle::styleHint(hint, option, widget, returnData);
+    }
+}
+
+} // namespace quorvalent

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <QProxyStyle>
+
+namespace quorvalent {
+
+/// The base on which everything is drawn that Qt draws itself (dialogs, menus, tooltips), and the place where
+/// controls ask whether things may move: SH_Widget_Animation_Duration is 0 where they may not.
+class Style : public QProxyStyle
+{
+    Q_OBJECT
+
+public:
+    Style();
+
+    void setReducedMotion(bool reduced) { m_reducedMotion = reduced; }
+
+    int styleHint(StyleHint hint, const QStyleOption *option, const QWidget *widget,
+                  QStyleHintReturn *returnData) const override;
+
+private:
+    bool m_reducedMotion = false;
+};
+
+} // namespace quorvalent

@@ -1,0 +1,31 @@
+#include "ui/controls/Card.h"
+
+#include "ui/Metrics.h"
+#include "ui/controls/Painting.h"
+
+#include <QPainter>
+#include <QVBoxLayout>
+
+namespace quorvalent {
+
+Card::Card(QWidget *parent)
+    : QFrame(parent)
+    , m_rows(new QVBoxLayout(this))
+{
+    m_rows->setContentsMargins(metrics::cardPadding, metrics::cardPadding, metrics::cardPadding,
+                               metrics::cardPadding);
+    m_rows->setSpacing(metrics::cardSpacing);
+}
+
+void Card::add(QWidget *widget)
+{
+    m_rows->addWidget(widget);
+}
+
+void Card::paintEvent(QPaintEvent * /*event*/)
+{
+    QPainter painter(this);
+    paintRounded(painter, rect(), metrics::cardRadius, Theme::of(*this).card);
+}
+
+} // namespace quorvalent

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "ui/Theme.h"
+#include "ui/TypeScale.h"
+#include "ui/controls/TextBlock.h"
+
+#include <QLabel>
+
+namespace quorvalent {
+
+/// A text on one line at its natural size. A QLabel to keyboard and screen reader, painted from the theme.
+class Label : public QLabel
+{
+    Q_OBJECT
+
+public:
+    explicit Label(TextStyle style = TextStyle::Body, Tone tone = Tone::Primary, QWidget *parent = nullptr);
+
+    void setTone(Tone tone);
+    [[nodiscard]] Tone tone() const { return m_tone; }
+    /// Sets the text and shows the label only where there is one.
+    void showText(const QString &text);
+
+    [[nodiscard]] QSize sizeHint() const override;
+    [[nodiscard]] QSize minimumSizeHint() const override;
+    [[nodiscard]] bool hasHeightForWidth() const override { return false; }
+
+protected:
+    void paintEvent(QPaintEvent *event) override;
+    /// The text as it is set in this width.
+    [[nodiscard]] virtual TextBlock block(double width) const;
+
+private:
+    Tone m_tone;
+};
+
+} // namespace quorvalent

@@ -1,0 +1,95 @@
+#include "ui/controls/Picker.h"
+
+#include "ui/Metrics.h"
+#include "ui/TypeScale.h"
+#include "ui/controls/Painting.h"
+#include "ui/controls/PickerDelegate.h"
+#include "ui/controls/TextBlock.h"
+#include "ui/icons/Symbol.h"
+
+#include <QKeyEvent>
+#include <QPainter>
+#include <QSignalBlocker>
+#include <QWheelEvent>
+
+#include <algorithm>
+#include <cmath>
+
+namespace quorvalent {
+
+namespace {
+
+constexpr int chevronSize = 14;
+constexpr int chevronInset = 8;
+constexpr int textInset = 11;
+constexpr int mostRows = 16; // the longest list, languages, without scrolling
+
+} // namespace
+
+Picker::Picker(int width, QWidget *parent)
+    : QComboBox(parent)
+    , m_width(width)
+{
+    setFont(fontOf(TextStyle::Body));
+    setFocusPolicy(Qt::StrongFocus);
+    setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
+    setItemDelegate(new PickerDelegate(this));
+    setMaxVisibleItems(mostRows);
+    connect(this, &QComboBox::activated, this, [this](int index) { Q_EMIT picked(itemData(index)); });
+}
+
+void Picker::setState(const QList<Choice> &choices, const QVariant &value)
+{
+    const QSignalBlocker quiet(this);
+    if (choices != m_choices) {
+        m_choices = choices;
+        clear();
+        for (const Choice &choice : choices)
+            addItem(choice.text, choice.value);
+    }
+    setCurrentIndex(findData(value));
+}
+
+QSize Picker::sizeHint() const
+{
+    const int text = TextBlock(currentText(), font()).size().toSize().height();
+    return {m_width, std::max(metrics::buttonHeight, text + 2 * metrics::focusRing)};
+}
+
+QSize Picker::minimumSizeHint() const
+{
+    return sizeHint();
+}
+
+void Picker::paintEvent(QPaintEvent * /*event*/)
+{
+    const Theme &theme = Theme::of(*this);
+    QPainter painter(this);
+    if (!isEnabled())
+        painter.setOpacity(disabledOpacity);
+    paintRounded(painter, rect(), metrics::buttonRadius, underMouse() ? theme.controlHover : theme.control,
+                 theme.controlBorder);
+    const QRectF chevrons(width() - chevronSize - chevronInset, (height() - chevronSize) / 2.0, chevronSize,
+                          chevronSize);
+    paintSymbol(painter, Symbol::Chevrons, chevrons, theme.readableSecondary, SymbolWeight::Semibold);
+    const TextBlock text(currentText(), font(), chevrons.left() - textInset, TextBlock::Elide::End);
+    text.paint(painter, QPointF(textInset, std::floor((height() - text.size().height()) / 2)), theme.text);
+    if (showsFocus(*this))
+        paintFocusRing(painter, rect(), metrics::buttonRadius, theme);
+}
+
+void Picker::wheelEvent(QWheelEvent *event)
+{
+    // The wheel scrolls the page; a choice that changes under way would go unnoticed.
+    event->ignore();
+}
+
+void Picker::keyPressEvent(QKeyEvent *event)
+{
+    if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter || event->key() == Qt::Key_Space)
+        showPopup();
+    else
+        QComboBox::keyPressEvent(event);
+}
+
+} // namespace quorvalent
