@@ -4,6 +4,7 @@
 #include "convert/SafeReplacement.h"
 #include "core/ConversionError.h"
 #include "core/MediaFamilies.h"
+#include "platform/ComposedText.h"
 
 #include <QStringList>
 
@@ -144,10 +145,11 @@ void ConversionDriver::giveNameBack(const RenameJob &job, const Error &failure) 
     try {
         m_files.moveNoReplace(job.newURL, job.oldURL);
     } catch (const Error &) {
-        throw ConversionError(u"Conversion impossible. Original intact sous "_s + displayName(job.newURL) +
-                              u" ; rétablissez ."_s + pathExtension(job.oldURL) + u"."_s);
+        throw ConversionError(
+            composed(u"Conversion impossible. Original intact sous {0} ; rétablissez .{1}."_s,
+                     {displayName(job.newURL), pathExtension(job.oldURL)}));
     }
-    throw ConversionError(failure.errorDescription() + u" Extension d’origine rétablie."_s);
+    throw ConversionError(composed(u"{0} Extension d’origine rétablie."_s, {failure.errorDescription()}));
 }
 
 } // namespace quorvalent

@@ -1,6 +1,7 @@
 #include "convert/InterruptedWork.h"
 
 #include "convert/WorkFolder.h"
+#include "platform/ComposedText.h"
 #include "platform/Error.h"
 
 #include <optional>
@@ -68,7 +69,8 @@ public:
         }
         // Nothing bears the new name and the original is nowhere: the copy may be the last of its bytes.
         if (!hasResult && isCopyComplete())
-            return sentence(u" Copie de l’original : "_s, rescuedCopy());
+            return composed(u"La conversion de « {0} » a été interrompue. Copie de l’original : {1}"_s,
+                            {displayName(m_newURL), displayText(rescuedCopy())});
         return std::nullopt;
     }
 
@@ -112,15 +114,10 @@ private:
         return movedToFirstFree(m_copy, {m_oldURL, m_aside});
     }
 
-    [[nodiscard]] QString sentence(const QString &piece, const fs::path &place) const
-    {
-        return u"La conversion de « "_s + displayName(m_newURL) + u" » a été interrompue."_s + piece +
-               displayText(place);
-    }
-
     [[nodiscard]] QString originalAt(const fs::path &place) const
     {
-        return sentence(u" Original intact : "_s, place);
+        return composed(u"La conversion de « {0} » a été interrompue. Original intact : {1}"_s,
+                        {displayName(m_newURL), displayText(place)});
     }
 
     const Files &m_files;

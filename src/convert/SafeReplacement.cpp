@@ -1,6 +1,7 @@
 #include "convert/SafeReplacement.h"
 
 #include "core/ConversionError.h"
+#include "platform/ComposedText.h"
 
 namespace quorvalent {
 
@@ -16,7 +17,8 @@ ConversionError changedMeanwhile()
 
 ConversionError originalLeftAt(const fs::path &backup)
 {
-    return ConversionError(u"Échec du remplacement. Original intact : "_s + displayText(backup));
+    return ConversionError(
+        composed(u"Échec du remplacement. Original intact : {0}"_s, {displayText(backup)}));
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 #include "core/RenamePolicy.h"
 #include "core/WatchedFolders.h"
 #include "model/FinderPreferences.h"
+#include "platform/ComposedText.h"
 #include "platform/Error.h"
 
 #include <QPointer>
@@ -153,7 +154,7 @@ void AppModel::restoreThenWatch()
         } catch (const Error &error) {
             messages.append(error.errorDescription());
         } catch (const std::exception &error) {
-            messages.append(u"Erreur inattendue : "_s + QString::fromUtf8(error.what()));
+            messages.append(composed(u"Erreur inattendue : {0}"_s, {QString::fromUtf8(error.what())}));
         }
         postToMain([self, messages] {
             if (self)
@@ -366,7 +367,7 @@ QString AppModel::percentageText() const
 {
     if (!m_isConverting || !m_progress)
         return {};
-    return QString::number(static_cast<int>(*m_progress * 100)) + u" %"_s;
+    return composed(u"{0} %"_s, {QString::number(static_cast<int>(*m_progress * 100))});
 }
 
 QString AppModel::bannerLabel() const
@@ -384,7 +385,7 @@ QString AppModel::bannerLabel() const
 
 QString AppModel::queuedText() const
 {
-    return m_jobs.empty() ? QString() : QString::number(queued()) + u" en attente"_s;
+    return m_jobs.empty() ? QString() : composed(u"{0} en attente"_s, {QString::number(queued())});
 }
 
 QString AppModel::pauseActionText() const
@@ -506,7 +507,7 @@ void AppModel::configureLogin()
         else
             m_desktop.loginItem->disable();
     } catch (const Error &error) {
-        m_loginMessage = u"macOS : "_s + error.errorDescription();
+        m_loginMessage = composed(u"macOS : {0}"_s, {error.errorDescription()});
         Q_EMIT changed();
         return;
     }

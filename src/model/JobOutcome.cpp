@@ -1,6 +1,7 @@
 #include "model/JobOutcome.h"
 
 #include "core/ConversionError.h"
+#include "platform/ComposedText.h"
 
 #include <new>
 
@@ -24,7 +25,7 @@ std::optional<JobFailure> failureOf(const ConvertJob &convert, const RenameJob &
     } catch (const std::bad_alloc &) {
         return JobFailure{failed, u"Mémoire insuffisante pour convertir ce fichier."_s};
     } catch (const std::exception &error) {
-        return JobFailure{failed, u"Erreur inattendue : "_s + QString::fromUtf8(error.what())};
+        return JobFailure{failed, composed(u"Erreur inattendue : {0}"_s, {QString::fromUtf8(error.what())})};
     }
 }
 

@@ -1,5 +1,7 @@
 #include "platform/Error.h"
 
+#include "platform/ComposedText.h"
+
 #include <cerrno>
 #include <system_error>
 
@@ -7,40 +9,42 @@ namespace quorvalent {
 
 namespace {
 
+using namespace Qt::StringLiterals;
+
 QString sentence(int errorNumber, const std::filesystem::path &path)
 {
     const QString name = displayName(path);
     switch (errorNumber) {
     case ENOENT:
     case ENOTDIR:
-        return QStringLiteral("« %1 » est introuvable.").arg(name);
+        return composed(u"« {0} » est introuvable."_s, {name});
     case EACCES:
     case EPERM:
-        return QStringLiteral("Accès refusé à « %1 ».").arg(name);
+        return composed(u"Accès refusé à « {0} »."_s, {name});
     case EEXIST:
     case ENOTEMPTY:
-        return QStringLiteral("« %1 » existe déjà.").arg(name);
+        return composed(u"« {0} » existe déjà."_s, {name});
     case ENOSPC:
     case EDQUOT:
-        return QStringLiteral("Espace disque insuffisant.");
+        return u"Espace disque insuffisant."_s;
     case EROFS:
-        return QStringLiteral("Le volume de « %1 » est en lecture seule.").arg(name);
+        return composed(u"Le volume de « {0} » est en lecture seule."_s, {name});
     case EIO:
-        return QStringLiteral("Erreur du disque sur « %1 ».").arg(name);
+        return composed(u"Erreur du disque sur « {0} »."_s, {name});
     case EFBIG:
-        return QStringLiteral("« %1 » est trop volumineux pour ce volume.").arg(name);
+        return composed(u"« {0} » est trop volumineux pour ce volume."_s, {name});
     case ENAMETOOLONG:
-        return QStringLiteral("Le nom « %1 » est trop long pour ce volume.").arg(name);
+        return composed(u"Le nom « {0} » est trop long pour ce volume."_s, {name});
     case EBUSY:
     case ETXTBSY:
-        return QStringLiteral("« %1 » est utilisé par le système.").arg(name);
+        return composed(u"« {0} » est utilisé par le système."_s, {name});
     case ELOOP:
     case EISDIR:
     case ENXIO:
-        return QStringLiteral("« %1 » n’est pas un fichier ordinaire.").arg(name);
+        return composed(u"« {0} » n’est pas un fichier ordinaire."_s, {name});
     default:
-        return QStringLiteral("Erreur du système sur « %1 » : %2")
-            .arg(name, QString::fromStdString(std::generic_category().message(errorNumber)));
+        return composed(u"Erreur du système sur « {0} » : {1}"_s,
+                        {name, QString::fromStdString(std::generic_category().message(errorNumber))});
     }
 }
 

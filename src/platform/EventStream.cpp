@@ -1,5 +1,6 @@
 #include "platform/EventStream.h"
 
+#include "platform/ComposedText.h"
 #include "platform/FolderRules.h"
 #include "platform/FolderWalk.h"
 
@@ -178,9 +179,10 @@ void EventStream::tellLimit()
 {
     if (std::exchange(m_isLimitReached, true))
         return;
-    const QString message =
-        u"Une partie des dossiers n’est pas surveillée, car la limite du système est atteinte ; pour "_s +
-        u"l’augmenter : sudo sysctl fs.inotify.max_user_watches="_s + QString::number(betterLimit());
+    const QString message = composed(
+        u"Une partie des dossiers n’est pas surveillée, car la limite du système est atteinte ; pour "
+        u"l’augmenter : sudo sysctl fs.inotify.max_user_watches={0}"_s,
+        {QString::number(betterLimit())});
     m_limitMessage =
         DelayedTask(std::chrono::milliseconds::zero(), [this, message] { m_handlers.onProblem(message); });
 }

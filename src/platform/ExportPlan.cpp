@@ -1,5 +1,6 @@
 #include "platform/ExportPlan.h"
 
+#include "platform/ComposedText.h"
 #include "platform/VideoFilters.h"
 
 #include <algorithm>
@@ -110,7 +111,7 @@ private:
         case Kind::Other:
             break;
         }
-        omit(stream, u"données sans équivalent"_s);
+        omit(stream, u"Piste {0} omise : données sans équivalent."_s);
         return true;
     }
 
@@ -164,7 +165,8 @@ private:
     void addSubtitle(const SourceStream &stream)
     {
         if (!isTextSubtitle(stream.codec)) {
-            omit(stream, stream.codec.isEmpty() ? u"sous-titres illisibles"_s : u"sous-titres en images"_s);
+            omit(stream, stream.codec.isEmpty() ? u"Piste {0} omise : sous-titres illisibles."_s
+                                                : u"Piste {0} omise : sous-titres en images."_s);
             return;
         }
         const bool isCopied = stream.codec == "mov_text"_L1;
@@ -177,7 +179,7 @@ private:
     {
         if (m_type == MovieFileType::QuickTimeMovie ||
             (stream.codec != "mjpeg"_L1 && stream.codec != "png"_L1)) {
-            omit(stream, u"image de couverture"_s);
+            omit(stream, u"Piste {0} omise : image de couverture."_s);
             return;
         }
         copy(stream);
@@ -226,9 +228,9 @@ private:
             m_plan.arguments.push_back(value);
     }
 
-    void omit(const SourceStream &stream, const QString &what)
+    void omit(const SourceStream &stream, const QString &sentence)
     {
-        m_plan.omissions.append(u"Piste %1 omise : %2."_s.arg(stream.index + 1).arg(what));
+        m_plan.omissions.append(composed(sentence, {QString::number(stream.index + 1)}));
     }
 
     void finish()

@@ -2,6 +2,7 @@
 
 #include "platform/Bundle.h"
 #include "platform/ChildProcess.h"
+#include "platform/ComposedText.h"
 #include "platform/ExportCheck.h"
 #include "platform/FileDescriptor.h"
 
@@ -71,9 +72,13 @@ Error failure(ExitStatus status, const QString &lastWords, const std::filesystem
 {
     if (lastWords.contains("No space left on device"_L1)) // strerror's text in the C locale
         return FileError(ENOSPC, output);
-    QString sentence = u"Échec de l’export vidéo"_s;
-    sentence += status.signal != 0 ? u" (signal %1)"_s.arg(status.signal) : u" (code %1)"_s.arg(status.code);
-    return Error(lastWords.isEmpty() ? sentence + u'.' : sentence + u" : "_s + lastWords);
+    const QString number = QString::number(status.signal != 0 ? status.signal : status.code);
+    if (lastWords.isEmpty())
+        return Error(status.signal != 0 ? composed(u"Échec de l’export vidéo (signal {0})."_s, {number})
+                                        : composed(u"Échec de l’export vidéo (code {0})."_s, {number}));
+    return Error(status.signal != 0
+                     ? composed(u"Échec de l’export vidéo (signal {0}) : {1}"_s, {number, lastWords})
+                     : composed(u"Échec de l’export vidéo (code {0}) : {1}"_s, {number, lastWords}));
 }
 
 } // namespace

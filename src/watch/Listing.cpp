@@ -1,5 +1,6 @@
 #include "watch/Listing.h"
 
+#include "platform/ComposedText.h"
 #include "platform/Error.h"
 #include "platform/FolderRules.h"
 
@@ -65,15 +66,15 @@ Listing Listing::take(const std::vector<fs::path> &roots, const std::function<vo
         try {
             FoundFiles found = FolderWalk::regularFiles(FolderRules::tidied(root));
             for (const fs::path &folder : found.unreadable)
-                onError(u"Accès impossible : "_s + displayName(folder) +
-                        u". Vérifiez les autorisations du dossier."_s);
+                onError(composed(u"Accès impossible : {0}. Vérifiez les autorisations du dossier."_s,
+                                 {displayName(folder)}));
             found.unreadable.clear();
             if (listing.m_found.files.empty())
                 listing.m_found = std::move(found);
             else
                 listing.m_found.append(std::move(found));
         } catch (const FileError &) {
-            onError(u"Dossier inaccessible : "_s + displayText(root));
+            onError(composed(u"Dossier inaccessible : {0}"_s, {displayText(root)}));
         }
     }
     listing.index();

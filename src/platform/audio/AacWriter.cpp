@@ -1,5 +1,7 @@
 #include "platform/audio/AacWriter.h"
 
+#include "platform/ComposedText.h"
+
 #include <poll.h>
 #include <sys/socket.h>
 
@@ -45,9 +47,11 @@ std::optional<Speakers> aacSpeakers(const AudioFormat &source)
 void requireEncodable(const AudioFormat &source, std::optional<std::int64_t> length)
 {
     if (!isAacSampleRate(source.sampleRate))
-        throw AudioError(u"Le format AAC n’admet pas la fréquence de %1 Hz."_s.arg(source.sampleRate));
+        throw AudioError(composed(u"Le format AAC n’admet pas la fréquence de {0} Hz."_s,
+                                  {QString::number(source.sampleRate)}));
     if (!aacSpeakers(source))
-        throw AudioError(u"Le format AAC n’admet pas cette disposition de %1 canaux."_s.arg(source.channels));
+        throw AudioError(composed(u"Le format AAC n’admet pas cette disposition de {0} canaux."_s,
+                                  {QString::number(source.channels)}));
     if (length && *length > std::numeric_limits<std::uint32_t>::max() - encoderDelayFrames)
         throw AudioError(u"Cet enregistrement est trop long pour un fichier M4A."_s);
 }

@@ -1,5 +1,7 @@
 #include "platform/audio/PcmWriter.h"
 
+#include "platform/ComposedText.h"
+
 #include <array>
 #include <cerrno>
 #include <limits>
@@ -70,9 +72,8 @@ PcmWriter::PcmWriter(std::filesystem::path path, Container container, const Audi
     const int wave = isLong ? SF_FORMAT_RF64 : (source.channels > 2 ? SF_FORMAT_WAVEX : SF_FORMAT_WAV);
     info.format = (container == Container::Aiff ? SF_FORMAT_AIFF : wave) | SF_FORMAT_PCM_16;
     if (sf_format_check(&info) != SF_TRUE)
-        throw AudioError(
-            u"Ce fichier ne peut pas contenir un son de %1 canaux à %2 Hz."_s.arg(source.channels)
-                .arg(source.sampleRate));
+        throw AudioError(composed(u"Ce fichier ne peut pas contenir un son de {0} canaux à {1} Hz."_s,
+                                  {QString::number(source.channels), QString::number(source.sampleRate)}));
 
     m_descriptor = FileDescriptor::createForWriting(m_path);
     m_file.reset(sf_open_fd(m_descriptor.get(), SFM_WRITE, &info, SF_FALSE));
