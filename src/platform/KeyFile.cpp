@@ -90,9 +90,10 @@ KeyFile KeyFile::read(const fs::path &file)
 {
     const FileDescriptor descriptor(::open(file.c_str(), O_RDONLY | O_CLOEXEC));
     if (!descriptor.isOpen()) {
-        if (errno == ENOENT)
+        const FileError failure(errno, file);
+        if (failure.isNotFound())
             return KeyFile();
-        throw FileError(errno, file);
+        throw failure;
     }
     QFile input;
     if (!input.open(descriptor.get(), QIODevice::ReadOnly))

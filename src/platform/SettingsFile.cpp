@@ -9,7 +9,9 @@
 #include <fcntl.h>
 #include <sys/file.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <filesystem>
 #include <utility>
 
@@ -17,6 +19,7 @@ namespace quorvalent {
 
 namespace fs = std::filesystem;
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 
 namespace {
 
@@ -109,8 +112,6 @@ void SettingsFile::change(const QString &key, const QVariant &value)
 {
     m_held[key] = value;
     const FileDescriptor turn = lockedFolderOf(m_settings.fileName());
-    // QSettings merges with what another process wrote only if it notices, by size and by milliseconds, that
-    // the file is another. A sync without changes of our own always reads, so it comes first.
     m_settings.sync();
     if (m_isDamaged && !keepAside())
         return;
@@ -121,7 +122,21 @@ void SettingsFile::change(const QString &key, const QVariant &value)
         else
             m_settings.remove(entry.key());
     }
+    writeWithTimeOfItsOwn();
+}
+
+void SettingsFile::writeWithTimeOfItsOwn()
+{
+    // QSettings reads what another process wrote only if it notices by size and time, in milliseconds, that
+    // the file is another; the kernel's clock for files is coarser still.
+    const fs::path file = bytesOf(m_settings.fileName());
+    std::error_code missing;
+    const fs::file_time_type former = fs::last_write_time(file, missing);
     m_settings.sync();
+    if (missing)
+        return;
+    std::error_code ignored;
+    fs::last_write_time(file, std::max(fs::file_time_type::clock::now(), former + 1ms), ignored);
 }
 
 bool SettingsFile::keepAside()

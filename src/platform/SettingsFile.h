@@ -32,6 +32,7 @@ public:
 private:
     [[nodiscard]] QVariant value(const QString &key) const;
     void change(const QString &key, const QVariant &value);
+    void writeWithTimeOfItsOwn();
     [[nodiscard]] bool keepAside();
 
     QSettings m_settings;
