@@ -16,6 +16,15 @@ bool covers(const fs::path &outer, const fs::path &inner)
 
 } // namespace
 
+fs::path resolved(const fs::path &folder)
+{
+    std::error_code failed;
+    fs::path path = fs::canonical(folder, failed);
+    if (failed)
+        path = fs::absolute(folder, failed).lexically_normal();
+    return path.has_filename() ? path : path.parent_path();
+}
+
 std::vector<fs::path> adding(std::vector<fs::path> folders, const fs::path &folder)
 {
     const auto coversNew = [&](const fs::path &present) { return covers(present, folder); };

@@ -16,12 +16,6 @@ namespace quorvalent {
 namespace {
 
 using namespace Qt::StringLiterals;
-using namespace std::chrono_literals;
-
-constexpr qsizetype maximumActivities = 30;
-// Lets the finished state of the banner be seen before the next file takes its place.
-constexpr auto pauseAfterSuccess = 1500ms;
-constexpr auto pauseAfterFailure = 0ms;
 
 const QString loginEnabled = u"Activé dans macOS"_s;
 
@@ -33,6 +27,12 @@ const QString finderConsentKey = u"finderWarningConsent"_s;
 
 /// The choice of a language or an appearance that is the session's.
 const QString followSystem = u"system"_s;
+
+void call(const std::function<void()> &callback)
+{
+    if (callback)
+        callback();
+}
 
 Preferences storedPreferences(UserDefaults &defaults)
 {
@@ -58,21 +58,6 @@ QString loginText(LoginItem::Status status)
     return u"Non activé dans macOS. Installez l’app dans Applications, puis activez ce réglage."_s;
 }
 
-// A folder that cannot be resolved, being out of reach, is taken as it is named.
-std::filesystem::path resolved(const std::filesystem::path &folder)
-{
-    std::error_code failed;
-    std::filesystem::path path = std::filesystem::canonical(folder, failed);
-    if (failed)
-        path = std::filesystem::absolute(folder, failed).lexically_normal();
-    return path.has_filename() ? path : path.parent_path();
-}
-
-QString changeOfFormat(const RenameJob &job)
-{
-    return pathExtension(job.oldURL).toUpper() + u" → "_s + pathExtension(job.newURL).toUpper();
-}
-
 } // namespace
 
 AppModel::AppModel(ModelServices services, DesktopServices desktop, Mode mode)
@@ -84,8 +69,11 @@ AppModel::AppModel(ModelServices services, DesktopServices desktop, Mode mode)
     , m_appearance(m_desktop.defaults->string(appearanceKey).value_or(followSystem))
     , m_preferences(storedPreferences(*m_desktop.defaults))
     , m_selectedTab(u"Général"_s)
-    , m_warningTitle(u"Format non pris en charge"_s)
-{}
+    , m_queue(m_services, [this] { return m_preferences; })
+{
+    announceQueue();
+    m_desktop.setLanguage(m_language);
+}
 
 AppModel::AppModel(Preferences preferences, ModelServices services)
     : AppModel(std::move(services), noDesktop(), Mode::Normal)
@@ -138,6 +126,7 @@ void AppModel::start()
         });
     };
     m_watcher = m_services.makeWatcher(std::move(handlers));
+    m_queue.setWatcher(m_watcher);
     refreshFinderSetting();
     restoreThenWatch();
     configureLoginOnce();
@@ -204,142 +193,36 @@ void AppModel::reportProblem(const QString &message)
     Q_EMIT watchProblem(message);
 }
 
+void AppModel::announceQueue()
+{
+    connect(&m_queue, &JobQueue::changed, this, &AppModel::changed);
+    connect(&m_queue, &JobQueue::accepted, this, &AppModel::jobAccepted);
+    connect(&m_queue, &JobQueue::progressed, this, &AppModel::jobProgressed);
+    connect(&m_queue, &JobQueue::started, this, [this](const RenameJob &job) {
+        Q_EMIT jobStarted(job);
+        if (!RenameProtection::reason(job))
+            call(onToast);
+    });
+    connect(&m_queue, &JobQueue::finished, this, [this](const RenameJob &job, const JobOutcome &outcome) {
+        Q_EMIT jobFinished(job, outcome);
+        call(outcome.succeeded() ? onFinished : onWarning);
+    });
+    connect(&m_queue, &JobQueue::drained, this, [this] { call(onDrained); });
+}
+
 void AppModel::enqueue(const RenameJob &job)
 {
-    if (refusesJobs()) {
-        if (m_watcher)
-            m_watcher->complete(job.identity());
-        return;
-    }
-    m_jobs.push_back(job);
-    Q_EMIT changed();
-    Q_EMIT jobAccepted(job);
-    runNext();
-}
-
-void AppModel::runNext()
-{
-    if (m_isConverting || m_jobs.empty())
-        return;
-
-    const RenameJob job = std::move(m_jobs.front());
-    m_jobs.pop_front();
-    m_isConverting = true;
-    ++m_jobRun;
-    m_progress.reset();
-    m_currentName = displayName(job.newURL);
-    m_currentDetail = changeOfFormat(job);
-    Q_EMIT changed();
-    Q_EMIT jobStarted(job);
-    if (!RenameProtection::reason(job) && onToast)
-        onToast();
-    convertInBackground(job);
-}
-
-void AppModel::convertInBackground(const RenameJob &job)
-{
-    const QPointer self(this);
-    const Progress progress = [self, job, run = m_jobRun](std::optional<double> fraction) {
-        postToMain([self, job, run, fraction] {
-            if (self)
-                self->setProgress(job, run, fraction);
-        });
-    };
-    m_services.inBackground([self, job, progress, convert = m_services.convert, preferences = m_preferences,
-                             watcher = std::weak_ptr(m_watcher)] {
-        const JobOutcome outcome = outcomeOf(convert, job, preferences, progress);
-        // Before the outcome is known to anyone: the watcher takes in the file's new state first.
-        // Held for this call only, so that the watcher always ends with the model, on the main thread.
-        if (const auto present = watcher.lock())
-            present->complete(job.identity());
-        postToMain([self, job, outcome] {
-            if (self)
-                self->finish(job, outcome);
-        });
-    });
-}
-
-void AppModel::setProgress(const RenameJob &job, std::uint64_t run, std::optional<double> fraction)
-{
-    // Engines report from threads of their own, which may be late.
-    if (!m_isConverting || run != m_jobRun)
-        return;
-    m_progress = fraction;
-    Q_EMIT changed();
-    Q_EMIT jobProgressed(job, fraction);
-}
-
-void AppModel::finish(const RenameJob &job, const JobOutcome &outcome)
-{
-    m_isConverting = false;
-    record(job, outcome);
-    Q_EMIT changed();
-    Q_EMIT jobFinished(job, outcome);
-
-    const std::function<void()> &told = outcome.succeeded() ? onFinished : onWarning;
-    if (told)
-        told();
-
-    if (!m_jobs.empty()) {
-        m_services.later(outcome.succeeded() ? pauseAfterSuccess : pauseAfterFailure,
-                         [self = QPointer(this)] {
-                             if (self)
-                                 self->runNext();
-                         });
-    } else if (onDrained) {
-        onDrained();
-    }
-}
-
-void AppModel::record(const RenameJob &job, const JobOutcome &outcome)
-{
-    m_progress = outcome.succeeded() ? std::optional(1.0) : std::nullopt;
-    m_currentDetail = outcome.detail;
-    m_activities.prepend(Activity(displayName(job.newURL), outcome.detail, outcome.succeeded()));
-    if (m_activities.size() > maximumActivities)
-        m_activities.removeLast();
-    if (outcome.failure) {
-        m_warningTitle = outcome.failure->title;
-        m_warningMessage = outcome.failure->message;
-        ++m_warningCount;
-    }
+    if (refusesJobs())
+        m_queue.release(job);
+    else
+        m_queue.add(job);
 }
 
 void AppModel::clearWarnings()
 {
-    m_warningCount = 0;
-    Q_EMIT changed();
-}
-
-void AppModel::showSample(const SampleState &sample)
-{
-    m_isConverting = sample.isConverting;
-    m_progress = sample.progress;
-    m_currentName = sample.currentName;
-    m_currentDetail = sample.currentDetail;
-    m_activities = sample.activities;
-    m_warningTitle = sample.warningTitle;
-    m_warningMessage = sample.warningMessage;
-    m_warningCount = sample.warningCount;
-    Q_EMIT changed();
-}
-
-std::deque<RenameJob> AppModel::dropWaitingJobs()
-{
-    std::deque<RenameJob> dropped = std::exchange(m_jobs, {});
-    for (const RenameJob &job : dropped) {
-        if (m_watcher)
-            m_watcher->complete(job.identity());
-    }
-    Q_EMIT changed();
-    return dropped;
-}
-
-AppModel::ConversionState AppModel::conversionState() const
-{
-    if (m_isConverting)
-        return ConversionState::Converting;
-    return m_progress == 1.0 ? ConversionState::Succeeded : ConversionState::Interrupted;
+    ConversionStatus status = m_queue.status();
+    status.warningCount = 0;
+    m_queue.setStatus(status);
 }
 
 QString AppModel::statusText() const
@@ -350,42 +233,9 @@ QString AppModel::statusText() const
                                          : u"À l’écoute des changements d’extension"_s;
 }
 
-QString AppModel::progressTitle() const
-{
-    switch (conversionState()) {
-    case ConversionState::Converting:
-        return u"Conversion en cours"_s;
-    case ConversionState::Succeeded:
-        return u"C’est converti"_s;
-    case ConversionState::Interrupted:
-        break;
-    }
-    return u"Conversion interrompue"_s;
-}
-
-QString AppModel::percentageText() const
-{
-    if (!m_isConverting || !m_progress)
-        return {};
-    return composed(u"{0} %"_s, {QString::number(static_cast<int>(*m_progress * 100))});
-}
-
-QString AppModel::bannerLabel() const
-{
-    switch (conversionState()) {
-    case ConversionState::Converting:
-        return m_progress ? percentageText() : u"En cours"_s;
-    case ConversionState::Succeeded:
-        return u"Terminé"_s;
-    case ConversionState::Interrupted:
-        break;
-    }
-    return u"Voir Activité"_s;
-}
-
 QString AppModel::queuedText() const
 {
-    return m_jobs.empty() ? QString() : composed(u"{0} en attente"_s, {QString::number(queued())});
+    return queued() == 0 ? QString() : composed(u"{0} en attente"_s, {QString::number(queued())});
 }
 
 QString AppModel::pauseActionText() const
@@ -466,7 +316,8 @@ void AppModel::addFolders(const std::vector<std::filesystem::path> &chosen)
 {
     changePreferences([&chosen](Preferences &preferences) {
         for (const std::filesystem::path &folder : chosen)
-            preferences.folders = WatchedFolders::adding(std::move(preferences.folders), resolved(folder));
+            preferences.folders =
+                WatchedFolders::adding(std::move(preferences.folders), WatchedFolders::resolved(folder));
     });
     restartWatcher();
 }

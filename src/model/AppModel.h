@@ -1,9 +1,9 @@
 #pragma once
 
-#include "core/Activity.h"
 #include "core/Preferences.h"
 #include "core/RenameJob.h"
 #include "model/DesktopServices.h"
+#include "model/JobQueue.h"
 #include "model/ModelServices.h"
 #include "platform/LocaleObserver.h"
 
@@ -11,6 +11,7 @@
 #include <QObject>
 #include <QString>
 
+#include <cstdint>
 #include <deque>
 #include <filesystem>
 #include <functional>
@@ -29,19 +30,6 @@ struct ConsentQuestion
     QString refuse;
 };
 
-/// What a view shows when it is drawn without a real conversion.
-struct SampleState
-{
-    bool isConverting = false;
-    std::optional<double> progress;
-    QString currentName;
-    QString currentDetail;
-    QList<Activity> activities;
-    QString warningTitle;
-    QString warningMessage;
-    int warningCount = 0;
-};
-
 /// The one observable state behind every view: the queue that turns reported renames into conversions, one
 /// at a time in the order of their report, and the settings with what follows from them. Everything here
 /// lives on the main thread; conversions run in the background and outlive a model that is destroyed
@@ -55,8 +43,7 @@ public:
     /// stores nothing and leaves the login item and the file manager alone.
     enum class Mode { Normal, Preview };
     enum class Appearance { System, Light, Dark };
-    /// The three looks of the progress displays.
-    enum class ConversionState { Converting, Succeeded, Interrupted };
+    using ConversionState = quorvalent::ConversionState;
 
     /// With the choices that the user's desktop has stored.
     AppModel(ModelServices services, DesktopServices desktop, Mode mode);
@@ -66,42 +53,42 @@ public:
 
     // The queue
 
-    [[nodiscard]] bool isConverting() const { return m_isConverting; }
+    [[nodiscard]] bool isConverting() const { return status().isConverting; }
     /// Jobs that wait; the running one does not count.
-    [[nodiscard]] int queued() const { return static_cast<int>(m_jobs.size()); }
+    [[nodiscard]] int queued() const { return m_queue.waiting(); }
     /// Nothing runs and nothing waits.
-    [[nodiscard]] bool isIdle() const { return !m_isConverting && m_jobs.empty(); }
+    [[nodiscard]] bool isIdle() const { return m_queue.isIdle(); }
     /// 0 to 1, or nothing while unknown. 1.0 after a success, nothing after a failure.
-    [[nodiscard]] std::optional<double> progress() const { return m_progress; }
-    [[nodiscard]] const QString &currentName() const { return m_currentName; }
-    [[nodiscard]] const QString &currentDetail() const { return m_currentDetail; }
+    [[nodiscard]] std::optional<double> progress() const { return status().progress; }
+    [[nodiscard]] const QString &currentName() const { return status().currentName; }
+    [[nodiscard]] const QString &currentDetail() const { return status().currentDetail; }
     /// Newest first, at most 30.
-    [[nodiscard]] const QList<Activity> &activities() const { return m_activities; }
-    [[nodiscard]] const QString &warningTitle() const { return m_warningTitle; }
-    [[nodiscard]] const QString &warningMessage() const { return m_warningMessage; }
-    [[nodiscard]] int warningCount() const { return m_warningCount; }
+    [[nodiscard]] const QList<Activity> &activities() const { return status().activities; }
+    [[nodiscard]] const QString &warningTitle() const { return status().warningTitle; }
+    [[nodiscard]] const QString &warningMessage() const { return status().warningMessage; }
+    [[nodiscard]] int warningCount() const { return status().warningCount; }
 
     /// Offers a job to the queue. A refused one is released at once; its file stays as it is.
     void enqueue(const RenameJob &job);
     /// Starts the oldest waiting job unless one runs; cuts the pause between two jobs short.
-    void runNext();
+    void runNext() { m_queue.runNext(); }
     /// Releases every waiting job unconverted, for a program that must end, and returns them, oldest first.
     /// The running job goes on.
-    [[nodiscard]] std::deque<RenameJob> dropWaitingJobs();
+    [[nodiscard]] std::deque<RenameJob> dropWaitingJobs() { return m_queue.dropWaiting(); }
     /// The user has seen the warnings.
     void clearWarnings();
 
     // Answers that the views show
 
-    [[nodiscard]] ConversionState conversionState() const;
+    [[nodiscard]] ConversionState conversionState() const { return status().state(); }
     /// One line on what the program is doing while nothing converts.
     [[nodiscard]] QString statusText() const;
     /// Headline of the progress display.
-    [[nodiscard]] QString progressTitle() const;
+    [[nodiscard]] QString progressTitle() const { return status().progressTitle(); }
     /// "42 %", or empty unless a job with known progress runs.
-    [[nodiscard]] QString percentageText() const;
+    [[nodiscard]] QString percentageText() const { return status().percentageText(); }
     /// The short label at the end of the banner.
-    [[nodiscard]] QString bannerLabel() const;
+    [[nodiscard]] QString bannerLabel() const { return status().bannerLabel(); }
     /// "2 en attente", or empty when nothing waits.
     [[nodiscard]] QString queuedText() const;
     /// Label of the button that pauses and resumes.
@@ -185,8 +172,8 @@ public:
     /// Opens a licence text of the application's resources; nothing happens when it is missing.
     void openLicense(const QString &name, const QString &subdirectory = {}) const;
 
-    /// Shows this instead of the present state. For a preview model only.
-    void showSample(const SampleState &sample);
+    /// Shows this instead of what the jobs left, for pictures and demonstrations.
+    void showSample(const ConversionStatus &sample) { m_queue.setStatus(sample); }
 
     // Installed by the shell; each may be empty
 
@@ -214,7 +201,9 @@ Q_SIGNALS:
     void jobFinished(const quorvalent::RenameJob &job, const quorvalent::JobOutcome &outcome);
 
 private:
+    [[nodiscard]] const ConversionStatus &status() const { return m_queue.status(); }
     [[nodiscard]] bool refusesJobs() const { return m_paused || m_installingUpdate; }
+    void announceQueue();
     void announceLanguage();
     void configureLoginOnce();
     [[nodiscard]] bool hasFinderConsent() const;
@@ -223,10 +212,6 @@ private:
     void startWatcher();
     void finishRecovery(const QStringList &messages);
     void reportProblem(const QString &message);
-    void convertInBackground(const RenameJob &job);
-    void setProgress(const RenameJob &job, std::uint64_t run, std::optional<double> fraction);
-    void finish(const RenameJob &job, const JobOutcome &outcome);
-    void record(const RenameJob &job, const JobOutcome &outcome);
 
     ModelServices m_services;
     DesktopServices m_desktop;
@@ -235,7 +220,6 @@ private:
     std::shared_ptr<JobSource> m_watcher; ///< the running job releases its file there
     bool m_isRecovering = false;
     std::uint64_t m_watchRun = 0; ///< tells late answers of an earlier watching
-    std::uint64_t m_jobRun = 0;   ///< tells late progress of an earlier job
 
     bool m_installingUpdate = false;
     QString m_language;
@@ -243,20 +227,12 @@ private:
     Preferences m_preferences;
     QString m_selectedTab;
     bool m_paused = false;
-    std::deque<RenameJob> m_jobs;
-    bool m_isConverting = false;
-    std::optional<double> m_progress;
-    QString m_currentName;
-    QString m_currentDetail;
-    QList<Activity> m_activities;
     QString m_loginMessage;
     QString m_watchMessage;
     bool m_renameWithoutConfirmation = false;
     bool m_finderSettingManaged = false;
     QString m_finderSettingMessage;
-    QString m_warningTitle;
-    QString m_warningMessage;
-    int m_warningCount = 0;
+    JobQueue m_queue;
 };
 
 } // namespace quorvalent

@@ -64,12 +64,14 @@ TEST_F(ModelSettingsTest, startsFreshOnTheFirstLaunch)
 TEST_F(ModelSettingsTest, keepsEveryChoiceForTheNextLaunch)
 {
     launch().setLanguage(u"de"_s);
+    EXPECT_EQ(std::exchange(desktop.language, {}), u"de"_s);
     model->setAppearance(u"dark"_s);
     model->changePreferences([](Preferences &preferences) { preferences.audioBitrate[u"mp3"_s] = 96; });
-    EXPECT_EQ(desktop.takeLog(), Lines({"speak de", "appearance 2"}));
+    EXPECT_EQ(desktop.takeLog(), Lines({"appearance 2"}));
 
     launch();
     EXPECT_EQ(model->language(), u"de"_s);
+    EXPECT_EQ(desktop.language, u"de"_s);
     EXPECT_EQ(model->appearance(), u"dark"_s);
     EXPECT_EQ(model->preferences().bitrate(u"mp3"_s), 96);
     model->applyAppearance();
@@ -104,8 +106,8 @@ TEST_F(ModelSettingsTest, touchesNothingInAPreview)
     model->setRenameWithoutConfirmation(true);
 
     EXPECT_TRUE(model->renameWithoutConfirmation()) << "the switch moves all the same";
-    EXPECT_EQ(model->language(), u"ja"_s);
-    EXPECT_EQ(desktop.log, Lines({"speak ja", "appearance 1"}));
+    EXPECT_EQ(desktop.language, u"ja"_s) << "and texts follow";
+    EXPECT_EQ(desktop.log, Lines({"appearance 1"}));
     EXPECT_EQ(world.backgroundTasks(), 0U);
     EXPECT_FALSE(desktop.hasStoredAnything());
 }
@@ -318,7 +320,7 @@ TEST_F(FinderSettingTest, leavesAnImposedSettingAlone)
 
 TEST_F(ModelSettingsTest, answersWhatTheDisplaysShow)
 {
-    using State = AppModel::ConversionState;
+    using State = ConversionState;
     struct Look
     {
         bool isConverting;
@@ -335,7 +337,7 @@ TEST_F(ModelSettingsTest, answersWhatTheDisplaysShow)
     };
     launch(Mode::Preview);
     for (const Look &look : looks) {
-        SampleState sample;
+        ConversionStatus sample;
         sample.isConverting = look.isConverting;
         sample.progress = look.progress;
         model->showSample(sample);

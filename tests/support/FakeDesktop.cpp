@@ -82,7 +82,7 @@ DesktopServices FakeDesktop::services()
         const bool exists = std::find(resources.begin(), resources.end(), resource) != resources.end();
         return exists ? std::optional(resource) : std::nullopt;
     };
-    services.setLanguage = [this](const QString &choice) { log.push_back("speak " + choice.toStdString()); };
+    services.setLanguage = [this](const QString &choice) { language = choice; };
     services.languageCode = [this] { return languageCode; };
     return services;
 }

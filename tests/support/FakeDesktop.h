@@ -22,12 +22,13 @@ public:
     [[nodiscard]] bool hasStoredAnything() const { return !folder.listing().empty(); }
 
     TestFolder folder;
-    /// What was asked for: "enable", "disable", "open /file", "speak de", and what the test adds.
+    /// What was asked for: "enable", "disable", "open /file", and what the test adds.
     std::vector<std::string> log;
     [[nodiscard]] std::vector<std::string> takeLog() { return std::exchange(log, {}); }
 
     LoginItem::Status loginStatus = LoginItem::Status::NotRegistered;
     QString loginFailure; ///< the sentence with which a change of the login item fails, unless empty
+    QString language;     ///< the choice that texts follow
     QString languageCode = QStringLiteral("en");
     std::vector<std::string> resources; ///< those that exist, "Help/en.html" for instance
 
