@@ -243,9 +243,16 @@ QString AppModel::pauseActionText() const
     return m_paused ? u"Reprendre"_s : u"Pause"_s;
 }
 
+QString AppModel::loginMessage() const
+{
+    return m_loginFailure.isEmpty() ? m_loginMessage
+                                    : composed(u"macOS : {0}"_s, {m_desktop.translate(m_loginFailure)});
+}
+
 QString AppModel::loginNotice() const
 {
-    return m_loginMessage == loginEnabled ? QString() : m_loginMessage;
+    const QString message = loginMessage();
+    return message == loginEnabled ? QString() : message;
 }
 
 void AppModel::setLanguage(const QString &language)
@@ -358,7 +365,7 @@ void AppModel::configureLogin()
         else
             m_desktop.loginItem->disable();
     } catch (const Error &error) {
-        m_loginMessage = composed(u"macOS : {0}"_s, {error.errorDescription()});
+        m_loginFailure = error.errorDescription();
         Q_EMIT changed();
         return;
     }
@@ -369,6 +376,7 @@ void AppModel::updateLoginStatus()
 {
     if (preview())
         return;
+    m_loginFailure.clear();
     m_loginMessage = loginText(m_desktop.loginItem->status());
     Q_EMIT changed();
 }

@@ -130,7 +130,9 @@ public:
     /// Has the login item follow the preferences.
     void configureLogin();
     void updateLoginStatus();
-    [[nodiscard]] const QString &loginMessage() const { return m_loginMessage; }
+    /// Status of the login item. A failure's own sentence in it is in the language shown, because a composed
+    /// message is translated without its parts.
+    [[nodiscard]] QString loginMessage() const;
 
     // The file manager's warning before a rename changes an extension
 
@@ -228,6 +230,7 @@ private:
     QString m_selectedTab;
     bool m_paused = false;
     QString m_loginMessage;
+    QString m_loginFailure; ///< why the last change of the login item failed, or empty
     QString m_watchMessage;
     bool m_renameWithoutConfirmation = false;
     bool m_finderSettingManaged = false;

@@ -29,6 +29,8 @@ struct DesktopServices
     std::function<void(const QString &choice)> setLanguage;
     /// The code of the language that they speak now.
     std::function<QString()> languageCode;
+    /// The text to show for a French source text.
+    std::function<QString(const QString &)> translate;
 };
 
 /// The running user's desktop. The opener comes from above, for it needs the user interface's libraries.

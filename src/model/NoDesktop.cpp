@@ -60,6 +60,7 @@ DesktopServices noDesktop()
     desktop.resource = [](const QString &, const QString &) { return std::nullopt; };
     desktop.setLanguage = [](const QString &) {};
     desktop.languageCode = [] { return QStringLiteral("en"); };
+    desktop.translate = [](const QString &source) { return source; };
     return desktop;
 }
 

@@ -1,4 +1,6 @@
 #include "model/DesktopServices.h"
+
+#include "i18n/Localization.h"
 #include "platform/AutostartEntry.h"
 #include "platform/Bundle.h"
 #include "platform/SettingsFile.h"
@@ -16,8 +18,9 @@ DesktopServices systemDesktop(std::function<void(const std::filesystem::path &)>
     desktop.fileManager = nullptr;
     desktop.openFile = std::move(openFile);
     desktop.resource = &Bundle::resource;
-    desktop.setLanguage = [](const QString &) {};
-    desktop.languageCode = [] { return QStringLiteral("en"); };
+    desktop.setLanguage = [](const QString &choice) { Localization::override = choice; };
+    desktop.languageCode = &Localization::code;
+    desktop.translate = &L;
     return desktop;
 }
 

@@ -163,6 +163,18 @@ const LoginCase logins[] = {
 INSTANTIATE_TEST_SUITE_P(Starts, LoginTest, testing::ValuesIn(logins),
                          [](const auto &test) { return std::string(test.param.name); });
 
+TEST_F(ModelSettingsTest, tellsWhyRegisteringFailedInTheLanguageShown)
+{
+    desktop.loginFailure = u"Espace disque insuffisant."_s;
+    start();
+    desktop.translated = u" (de)"_s;
+    EXPECT_EQ(model->loginNotice(), u"macOS : Espace disque insuffisant. (de)"_s);
+
+    desktop.loginFailure.clear();
+    model->setLaunchAtLogin(true);
+    EXPECT_EQ(model->loginNotice(), QString());
+}
+
 TEST_F(ModelSettingsTest, registersWhateverWasSaidBeforeWhenTheUserAsks)
 {
     desktop.loginStatus = LoginItem::Status::RequiresApproval;

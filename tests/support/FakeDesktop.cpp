@@ -84,6 +84,7 @@ DesktopServices FakeDesktop::services()
     };
     services.setLanguage = [this](const QString &choice) { language = choice; };
     services.languageCode = [this] { return languageCode; };
+    services.translate = [this](const QString &source) { return source + translated; };
     return services;
 }
 

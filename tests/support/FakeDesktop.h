@@ -30,6 +30,7 @@ public:
     QString loginFailure; ///< the sentence with which a change of the login item fails, unless empty
     QString language;     ///< the choice that texts follow
     QString languageCode = QStringLiteral("en");
+    QString translated;                 ///< what every translation adds to its source
     std::vector<std::string> resources; ///< those that exist, "Help/en.html" for instance
 
     /// The file manager's one setting; no file manager has it unless `hasFileManager`.
