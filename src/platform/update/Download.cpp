@@ -1,0 +1,215 @@
+#include "platform/update/Download.h"
+
+#include "platform/Error.h"
+
+#include <QHostAddress>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QNetworkRequest>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+namespace quorvalent {
+
+namespace {
+
+using namespace Qt::StringLiterals;
+
+constexpr int partialContent = 206;
+constexpr int rangeNotSatisfiable = 416;
+constexpr int mostRedirects = 5;
+constexpr qint64 readBlockBytes = 1LL << 18U;
+
+const QString unreachable = u"Le serveur de mises à jour est injoignable."_s;
+const QString badAnswer = u"La réponse du serveur de mises à jour n’est pas valide."_s;
+
+void writeAll(int file, const QByteArray &bytes, const std::filesystem::path &path)
+{
+    for (qsizetype done = 0; done < bytes.size();) {
+        const ssize_t count =
+            ::write(file, bytes.constData() + done, static_cast<std::size_t>(bytes.size() - done));
+        if (count < 0 && errno != EINTR)
+            throw FileError(errno, path);
+        done += count > 0 ? count : 0;
+    }
+}
+
+/// The first byte that a "Content-Range: bytes 5-9/10" holds, or -1.
+qint64 rangeStart(const QNetworkReply &reply)
+{
+    const QByteArray range = reply.rawHeader("Content-Range");
+    bool valid = false;
+    const qint64 start = range.startsWith("bytes ") ? range.mid(6).split('-').first().toLongLong(&valid) : -1;
+    return valid ? start : -1;
+}
+
+} // namespace
+
+Download::Download(QNetworkAccessManager &network, Request request, DownloadLimits limits, Finish finish)
+    : m_network(network)
+    , m_request(std::move(request))
+    , m_limits(limits)
+    , m_finish(std::move(finish))
+    , m_deadline(limits.total, [this] { fail(UpdateError::Kind::Unreachable, unreachable); })
+    // Even a failure at once is told after the constructor.
+    , m_resumption(std::chrono::milliseconds(0), [this] { begin(); })
+{}
+
+Download::~Download()
+{
+    dropReply();
+}
+
+bool Download::isTrusted(const QUrl &address)
+{
+    if (!address.isValid() || address.host().isEmpty())
+        return false;
+    if (address.scheme() == "https"_L1)
+        return true;
+    return address.scheme() == "http"_L1 && QHostAddress(address.host()).isLoopback();
+}
+
+void Download::begin()
+{
+    if (!isTrusted(m_request.address)) {
+        fail(UpdateError::Kind::BadFeed, badAnswer);
+        return;
+    }
+    if (!m_file.isOpen()) {
+        m_file = FileDescriptor(
+            ::open(m_request.file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR));
+        if (!m_file.isOpen()) {
+            fail(UpdateError::Kind::Failed, FileError(errno, m_request.file).errorDescription());
+            return;
+        }
+        m_receivedBytes = ::lseek(m_file.get(), 0, SEEK_END);
+    }
+    QNetworkRequest request(m_request.address);
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute,
+                         QNetworkRequest::UserVerifiedRedirectPolicy);
+    request.setAttribute(QNetworkRequest::CookieLoadControlAttribute, QNetworkRequest::Manual);
+    request.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
+    request.setMaximumRedirectsAllowed(mostRedirects);
+    request.setTransferTimeout(static_cast<int>(m_limits.silence.count()));
+    // What is signed is the file itself, and a range counts its bytes.
+    request.setRawHeader("Accept-Encoding", "identity");
+    if (m_receivedBytes > 0)
+        request.setRawHeader("Range", "bytes=" + QByteArray::number(m_receivedBytes) + '-');
+
+    m_hasHeader = false;
+    m_reply = m_network.get(request);
+    m_reply->setReadBufferSize(4 * readBlockBytes);
+    connect(m_reply, &QNetworkReply::redirected, this, [this](const QUrl &target) {
+        if (isTrusted(target))
+            Q_EMIT m_reply->redirectAllowed();
+        else
+            fail(UpdateError::Kind::Unreachable, badAnswer);
+    });
+    connect(m_reply, &QNetworkReply::readyRead, this, &Download::readContent);
+    connect(m_reply, &QNetworkReply::finished, this, &Download::endOfReply);
+}
+
+void Download::readHeader()
+{
+    m_hasHeader = true;
+    const int status = m_reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    if (m_receivedBytes == 0 || (status == partialContent && rangeStart(*m_reply) == m_receivedBytes))
+        return;
+    // The server begins anew, and so do we.
+    m_receivedBytes = 0;
+    if (::ftruncate(m_file.get(), 0) != 0 || ::lseek(m_file.get(), 0, SEEK_SET) != 0)
+        fail(UpdateError::Kind::Failed, FileError(errno, m_request.file).errorDescription());
+}
+
+void Download::readContent()
+{
+    if (m_reply->error() != QNetworkReply::NoError)
+        return; // the text of an error page
+    if (!m_hasHeader)
+        readHeader();
+    while (m_reply != nullptr && m_reply->bytesAvailable() > 0) {
+        const QByteArray block = m_reply->read(readBlockBytes);
+        if (m_receivedBytes + block.size() > m_request.largestBytes) {
+            fail(UpdateError::Kind::BadArchive, badAnswer);
+            return;
+        }
+        try {
+            writeAll(m_file.get(), block, m_request.file);
+        } catch (const FileError &failure) {
+            fail(UpdateError::Kind::Failed, failure.errorDescription());
+            return;
+        }
+        m_receivedBytes += block.size();
+    }
+    if (m_reply != nullptr) {
+        const QVariant rest = m_reply->header(QNetworkRequest::ContentLengthHeader);
+        const qint64 total = rest.isValid() ? std::max(rest.toLongLong(), m_receivedBytes) : -1;
+        Q_EMIT progressed(m_receivedBytes, total);
+    }
+}
+
+void Download::endOfReply()
+{
+    if (m_reply->error() == QNetworkReply::NoError) {
+        readContent();
+        if (m_reply != nullptr)
+            finish(std::nullopt);
+        return;
+    }
+    const int status = m_reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    if (status == rangeNotSatisfiable && m_receivedBytes > 0) {
+        finish(std::nullopt); // all of it was there already
+        return;
+    }
+    const bool isBroken = status < 400;
+    if (isBroken)
+        resumeOrFail(UpdateError::Kind::Unreachable, unreachable);
+    else
+        fail(UpdateError::Kind::Unreachable, unreachable);
+}
+
+void Download::resumeOrFail(UpdateError::Kind kind, const QString &sentence)
+{
+    if (m_resumptions == m_limits.resumptions) {
+        fail(kind, sentence);
+        return;
+    }
+    dropReply();
+    const auto pause = m_limits.pause * (1LL << m_resumptions++);
+    m_resumption = DelayedTask(pause, [this] { begin(); });
+}
+
+void Download::fail(UpdateError::Kind kind, const QString &sentence)
+{
+    finish(UpdateError(kind, sentence));
+}
+
+void Download::finish(const std::optional<UpdateError> &error)
+{
+    dropReply();
+    m_deadline.cancel();
+    m_resumption.cancel();
+    m_file.close();
+    // From the event loop, because the answer may destroy this object.
+    if (Finish answer = std::exchange(m_finish, nullptr))
+        m_resumption =
+            DelayedTask(std::chrono::milliseconds(0), [answer = std::move(answer), error] { answer(error); });
+}
+
+void Download::dropReply()
+{
+    if (m_reply == nullptr)
+        return;
+    QNetworkReply *reply = std::exchange(m_reply, nullptr);
+    reply->disconnect(this);
+    reply->abort();
+    reply->deleteLater();
+}
+
+} // namespace quorvalent

@@ -1,0 +1,80 @@
+#pragma once
+
+#include "platform/Dispatch.h"
+#include "platform/FileDescriptor.h"
+#include "platform/update/UpdateError.h"
+
+#include <QObject>
+#include <QUrl>
+
+#include <chrono>
+#include <filesystem>
+#include <functional>
+#include <optional>
+
+class QNetworkAccessManager;
+class QNetworkReply;
+
+namespace quorvalent {
+
+/// How long a download waits, and how often it takes up a broken connection.
+struct DownloadLimits
+{
+    std::chrono::milliseconds silence =
+        std::chrono::seconds(30); ///< without a byte, the connection counts as broken
+    std::chrono::milliseconds total = std::chrono::hours(6);
+    int resumptions = 5;
+    std::chrono::milliseconds pause =
+        std::chrono::seconds(2); ///< before the first resumption; doubles each time
+};
+
+/// Fetches one file over https; plain http is good enough within this machine alone. Main thread; destroying
+/// it ends the transfer without a call.
+class Download : public QObject
+{
+    Q_OBJECT
+
+public:
+    struct Request
+    {
+        QUrl address;
+        std::filesystem::path file; ///< created with mode 0600; bytes that are already there are continued
+        qint64 largestBytes = 0;
+    };
+    /// Nothing after a success.
+    using Finish = std::function<void(const std::optional<UpdateError> &)>;
+
+    Download(QNetworkAccessManager &network, Request request, DownloadLimits limits, Finish finish);
+    ~Download() override;
+
+    /// An address that may be asked: https, or http to this machine itself.
+    [[nodiscard]] static bool isTrusted(const QUrl &address);
+
+Q_SIGNALS:
+    /// `totalBytes` is -1 while the server has not said.
+    void progressed(qint64 receivedBytes, qint64 totalBytes);
+
+private:
+    void begin();
+    void readHeader();
+    void readContent();
+    void endOfReply();
+    void resumeOrFail(UpdateError::Kind kind, const QString &sentence);
+    void fail(UpdateError::Kind kind, const QString &sentence);
+    void finish(const std::optional<UpdateError> &error);
+    void dropReply();
+
+    QNetworkAccessManager &m_network;
+    Request m_request;
+    DownloadLimits m_limits;
+    Finish m_finish;
+    FileDescriptor m_file;
+    qint64 m_receivedBytes = 0;
+    QNetworkReply *m_reply = nullptr;
+    bool m_hasHeader = false;
+    int m_resumptions = 0;
+    DelayedTask m_deadline;
+    DelayedTask m_resumption;
+};
+
+} // namespace quorvalent

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "platform/update/UpdateFeed.h"
+
+#include <QString>
+
+#include <functional>
+
+namespace quorvalent {
+
+/// What the updater shows to the user, one thing at a time; each call takes the place of what was shown
+/// before. Answers come later, on the main thread, each at most once; closing a dialog is the mildest answer.
+/// Texts are French source texts.
+class UpdateDialogs
+{
+public:
+    enum class Choice { Install, Later, Skip };
+
+    UpdateDialogs() = default;
+    UpdateDialogs(const UpdateDialogs &) = delete;
+    UpdateDialogs &operator=(const UpdateDialogs &) = delete;
+    virtual ~UpdateDialogs() = default;
+
+    virtual void showChecking(std::function<void()> cancel) = 0;
+    virtual void showFound(const UpdateRelease &release, const QString &installedVersion,
+                           std::function<void(Choice)> answer) = 0;
+    /// `totalBytes` is the length of the archive.
+    virtual void showDownload(qint64 receivedBytes, qint64 totalBytes, std::function<void()> cancel) = 0;
+    /// The signature is being checked, the archive unpacked.
+    virtual void showPreparation(std::function<void()> cancel) = 0;
+    virtual void showReady(const UpdateRelease &release, std::function<void(bool installNow)> answer) = 0;
+    /// The installation goes on by itself once nothing converts.
+    virtual void showWaiting() = 0;
+    virtual void showUpToDate(const QString &installedVersion) = 0;
+    virtual void showFailure(const QString &sentence) = 0;
+    virtual void close() = 0;
+};
+
+} // namespace quorvalent
