@@ -1,6 +1,8 @@
 #include "console/HumanReporter.h"
 
 #include "console/TerminalText.h"
+#include "i18n/Localization.h"
+#include "platform/ComposedText.h"
 #include "platform/Error.h"
 
 #include <QLocale>
@@ -23,8 +25,8 @@ QString bar(std::optional<double> fraction)
         return u'[' + QString(barColumns, u'·') + u"]   …   "_s;
     const double done = std::clamp(*fraction, 0.0, 1.0);
     const int filled = static_cast<int>(done * barColumns);
-    return u'[' + QString(filled, u'=') + QString(barColumns - filled, u' ') +
-           u"] %1 % "_s.arg(static_cast<int>(done * 100), 3);
+    return u'[' + QString(filled, u'=') + QString(barColumns - filled, u' ') + u"] "_s +
+           L(composed(u"{0} %"_s, {QString::number(static_cast<int>(done * 100))})).rightJustified(5) + u' ';
 }
 
 } // namespace
@@ -37,7 +39,7 @@ HumanReporter::HumanReporter(Output output, Columns columns, ProgressThrottle th
 
 void HumanReporter::watching(const std::vector<std::filesystem::path> &folders)
 {
-    line(u"Dossiers surveillés :"_s);
+    line(L(u"Dossiers surveillés :"_s));
     for (const std::filesystem::path &folder : folders)
         line(u"  "_s + displayText(folder));
 }
@@ -57,8 +59,11 @@ void HumanReporter::started(const RenameJob &job, const QString &detail, int que
         m_output(progressLine());
         return;
     }
-    const QString waiting = queued > 0 ? u", %1 en attente"_s.arg(queued) : QString();
-    line(u"Conversion en cours : %1 (%2)%3"_s.arg(m_name, m_detail, waiting));
+    if (queued > 0)
+        line(composed(L(u"Conversion en cours : {0} ({1}), {2} en attente"_s),
+                      {m_name, m_detail, QString::number(queued)}));
+    else
+        line(composed(L(u"Conversion en cours : {0} ({1})"_s), {m_name, m_detail}));
 }
 
 void HumanReporter::progressed(const RenameJob & /*job*/, std::optional<double> fraction)
@@ -73,22 +78,23 @@ void HumanReporter::finished(const RenameJob &job, const JobOutcome &outcome)
     m_name.clear();
     const QString name = displayName(job.newURL);
     if (outcome.failure) {
-        line(u"✗ %1 (%2)  %3 : %4"_s.arg(name, m_detail, outcome.failure->title, outcome.detail));
+        line(composed(L(u"✗ {0} ({1})  {2} : {3}"_s),
+                      {name, m_detail, L(outcome.failure->title), L(outcome.detail)}));
         return;
     }
-    const QString seconds = QLocale(QLocale::French).toString(outcome.seconds.count(), 'f', 2);
-    line(u"✓ %1 (%2)  %3 (%4 s)"_s.arg(name, m_detail, outcome.detail, seconds));
+    const QString seconds = QLocale(Localization::code()).toString(outcome.seconds.count(), 'f', 2);
+    line(composed(L(u"✓ {0} ({1})  {2} ({3} s)"_s), {name, m_detail, L(outcome.detail), seconds}));
 }
 
 void HumanReporter::problem(const QString &message)
 {
-    line(u"Problème de surveillance : "_s + message);
+    line(composed(L(u"Problème de surveillance : {0}"_s), {L(message)}));
 }
 
 void HumanReporter::stopping(int remaining)
 {
     if (remaining > 0)
-        line(u"Fin demandée. Conversions à terminer : %1"_s.arg(remaining));
+        line(composed(L(u"Fin demandée. Conversions à terminer : {0}"_s), {QString::number(remaining)}));
 }
 
 void HumanReporter::line(const QString &text)

@@ -5,8 +5,8 @@
 
 namespace quorvalent {
 
-/// Lines for people, in French; on a terminal also one line at the bottom with the progress of the running
-/// job.
+/// Lines for people, in the display language; on a terminal also one line at the bottom with the progress of
+/// the running job.
 class HumanReporter : public Reporter
 {
 public:

@@ -2,6 +2,8 @@
 
 #include "console/TerminalText.h"
 #include "core/MediaFamilies.h"
+#include "i18n/Localization.h"
+#include "platform/ComposedText.h"
 
 #include <QStringList>
 
@@ -28,7 +30,7 @@ struct FormatOption
     const char *name;
     const QStringList &(*formats)();
     bool (*store)(Preferences &preferences, const QString &format, const QString &setting);
-    QString expected;
+    QString refusal; ///< of a value
 };
 
 bool storeQuality(Preferences &preferences, const QString &format, const QString &setting)
@@ -65,31 +67,29 @@ const std::array<FormatOption, 3> &formatOptions()
 {
     static const std::array<FormatOption, 3> options{{
         {"--quality", &imageExtensions, &storeQuality,
-         u"EXT=FRACTION, une extension d’image et une fraction de 0 à 1"_s},
+         u"Valeur non valide pour --quality : « {0} » (attendu : EXT=FRACTION, une extension d’image et une "
+         u"fraction de 0 à 1)."_s},
         {"--bitrate", &audioExtensions, &storeBitrate,
-         u"EXT=KBPS, une extension audio et un débit de 8 à 512 kbit/s"_s},
+         u"Valeur non valide pour --bitrate : « {0} » (attendu : EXT=KBPS, une extension audio et un débit "
+         u"de 8 à 512 kbit/s)."_s},
         {"--video", &videoExtensions, &storeVideoLevel,
-         u"EXT=LEVEL, une extension vidéo et un niveau 0, 1 ou 2"_s},
+         u"Valeur non valide pour --video : « {0} » (attendu : EXT=LEVEL, une extension vidéo et un niveau "
+         u"0, 1 ou 2)."_s},
     }};
     return options;
 }
 
-const QStringList &languageCodes()
+QStringList languageCodes()
 {
-    static const QStringList codes{u"en"_s, u"fr"_s, u"nl"_s,      u"de"_s, u"it"_s, u"es"_s, u"pt"_s,
-                                   u"uk"_s, u"ru"_s, u"zh-Hans"_s, u"ja"_s, u"ko"_s, u"hi"_s, u"km"_s};
+    QStringList codes;
+    for (const Localization::Language &language : Localization::languages())
+        codes.append(language.code);
     return codes;
 }
 
-QString inGuillemets(std::string_view argument)
+QString textOf(std::string_view argument)
 {
-    return u"« "_s + printable(QString::fromUtf8(argument.data(), qsizetype(argument.size()))) + u" »"_s;
-}
-
-[[noreturn]] void refuseValue(std::string_view option, std::string_view value, const QString &expected)
-{
-    throw UsageError(u"Valeur non valide pour %1 : %2 (attendu : %3)."_s.arg(
-        QString::fromUtf8(option.data(), qsizetype(option.size())), inGuillemets(value), expected));
+    return printable(QString::fromUtf8(argument.data(), qsizetype(argument.size())));
 }
 
 void readFormatOption(Preferences &preferences, const FormatOption &option, std::string_view value)
@@ -97,7 +97,7 @@ void readFormatOption(Preferences &preferences, const FormatOption &option, std:
     const QString text = QString::fromUtf8(value.data(), qsizetype(value.size()));
     const QString format = text.section(u'=', 0, 0).toLower();
     if (!option.formats().contains(format) || !option.store(preferences, format, text.section(u'=', 1)))
-        refuseValue(option.name, value, option.expected);
+        throw UsageError(composed(option.refusal, {textOf(value)}));
 }
 
 // Links stay as the user named them, except where ".." makes their target matter.
@@ -106,18 +106,18 @@ fs::path absoluteFolder(const std::string &argument)
     std::error_code failure;
     const fs::file_status status = fs::status(argument, failure);
     if (status.type() == fs::file_type::not_found)
-        throw UsageError(u"Le dossier %1 n’existe pas."_s.arg(inGuillemets(argument)));
+        throw UsageError(composed(u"Le dossier « {0} » n’existe pas."_s, {textOf(argument)}));
     if (failure)
-        throw UsageError(u"Le dossier %1 est inaccessible."_s.arg(inGuillemets(argument)));
+        throw UsageError(composed(u"Le dossier « {0} » est inaccessible."_s, {textOf(argument)}));
     if (!fs::is_directory(status))
-        throw UsageError(u"%1 n’est pas un dossier."_s.arg(inGuillemets(argument)));
+        throw UsageError(composed(u"« {0} » n’est pas un dossier."_s, {textOf(argument)}));
 
     const fs::path given(argument);
     const bool climbs = std::find(given.begin(), given.end(), "..") != given.end();
     fs::path absolute =
         climbs ? fs::canonical(given, failure) : fs::absolute(given, failure).lexically_normal();
     if (failure)
-        throw UsageError(u"Le dossier %1 est inaccessible."_s.arg(inGuillemets(argument)));
+        throw UsageError(composed(u"Le dossier « {0} » est inaccessible."_s, {textOf(argument)}));
     return absolute.has_filename() ? absolute : absolute.parent_path();
 }
 
@@ -169,7 +169,7 @@ private:
                 return;
             }
         }
-        throw UsageError(u"Option inconnue : %1 (voir --help)."_s.arg(inGuillemets(argument)));
+        throw UsageError(composed(u"Option inconnue : « {0} » (voir --help)."_s, {textOf(argument)}));
     }
 
     bool readFlag(const std::string &argument)
@@ -191,7 +191,8 @@ private:
     {
         m_options.language = QString::fromStdString(code);
         if (!languageCodes().contains(m_options.language))
-            refuseValue("--language", code, languageCodes().join(u", "_s));
+            throw UsageError(composed(u"Valeur non valide pour --language : « {0} » (attendu : {1})."_s,
+                                      {textOf(code), languageCodes().join(u", "_s)}));
     }
 
     // Both "--option=value" and "--option value".
@@ -202,7 +203,7 @@ private:
             return argument.substr(separator + 1);
         if (m_next == m_arguments.size())
             throw UsageError(
-                u"L’option %1 demande une valeur (voir --help)."_s.arg(QString::fromStdString(argument)));
+                composed(u"L’option {0} demande une valeur (voir --help)."_s, {textOf(argument)}));
         return m_arguments[m_next++];
     }
 
@@ -219,9 +220,30 @@ Options Options::parse(const std::vector<std::string> &arguments)
     return Parser(arguments).run();
 }
 
+QString Options::languageOf(const std::vector<std::string> &arguments)
+{
+    constexpr std::string_view name = "--language";
+    QString language = u"system"_s;
+    for (std::size_t at = 0; at < arguments.size() && arguments[at] != "--"; ++at) {
+        std::string_view argument = arguments[at];
+        if (!argument.starts_with(name))
+            continue;
+        argument.remove_prefix(name.size());
+        if (argument.empty() && at + 1 < arguments.size())
+            argument = arguments[at + 1];
+        else if (argument.starts_with('='))
+            argument.remove_prefix(1);
+        else
+            continue;
+        if (const QString code = textOf(argument); languageCodes().contains(code))
+            language = code;
+    }
+    return language;
+}
+
 QString helpText()
 {
-    return uR"(Usage : quorvalent-watch [OPTIONS] DOSSIER...
+    const QString text = uR"(Usage : quorvalent-watch [OPTIONS] DOSSIER...
 
 Surveille les dossiers, sous-dossiers compris, et convertit chaque fichier dont un
 renommage change l’extension, jusqu’à SIGINT (Ctrl-C) ou SIGTERM. Les conversions en
@@ -231,7 +253,7 @@ cours et en attente sont alors terminées ; un second signal ne termine que la p
   --quality EXT=FRACTION  qualité d’un format d’image, de 0 à 1 (jpg=0.8)
   --bitrate EXT=KBPS      débit d’un format audio, de 8 à 512 kbit/s (mp3=192)
   --video EXT=LEVEL       niveau d’un format vidéo : 0 maximal, 1 équilibré, 2 compact
-  --language CODE         langue des messages : %1
+  --language CODE         langue des messages : {0}
   --json                  un objet JSON par événement et par ligne
   --help                  afficher cette aide
   --version               afficher la version
@@ -239,7 +261,8 @@ cours et en attente sont alors terminées ; un second signal ne termine que la p
 
 --quality, --bitrate et --video peuvent être répétées. Rien n’est lu ni écrit dans les
 réglages de l’application.
-)"_s.arg(languageCodes().join(u' '));
+)"_s;
+    return composed(L(text), {languageCodes().join(u' ')});
 }
 
 } // namespace quorvalent

@@ -10,7 +10,7 @@
 
 namespace quorvalent {
 
-/// A command line that cannot be obeyed; the sentence names the argument and holds no line break.
+/// A command line that cannot be obeyed; the French sentence names the argument and holds no line break.
 class UsageError : public Error
 {
 public:
@@ -24,14 +24,17 @@ struct Options
 
     Action action = Action::Watch;
     bool json = false;
-    QString language = QStringLiteral("fr"); ///< of the lines for people
-    Preferences preferences;                 ///< the folders are absolute, exist, and are there once each
+    QString language = QStringLiteral("system"); ///< of the lines for people: the session's, or a code
+    Preferences preferences;                     ///< the folders are absolute, exist, and are there once each
 
     /// Reads the arguments after the program's name, bytes as they came. Throws UsageError.
     [[nodiscard]] static Options parse(const std::vector<std::string> &arguments);
+
+    /// The language that the arguments ask for, found without judging them: refusals speak it too.
+    [[nodiscard]] static QString languageOf(const std::vector<std::string> &arguments);
 };
 
-/// What --help prints.
+/// What --help prints, in the display language.
 [[nodiscard]] QString helpText();
 
 } // namespace quorvalent

@@ -5,8 +5,10 @@
 #include "console/TerminalText.h"
 #include "console/TerminationSignals.h"
 #include "console/WatchSession.h"
+#include "i18n/AppVersion.h"
+#include "i18n/Localization.h"
 #include "model/SystemServices.h"
-#include "platform/Bundle.h"
+#include "platform/ComposedText.h"
 #include "platform/Error.h"
 
 #include <QCoreApplication>
@@ -23,9 +25,11 @@ using namespace Qt::StringLiterals;
 
 constexpr int badUsage = 2;
 
+// `sentence` is in French.
 void complain(const QString &sentence)
 {
-    StandardOutput(STDERR_FILENO).write("quorvalent-watch : " + sentence.toUtf8() + '\n');
+    const QString line = composed(L(u"quorvalent-watch : {0}"_s), {L(sentence)});
+    StandardOutput(STDERR_FILENO).write(line.toUtf8() + '\n');
 }
 
 int print(const QString &text)
@@ -33,13 +37,6 @@ int print(const QString &text)
     StandardOutput output(STDOUT_FILENO);
     output.write(text.toUtf8());
     return output.isBroken() ? EXIT_FAILURE : EXIT_SUCCESS;
-}
-
-QString versionText()
-{
-    const QString version =
-        Bundle::information(u"QuorvalentDisplayVersion"_s).value_or(u"1.0 (développement)"_s);
-    return u"quorvalent-watch "_s + version + u'\n';
 }
 
 int watch(const Options &options)
@@ -65,8 +62,8 @@ int watch(const Options &options)
     session.start();
     const int status = QCoreApplication::exec();
     for (const RenameJob &job : session.abandoned())
-        complain(
-            u"« %1 » a été renommé mais n’a pas été converti."_s.arg(printable(displayText(job.newURL))));
+        complain(composed(u"« {0} » a été renommé mais n’a pas été converti."_s,
+                          {printable(displayText(job.newURL))}));
     return status;
 }
 
@@ -74,12 +71,14 @@ int watch(const Options &options)
 
 int main(int argc, char **argv)
 {
+    const std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
+    Localization::override = Options::languageOf(arguments);
     try {
-        const Options options = Options::parse({argv + (argc > 0 ? 1 : 0), argv + argc});
+        const Options options = Options::parse(arguments);
         if (options.action == Options::Action::ShowHelp)
             return print(helpText());
         if (options.action == Options::Action::ShowVersion)
-            return print(versionText());
+            return print(u"quorvalent-watch "_s + L(AppVersion::display()) + u'\n');
         const QCoreApplication application(argc, argv);
         return watch(options);
     } catch (const UsageError &error) {

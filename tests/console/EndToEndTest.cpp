@@ -33,7 +33,7 @@ protected:
         program.waitForFinished();
     }
 
-    void start(const QStringList &options = {u"--json"_s})
+    void start(const QStringList &options = {u"--json"_s, u"--language"_s, u"fr"_s})
     {
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert(u"XDG_CONFIG_HOME"_s, QString::fromStdString(settings.path().native()));

@@ -92,6 +92,22 @@ TEST(Options, areReadBeforeBetweenAndAfterTheFolders)
     EXPECT_EQ(options.action, Options::Action::Watch);
 }
 
+TEST(Options, tellTheLanguageEvenWhenTheyAreRefused)
+{
+    EXPECT_EQ(Options::parse({"/"}).language, u"system"_s);
+    const std::pair<std::vector<std::string>, QString> rows[] = {
+        {{"--jason", "--language", "de", "/nowhere"}, u"de"_s},
+        {{"--help", "--language=zh-Hans"}, u"zh-Hans"_s},
+        {{"--language", "xx"}, u"system"_s},
+        {{"--language"}, u"system"_s},
+        {{"--language", "it", "--language=ko"}, u"ko"_s},
+        {{"--", "--language", "de"}, u"system"_s},
+        {{"--languagede"}, u"system"_s},
+    };
+    for (const auto &[arguments, language] : rows)
+        EXPECT_EQ(Options::languageOf(arguments), language) << testing::PrintToString(arguments);
+}
+
 TEST(Options, needNoFolderForHelpAndVersion)
 {
     EXPECT_EQ(Options::parse({"--json", "--help", "--nonsense"}).action, Options::Action::ShowHelp);

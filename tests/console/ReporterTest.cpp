@@ -1,6 +1,7 @@
 #include "console/HumanReporter.h"
 #include "console/JsonReporter.h"
 #include "console/TerminalText.h"
+#include "i18n/Localization.h"
 
 #include "support/FakeWorld.h"
 
@@ -28,6 +29,9 @@ JobOutcome failure()
 class ReporterTest : public testing::Test
 {
 protected:
+    ReporterTest() { Localization::override = u"fr"_s; }
+    ~ReporterTest() override { Localization::override.reset(); }
+
     Output output = [this](const QByteArray &bytes) { written += bytes; };
     ProgressThrottle throttle = ProgressThrottle([this] { return now; });
 
