@@ -20,6 +20,12 @@ function(quorvalent_bundle)
         ${QUORVALENT_BUNDLE_DIR}/Contents/Info.json @ONLY)
     configure_file(${PROJECT_SOURCE_DIR}/LICENSE
         ${QUORVALENT_BUNDLE_DIR}/Contents/Resources/LICENSE COPYONLY)
+    file(GLOB pages RELATIVE ${PROJECT_SOURCE_DIR}/resources CONFIGURE_DEPENDS
+        ${PROJECT_SOURCE_DIR}/resources/Help/*.html)
+    foreach(resource Translations.json ${pages})
+        configure_file(${PROJECT_SOURCE_DIR}/resources/${resource}
+            ${QUORVALENT_BUNDLE_DIR}/Contents/Resources/${resource} COPYONLY)
+    endforeach()
 endfunction()
 
 # A program of ours, in the bundle's bin/.
