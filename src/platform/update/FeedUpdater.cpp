@@ -75,7 +75,7 @@ FeedUpdater::~FeedUpdater()
 void FeedUpdater::start(UpdaterDelegate &delegate)
 {
     if (!m_source)
-        throw UpdateError(Kind::Failed, u"Les mises à jour ne sont pas disponibles."_s);
+        throw UpdateError(Kind::Failed, u"updates.unavailable"_s);
     m_delegate = &delegate;
     QNetworkProxyFactory::setUseSystemConfiguration(true);
 }

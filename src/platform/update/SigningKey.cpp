@@ -1,5 +1,6 @@
 #include "platform/update/SigningKey.h"
 
+#include "platform/ComposedText.h"
 #include "platform/Error.h"
 #include "platform/image/MappedFile.h"
 
@@ -52,7 +53,7 @@ SigningKey SigningKey::generate()
     QByteArray publicBytes(crypto_sign_PUBLICKEYBYTES, '\0');
     QByteArray secret(crypto_sign_SECRETKEYBYTES, '\0');
     if (sodium_init() < 0 || crypto_sign_keypair(bytesOf(publicBytes), bytesOf(secret)) != 0)
-        throw Error(u"Erreur inattendue : libsodium"_s);
+        throw Error(composed(u"Erreur inattendue : {0}"_s, {u"libsodium"_s}));
     return SigningKey(secret);
 }
 
