@@ -196,10 +196,21 @@ bool packetsAgree(const MediaAsset &original, const MediaAsset &result, const st
     return after.last - after.first <= longest + tolerance(longest);
 }
 
-// The result's header with its packets of the last second, or its header alone where there are none.
+// Whether the headers told where every stream that counts ends.
+bool tellsItsEnd(const MediaAsset &asset)
+{
+    return std::all_of(asset.streams.begin(), asset.streams.end(), [](const MediaStream &stream) {
+        return (stream.kind != Kind::Video && stream.kind != Kind::Audio) || stream.packets.has_value();
+    });
+}
+
+// The result's header with what shows where it ends: its packets of the last second, where a look at the
+// file's structure does not tell. Its header alone where there are none.
 std::optional<MediaAsset> resultOf(const std::filesystem::path &output, const MediaAsset &original)
 {
     constexpr MediaSeconds tail(1);
+    if (auto asset = MediaAsset::fromHeaders(output); asset && tellsItsEnd(*asset))
+        return asset;
     if (statesLength(original)) {
         if (auto asset = MediaAsset::read(output, std::max(MediaSeconds(0), *original.duration - tail)))
             return asset;
@@ -211,13 +222,17 @@ std::optional<MediaAsset> resultOf(const std::filesystem::path &output, const Me
 
 MediaCheck::MediaCheck(std::filesystem::path source)
     : m_source(std::move(source))
-    , m_probe(m_source)
-{}
+{
+    if (auto asset = MediaAsset::fromHeaders(m_source))
+        m_original = std::move(asset);
+    else
+        m_probe.emplace(m_source);
+}
 
 const std::optional<MediaAsset> &MediaCheck::original()
 {
     if (!m_original)
-        m_original = m_probe.result();
+        m_original = m_probe->result();
     return *m_original;
 }
 
@@ -231,14 +246,18 @@ bool MediaCheck::matches(const std::filesystem::path &output)
     if (!result || !isOfKind(*result, extension))
         return false;
 
-    const auto kept = keptStreams(*source, *result, audioExtensions().contains(extension));
+    const bool isAudio = audioExtensions().contains(extension);
+    const auto kept = keptStreams(*source, *result, isAudio);
     if (!kept)
         return false;
     if (headersAgree(*source, *result, *kept))
         return true;
     const std::optional<MediaAsset> originalPackets = MediaAsset::read(m_source, MediaSeconds(0));
     const std::optional<MediaAsset> resultPackets = MediaAsset::read(output, MediaSeconds(0));
-    return originalPackets && resultPackets && packetsAgree(*originalPackets, *resultPackets, *kept);
+    if (!originalPackets || !resultPackets)
+        return false;
+    const auto keptPackets = keptStreams(*originalPackets, *resultPackets, isAudio);
+    return keptPackets && packetsAgree(*originalPackets, *resultPackets, *keptPackets);
 }
 
 } // namespace quorvalent

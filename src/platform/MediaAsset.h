@@ -53,6 +53,13 @@ struct MediaAsset
 
     bool operator==(const MediaAsset &) const = default;
 
+    /// What the file's own headers say, read without a child process: a millisecond instead of sixty. Nothing
+    /// when the file is none of the plain kinds that headers tell enough of (WAVE, AIFF, FLAC, MP3 with an
+    /// index, movies with common codecs and one track of each kind), or not all there: the probe has to look.
+    /// `packets` is set where the file is sure to hold all of them. Tracks of movies come without rate and
+    /// channels, FLAC without channels. FileError when the file cannot be read.
+    [[nodiscard]] static std::optional<MediaAsset> fromHeaders(const std::filesystem::path &path);
+
     /// The same as MediaProbe's result, without anything to do meanwhile.
     [[nodiscard]] static std::optional<MediaAsset>
     read(const std::filesystem::path &path, std::optional<MediaSeconds> packetsFrom = std::nullopt);

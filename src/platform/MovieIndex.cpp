@@ -191,12 +191,36 @@ int objectTypeOf(const Bytes &description)
     return static_cast<int>(rest.number(0, 1));
 }
 
+// One size for all samples, or a list of them.
+std::uint64_t totalBytes(const Bytes &sizes)
+{
+    const std::uint64_t samples = sizes.u32(8);
+    if (const std::uint64_t each = sizes.u32(4); each != 0)
+        return each * samples;
+    const Bytes list = sizes.slice(12, samples * 4);
+    std::uint64_t total = 0;
+    for (std::size_t offset = 0; offset < list.size(); offset += 4)
+        total += list.u32(offset);
+    return total;
+}
+
+// Of the table that tells how many samples in a row last how long.
+double totalUnits(const Bytes &durations)
+{
+    const Bytes list = durations.slice(8, std::size_t{durations.u32(4)} * 8);
+    std::uint64_t total = 0;
+    for (std::size_t offset = 0; offset < list.size(); offset += 8)
+        total += std::uint64_t{list.u32(offset)} * list.u32(offset + 4);
+    return static_cast<double>(total);
+}
+
 MovieTrack trackOf(const Bytes &bytes, const Clock &movie)
 {
     MovieTrack track;
     const Bytes media = required(bytes, {"mdia"});
     track.handler = required(media, {"hdlr"}).text(8, 4);
-    track.seconds = playedSeconds(bytes, movie, clockOf(required(media, {"mdhd"})));
+    const Clock mediaClock = clockOf(required(media, {"mdhd"}));
+    track.seconds = playedSeconds(bytes, movie, mediaClock);
     track.rotationDegrees = rotationOf(required(bytes, {"tkhd"}));
 
     const Bytes table = required(media, {"minf", "stbl"});
@@ -211,10 +235,13 @@ MovieTrack trackOf(const Bytes &bytes, const Clock &movie)
             track.objectType = objectTypeOf(first.content);
         }
     }
-    if (const auto sizes = find(table, {"stsz"}))
+    if (const auto sizes = find(table, {"stsz"})) {
         track.samples = sizes->u32(8);
-    else
+        track.sampleBytes = totalBytes(*sizes);
+    } else {
         track.samples = required(table, {"stz2"}).u32(8);
+    }
+    track.sampleSeconds = totalUnits(required(table, {"stts"})) / mediaClock.unitsPerSecond;
     return track;
 }
 
@@ -326,6 +353,7 @@ std::optional<MovieIndex> readIndex(const FileDescriptor &file, std::uint64_t fi
             index.brand = head.text(8, 4);
         } else if (type == "mdat") {
             hasData = true;
+            index.dataBytes += std::min(length, fileBytes - offset) - headBytes;
         } else if (type == "moof") {
             index.hasFragments = true;
         } else if (type == "moov" && !hasIndex) {

@@ -11,12 +11,14 @@ namespace quorvalent {
 /// One track of a movie file, as the file's index describes it.
 struct MovieTrack
 {
-    std::string handler;       ///< four characters: "vide", "soun", "sbtl", "text", "tmcd", "meta", …
-    std::string sampleFormat;  ///< four characters of the first sample description: "avc1", "mp4a", …
-    int objectType = 0;        ///< MPEG-4 object type of an "mp4a" description; 0 when it has none
-    std::uint64_t samples = 0; ///< in the index itself; those of later fragments do not count
-    double seconds = 0;        ///< what is played of it, without the pause before its start
-    int width = 0;             ///< pixels as stored
+    std::string handler;           ///< four characters: "vide", "soun", "sbtl", "text", "tmcd", "meta", …
+    std::string sampleFormat;      ///< four characters of the first sample description: "avc1", "mp4a", …
+    int objectType = 0;            ///< MPEG-4 object type of an "mp4a" description; 0 when it has none
+    std::uint64_t samples = 0;     ///< in the index itself; those of later fragments do not count
+    std::uint64_t sampleBytes = 0; ///< of all of them
+    double sampleSeconds = 0;      ///< how long all of them last
+    double seconds = 0;            ///< what is played of it, without the pause before its start
+    int width = 0;                 ///< pixels as stored
     int height = 0;
     int rotationDegrees = 0;    ///< clockwise turn that a player applies: 0, 90, 180 or 270
     bool isChapterList = false; ///< another track names it as its chapters
@@ -35,6 +37,7 @@ struct MovieIndex
     bool isEncrypted = false;  ///< some track is
     bool hasMakerTags = false; ///< metadata under the maker's own keys
     bool hasCoverPicture = false;
+    std::uint64_t dataBytes = 0;    ///< of media data that the file holds
     double seconds = 0;             ///< of the whole movie
     std::vector<MovieTrack> tracks; ///< in the order of the file
 

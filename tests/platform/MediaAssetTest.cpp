@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <fstream>
+#include <ostream>
 
 namespace quorvalent::test {
 
@@ -110,6 +112,102 @@ TEST(MediaAsset, hasNothingToTellOfOtherFiles)
     EXPECT_EQ(MediaAsset::read(folder / "missing.mp4"), std::nullopt);
     const auto playlist = "#EXTM3U\n#EXTINF:1,\nhttp://127.0.0.1:9/a.ts\n#EXT-X-ENDLIST\n";
     EXPECT_EQ(MediaAsset::read(folder.write("playlist.mp4", playlist)), std::nullopt);
+}
+
+struct HeaderCase
+{
+    const char *name;
+    Arguments options;
+    bool hasPicture = false;
+};
+
+void PrintTo(const HeaderCase &row, std::ostream *stream)
+{
+    *stream << row.name;
+}
+
+const Arguments clip = {"-f",   "lavfi",   "-i",       "testsrc2=s=64x48:d=2",
+                        "-f",   "lavfi",   "-i",       "sine=d=1.5",
+                        "-c:v", "libx264", "-pix_fmt", "yuv420p",
+                        "-c:a", "aac"};
+
+class MediaHeadersOf : public testing::TestWithParam<HeaderCase>
+{};
+
+// A header is believed only when it says what the probe finds, and only while the file is whole.
+TEST_P(MediaHeadersOf, agreeWithTheProbeOrKeepSilent)
+{
+    const HeaderCase &row = GetParam();
+    const TestFolder folder;
+    Arguments arguments = row.hasPicture ? clip : tone;
+    arguments.insert(arguments.end(), row.options.begin(), row.options.end());
+    const auto path = makeMedia(folder / row.name, arguments);
+
+    const auto asset = MediaAsset::fromHeaders(path);
+    const auto probed = MediaAsset::read(path, MediaSeconds(0));
+    ASSERT_TRUE(asset && probed);
+    EXPECT_EQ(asset->format, probed->format);
+    EXPECT_NEAR(asset->duration.value().count(), probed->duration.value().count(), 0.1);
+    ASSERT_EQ(asset->streams.size(), probed->streams.size());
+    for (std::size_t i = 0; i < asset->streams.size(); ++i) {
+        const MediaStream &stream = asset->streams[i];
+        MediaStream expected = probed->streams[i];
+        if (stream.sampleRate == 0)
+            expected.sampleRate = 0;
+        if (stream.channels == 0)
+            expected.channels = 0;
+        EXPECT_EQ(line(stream), line(expected));
+        EXPECT_NEAR(stream.duration.value().count(), expected.duration.value().count(), 0.1);
+        if (stream.packets)
+            EXPECT_NEAR(stream.packets->end.count(), expected.packets.value().end.count(), 0.1);
+        else
+            EXPECT_EQ(stream.codec, QStringLiteral("flac"));
+    }
+
+    truncate(path, 0.6);
+    const auto stump = MediaAsset::fromHeaders(path);
+    EXPECT_TRUE(!stump || !stump->streams.at(0).packets);
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, MediaHeadersOf,
+                         testing::Values(HeaderCase{"s16.wav", {}}, HeaderCase{"u8.wav", {"-c:a", "pcm_u8"}},
+                                         HeaderCase{"f32.wav", {"-c:a", "pcm_f32le", "-ac", "6"}},
+                                         HeaderCase{"rf64.wav", {"-rf64", "always"}},
+                                         HeaderCase{"s24.aiff", {"-c:a", "pcm_s24be", "-ac", "2"}},
+                                         HeaderCase{"sowt.aifc", {"-c:a", "pcm_s16le", "-f", "aiff"}},
+                                         HeaderCase{"s.flac", {}}, HeaderCase{"cbr.mp3", {}},
+                                         HeaderCase{"low.mp3", {"-ar", "11025", "-q:a", "4"}},
+                                         HeaderCase{"plain.mov", {}, true},
+                                         HeaderCase{"turned.mp4", {"-metadata:s:v", "rotate=90"}, true},
+                                         HeaderCase{"sound.m4a", {}}),
+                         [](const auto &row) {
+                             return QByteArray(row.param.name).replace('.', '_').toStdString();
+                         });
+
+TEST(MediaHeaders, leaveTheUnusualToTheProbe)
+{
+    const TestFolder folder;
+    const HeaderCase cases[] = {{"adpcm.wav", {"-c:a", "adpcm_ms"}},
+                                {"ulaw.aifc", {"-c:a", "pcm_mulaw", "-f", "aiff"}},
+                                {"plain.mp3", {"-write_xing", "0"}},
+                                {"s.ogg", {}},
+                                {"s.aac", {}},
+                                {"fragments.mp4", {"-c:a", "aac", "-movflags", "frag_keyframe"}},
+                                {"two.m4a", {"-c:a", "aac", "-map", "0", "-map", "0"}}};
+    for (const HeaderCase &row : cases) {
+        Arguments arguments = tone;
+        arguments.insert(arguments.end(), row.options.begin(), row.options.end());
+        EXPECT_EQ(MediaAsset::fromHeaders(makeMedia(folder / row.name, arguments)), std::nullopt) << row.name;
+    }
+    EXPECT_EQ(MediaAsset::fromHeaders(folder.write("text.mp3", "no sound at all")), std::nullopt);
+    EXPECT_EQ(MediaAsset::fromHeaders(folder.write("empty.wav", "")), std::nullopt);
+
+    // Two streams behind one another, of which the index knows the first.
+    const auto first = makeMedia(folder / "first.mp3", tone);
+    std::filesystem::copy_file(first, folder / "joined.mp3");
+    std::ofstream(folder / "joined.mp3", std::ios::binary | std::ios::app)
+        << std::ifstream(first, std::ios::binary).rdbuf();
+    EXPECT_EQ(MediaAsset::fromHeaders(folder / "joined.mp3"), std::nullopt);
 }
 
 } // namespace quorvalent::test

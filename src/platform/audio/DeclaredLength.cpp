@@ -3,6 +3,8 @@
 #include "platform/audio/AdtsHeader.h"
 #include "platform/audio/ByteSource.h"
 #include "platform/audio/Mp4Length.h"
+#include "platform/audio/MpegHeader.h"
+#include "platform/audio/SoundChunk.h"
 
 #include <array>
 
@@ -12,32 +14,14 @@ namespace {
 
 using Container = DeclaredLength::Container;
 
-// Programs that write a WAVE file into a pipe cannot know its length and put one of these.
-bool isUnknownWaveSize(std::uint64_t bytes)
-{
-    return bytes == 0 || bytes == 0xFFFFFFFF || bytes == 0x7FFFF000;
-}
-
-// `first` is where the first chunk starts; `dataName` is the chunk that holds the sound.
+// `dataName` is the chunk that holds the sound.
 DeclaredLength chunkedLength(const ByteSource &file, std::string_view dataName, bool isLittleEndian)
 {
-    DeclaredLength declared{.container = Container::Pcm, .isTruncated = true, .frames = {}, .sampleRate = {}};
-    constexpr std::int64_t chunkHead = 8;
-    std::uint64_t longSize = 0; // of an RF64 file, whose data chunk says 0xFFFFFFFF
-    std::int64_t offset = 12;
-    while (offset + chunkHead <= file.size()) {
-        std::uint64_t size = isLittleEndian ? file.little32(offset + 4) : file.big32(offset + 4);
-        if (isLittleEndian && file.holds(offset, "ds64"))
-            longSize = file.little64(offset + 16);
-        if (file.holds(offset, dataName)) {
-            if (isLittleEndian && size == 0xFFFFFFFF && longSize != 0)
-                size = longSize;
-            const auto present = static_cast<std::uint64_t>(file.size() - offset - chunkHead);
-            declared.isTruncated = size > present && !(isLittleEndian && isUnknownWaveSize(size));
-            return declared;
-        }
-        offset += chunkHead + static_cast<std::int64_t>(size + size % 2);
-    }
+    const std::optional<SoundChunk> data = SoundChunk::find(file, dataName, isLittleEndian);
+    DeclaredLength declared;
+    declared.container = Container::Pcm;
+    declared.isTruncated =
+        !data || data->bytes.value_or(0) > static_cast<std::uint64_t>(file.size() - data->begin);
     return declared;
 }
 
@@ -60,16 +44,9 @@ DeclaredLength mpegLength(const ByteSource &file, std::int64_t start)
 {
     DeclaredLength declared{
         .container = Container::Mpeg, .isTruncated = false, .frames = {}, .sampleRate = {}};
-    const std::uint32_t head = file.big32(start);
-    const bool isMpeg1 = (head >> 19U & 3U) == 3;
-    const bool isMono = (head >> 6U & 3U) == 3;
-    const std::int64_t sideInfo = isMpeg1 ? (isMono ? 17 : 32) : (isMono ? 9 : 17);
-    const std::int64_t index = start + 4 + sideInfo;
-    const int framesPerPacket = isMpeg1 ? 1152 : 576;
-    if ((file.holds(index, "Xing") || file.holds(index, "Info")) && (file.big32(index + 4) & 1U) != 0)
-        declared.frames = std::int64_t{file.big32(index + 8)} * framesPerPacket;
-    else if (file.holds(start + 36, "VBRI"))
-        declared.frames = std::int64_t{file.big32(start + 50)} * framesPerPacket;
+    const std::optional<MpegHeader> header = MpegHeader::read(file, start);
+    if (header && header->packets)
+        declared.frames = std::int64_t{*header->packets} * header->framesPerPacket;
     return declared;
 }
 

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+namespace quorvalent {
+
+class ByteSource;
+
+/// The first packet of an MP3 stream, with the index that most encoders put into it.
+struct MpegHeader
+{
+    int sampleRate = 0; ///< Hz
+    int channels = 0;
+    int framesPerPacket = 0;
+    std::optional<std::uint32_t> packets; ///< of the whole stream, by its index
+    std::optional<std::uint32_t> bytes;   ///< likewise, from this packet on
+
+    bool operator==(const MpegHeader &) const = default;
+
+    /// Nothing when no packet of layer III starts there.
+    [[nodiscard]] static std::optional<MpegHeader> read(const ByteSource &file, std::int64_t start);
+};
+
+} // namespace quorvalent
