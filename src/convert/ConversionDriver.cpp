@@ -5,6 +5,7 @@
 #include "core/ConversionError.h"
 #include "core/MediaFamilies.h"
 #include "platform/ComposedText.h"
+#include "platform/EarlyFlush.h"
 
 #include <QStringList>
 
@@ -82,8 +83,11 @@ void ConversionDriver::replace(const RenameJob &job, const Preferences &preferen
     requireSpaceForResult(job);
     const OutputCheckMaker &makeCheck = isImageJob(job) ? m_engines.imageCheck : m_engines.mediaCheck;
     const OutputCheck matches = makeCheck(work.sourceCopy());
-    runEngine(job, work, preferences, progress);
-    requireSoundOutput(work, matches);
+    {
+        const EarlyFlush flush(work.output());
+        runEngine(job, work, preferences, progress);
+        requireSoundOutput(work, matches);
+    }
     SafeReplacement(m_files, job, work).run(preferences.keepOriginal);
     progress(1.0);
 }

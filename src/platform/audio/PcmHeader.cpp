@@ -25,7 +25,7 @@ QString codecOf(const Sample &sample)
     const bool isWhole = sample.bits % 8 == 0 && sample.bits >= 8 && sample.bits <= 32;
     if (sample.type == 'f' ? sample.bits != 32 && sample.bits != 64 : !isWhole)
         return {};
-    const QString name = "pcm_"_L1 + QLatin1Char(sample.type) + QString::number(sample.bits);
+    QString name = "pcm_"_L1 + QLatin1Char(sample.type) + QString::number(sample.bits);
     if (sample.bits == 8)
         return name;
     return name + (sample.isLittleEndian ? "le"_L1 : "be"_L1);
