@@ -182,7 +182,10 @@ bool packetsAgree(const MediaAsset &original, const MediaAsset &result, const st
         if (!after)
             return false;
         // Up to the start of the last packet: how long the last picture stays, every encoder decides anew.
-        const MediaSeconds needed = before->last - before->first;
+        MediaSeconds needed = before->last - before->first;
+        // Where the rate of a sound changes on its way, its times run backwards and cover less than is heard.
+        if (original.streams[pair.before].kind == Kind::Audio)
+            needed = std::max(needed, original.streams[pair.before].packetSeconds);
         if (after->end - after->first < needed - tolerance(needed))
             return false;
         keptBefore.push_back(*before);

@@ -145,17 +145,27 @@ MediaStream streamOf(const Fields &fields)
     return stream;
 }
 
-void addPacket(const Fields &packet, std::map<std::size_t, MediaExtent> &extents)
+// The packets of one stream.
+struct Packets
 {
+    std::optional<MediaExtent> extent;
+    MediaSeconds total{0};
+};
+
+void addPacket(const Fields &packet, std::map<std::size_t, Packets> &streams)
+{
+    Packets &packets = streams[packet["stream_index"].toUInt()];
+    const MediaSeconds length = secondsOf(packet["duration_time"]).value_or(MediaSeconds(0));
+    packets.total += length;
     auto start = secondsOf(packet["pts_time"]);
     if (!start)
         start = secondsOf(packet["dts_time"]);
     if (!start)
         return;
-    const MediaSeconds end = *start + secondsOf(packet["duration_time"]).value_or(MediaSeconds(0));
-    const auto [found, isNew] = extents.try_emplace(packet["stream_index"].toUInt(),
-                                                    MediaExtent{.first = *start, .last = *start, .end = end});
-    MediaExtent &extent = found->second;
+    const MediaSeconds end = *start + length;
+    if (!packets.extent)
+        packets.extent = MediaExtent{.first = *start, .last = *start, .end = end};
+    MediaExtent &extent = *packets.extent;
     extent.first = std::min(extent.first, *start);
     extent.last = std::max(extent.last, *start);
     extent.end = std::max(extent.end, end);
@@ -171,11 +181,11 @@ MediaProbe::MediaProbe(const std::filesystem::path &path, std::optional<MediaSec
 std::optional<MediaAsset> MediaProbe::result()
 {
     MediaAsset asset;
-    std::map<std::size_t, MediaExtent> extents;
+    std::map<std::size_t, Packets> packets;
     m_child.readLines([&](const QByteArray &line) {
         const Fields fields = fieldsOf(line);
         if (line.startsWith("packet|")) {
-            addPacket(fields, extents);
+            addPacket(fields, packets);
         } else if (line.startsWith("stream|")) {
             asset.streams.push_back(streamOf(fields));
         } else if (line.startsWith("format|")) {
@@ -187,9 +197,11 @@ std::optional<MediaAsset> MediaProbe::result()
     if (!m_child.wait().isSuccess() || asset.format.isEmpty())
         return std::nullopt;
 
-    for (const auto &[index, extent] : extents) {
-        if (index < asset.streams.size())
-            asset.streams[index].packets = extent;
+    for (const auto &[index, found] : packets) {
+        if (index >= asset.streams.size())
+            continue;
+        asset.streams[index].packets = found.extent;
+        asset.streams[index].packetSeconds = found.total;
     }
     // The values themselves do not tell a guessed length from a stated one; this warning does.
     asset.isDurationEstimated = contains(m_warnings, "Estimating duration from bitrate");

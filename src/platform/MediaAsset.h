@@ -38,6 +38,7 @@ struct MediaStream
     bool isDefault = false;               ///< marked by the file as the one to play
     std::optional<MediaSeconds> duration; ///< as the file states it
     std::optional<MediaExtent> packets;   ///< of the packets that were read, where any were
+    MediaSeconds packetSeconds{0};        ///< their lengths together, wherever they lie
 
     bool operator==(const MediaStream &) const = default;
 };

@@ -147,4 +147,33 @@ TEST(MediaCheck, findsOutALengthStatedTooShort)
     EXPECT_FALSE(mediaMatches(source, makeMedia(folder / "o.wav", tone("2.5"))));
 }
 
+// A FLAC stream of no stated length that goes on at another rate: FFmpeg loses the second half on the way to
+// some of its encoders, and keeps it on the way to others.
+TEST(MediaCheck, missesWhatIsLostBehindAChangeOfRate)
+{
+    const TestFolder folder;
+    const auto bytes = [&](const char *name, const char *rate) {
+        std::ifstream file(makeMedia(folder / name, tone("3") + Arguments{"-ar", rate}), std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(file), {});
+    };
+    const auto firstFrame = [](const std::string &flac) {
+        std::size_t at = 4;
+        for (bool isLast = false; !isLast;) {
+            const auto byte = [&](std::size_t offset) {
+                return static_cast<unsigned char>(flac.at(at + offset));
+            };
+            isLast = (byte(0) & 0x80U) != 0;
+            at += 4 + (std::size_t{byte(1)} << 16U | std::size_t{byte(2)} << 8U | byte(3));
+        }
+        return at;
+    };
+    std::string joined = bytes("32.flac", "32000");
+    const std::string rest = bytes("8.flac", "8000");
+    joined.replace(22, 20, 20, '\0'); // the count of samples and the checksum of them: unknown
+    const fs::path source = folder.write("s.flac", joined + rest.substr(firstFrame(rest)));
+
+    EXPECT_TRUE(mediaMatches(source, makeMedia(folder / "o.wav", conversion(source))));
+    EXPECT_FALSE(mediaMatches(source, makeMedia(folder / "o.m4a", conversion(source))));
+}
+
 } // namespace quorvalent::test
