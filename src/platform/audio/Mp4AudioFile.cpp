@@ -69,7 +69,7 @@ void Mp4AudioFile::addPacket(std::span<const std::uint8_t> packet)
     if (m_size + static_cast<std::int64_t>(packet.size()) > std::numeric_limits<std::uint32_t>::max())
         throw AudioError(u"Un fichier M4A ne peut pas dépasser 4 Go."_s);
     append(packet);
-    m_packetBytes.push_back(static_cast<std::uint32_t>(packet.size()));
+    m_packetBytes.push_back(static_cast<std::uint16_t>(packet.size()));
 }
 
 void Mp4AudioFile::finish(const AdtsHeader &stream, int channels, std::int64_t delayFrames,
@@ -85,6 +85,8 @@ void Mp4AudioFile::finish(const AdtsHeader &stream, int channels, std::int64_t d
                              .framesPerPacket = AdtsHeader::framesPerBlock,
                              .firstPacketOffset = dataStart + 8,
                              .packetBytes = m_packetBytes})));
+    for (const std::uint16_t bytes : m_packetBytes)
+        append(bytesOf(Mp4Box().u32(bytes).content()));
     flush();
     if (::pwrite(m_file.get(), dataSize.constData(), 4, dataStart) != 4)
         throw FileError(errno, m_path);

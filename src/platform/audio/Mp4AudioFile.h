@@ -2,6 +2,7 @@
 
 #include "platform/FileDescriptor.h"
 #include "platform/audio/AdtsHeader.h"
+#include "platform/audio/Mp4Boxes.h"
 
 #include <QByteArray>
 
@@ -13,14 +14,15 @@
 namespace quorvalent {
 
 /// Writes one AAC track into an MPEG-4 file (ISO 14496-12 and -14), packet by packet, the index last. Keeps
-/// four bytes a packet in memory. An edit list hides the encoder's delay and padding.
+/// two bytes a packet in memory. An edit list hides the encoder's delay and padding.
 class Mp4AudioFile
 {
 public:
     /// FileError when the file cannot be created.
     explicit Mp4AudioFile(std::filesystem::path path);
 
-    /// Appends one packet without its ADTS header. AudioError when the file would pass 4 GB.
+    /// Appends one packet without its ADTS header, which bounds its size. AudioError when the file would pass
+    /// 4 GB.
     void addPacket(std::span<const std::uint8_t> packet);
 
     /// `frames` are heard, after the first `delayFrames`; `stream` describes the packets.
@@ -35,7 +37,7 @@ private:
     std::filesystem::path m_path;
     FileDescriptor m_file;
     std::vector<std::uint8_t> m_buffer;
-    std::vector<std::uint32_t> m_packetBytes;
+    PacketSizes m_packetBytes;
     std::int64_t m_size = 0; ///< of the file, with what is still buffered
 };
 

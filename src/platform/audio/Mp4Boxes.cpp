@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <numeric>
+#include <utility>
+#include <vector>
 
 namespace quorvalent {
 
@@ -90,13 +92,16 @@ QByteArray packetTimes(const Mp4AudioIndex &index)
     return box.as("stts");
 }
 
-QByteArray packetSizes(const Mp4AudioIndex &index)
+// What the list of sizes takes in the file.
+std::uint64_t listBytes(const Mp4AudioIndex &index)
 {
-    Mp4Box box;
-    box.zeros(8).u32(index.packetBytes.size());
-    for (const std::uint32_t bytes : index.packetBytes)
-        box.u32(bytes);
-    return box.as("stsz");
+    return index.packetBytes.size() * sizeof(std::uint32_t);
+}
+
+// Without the list itself, of which a long recording has megabytes.
+QByteArray packetSizesHead(const Mp4AudioIndex &index)
+{
+    return Mp4Box().zeros(8).u32(index.packetBytes.size()).as("stsz", listBytes(index));
 }
 
 // Players read a chunk at a time: about half a second each.
@@ -144,15 +149,15 @@ QByteArray mediaBox(const Mp4AudioIndex &index)
 
     Mp4Box table;
     table.bytes(sampleDescription(index)).bytes(packetTimes(index)).bytes(chunkLayout(index));
-    table.bytes(packetSizes(index)).bytes(chunkOffsets(index));
+    table.bytes(chunkOffsets(index)).bytes(packetSizesHead(index));
     Mp4Box information;
     information.bytes(Mp4Box().zeros(8).as("smhd")).bytes(Mp4Box().bytes(references).as("dinf"));
-    information.bytes(table.as("stbl"));
+    information.bytes(table.as("stbl", listBytes(index)));
     return Mp4Box()
         .bytes(header.as("mdhd"))
         .bytes(handler.as("hdlr"))
-        .bytes(information.as("minf"))
-        .as("mdia");
+        .bytes(information.as("minf", listBytes(index)))
+        .as("mdia", listBytes(index));
 }
 
 } // namespace
@@ -191,18 +196,21 @@ Mp4Box &Mp4Box::bytes(const QByteArray &bytes)
     return *this;
 }
 
-QByteArray Mp4Box::as(std::string_view type) const
+QByteArray Mp4Box::as(std::string_view type, std::uint64_t bytesToCome) const
 {
     Mp4Box box;
-    box.u32(static_cast<std::uint64_t>(m_content.size()) + 4 + type.size()).text(type).bytes(m_content);
-    return box.m_content;
+    box.u32(static_cast<std::uint64_t>(m_content.size()) + 4 + type.size() + bytesToCome);
+    return box.text(type).bytes(m_content).content();
 }
 
 QByteArray movieBox(const Mp4AudioIndex &index)
 {
-    const QByteArray track =
-        Mp4Box().bytes(trackHeader(index)).bytes(editList(index)).bytes(mediaBox(index)).as("trak");
-    return Mp4Box().bytes(movieHeader(index)).bytes(track).as("moov");
+    Mp4Box track;
+    track.bytes(trackHeader(index)).bytes(editList(index)).bytes(mediaBox(index));
+    return Mp4Box()
+        .bytes(movieHeader(index))
+        .bytes(track.as("trak", listBytes(index)))
+        .as("moov", listBytes(index));
 }
 
 } // namespace quorvalent

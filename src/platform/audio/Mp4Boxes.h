@@ -3,8 +3,8 @@
 #include <QByteArray>
 
 #include <cstdint>
+#include <deque>
 #include <string_view>
-#include <vector>
 
 namespace quorvalent {
 
@@ -20,12 +20,15 @@ public:
     Mp4Box &bytes(const QByteArray &bytes);
 
     [[nodiscard]] const QByteArray &content() const { return m_content; }
-    /// The finished box: size, type, content.
-    [[nodiscard]] QByteArray as(std::string_view type) const;
+    /// The finished box: size, type, content. `bytesToCome` belong to it and are written behind it by others.
+    [[nodiscard]] QByteArray as(std::string_view type, std::uint64_t bytesToCome = 0) const;
 
 private:
     QByteArray m_content;
 };
+
+/// Of each packet of AAC, whose headers count them with 13 bits. Grows without ever being copied.
+using PacketSizes = std::deque<std::uint16_t>;
 
 /// What the index of a file with one AAC track says.
 struct Mp4AudioIndex
@@ -37,10 +40,11 @@ struct Mp4AudioIndex
     std::int64_t frames = 0; ///< heard ones
     std::int64_t framesPerPacket = 0;
     std::int64_t firstPacketOffset = 0; ///< in the file; the packets follow one another
-    const std::vector<std::uint32_t> &packetBytes;
+    const PacketSizes &packetBytes;
 };
 
-/// The box "moov".
+/// The box "moov" up to its last part, the sizes of all packets: these follow it, 32 bits each. Its own size
+/// counts them.
 [[nodiscard]] QByteArray movieBox(const Mp4AudioIndex &index);
 
 } // namespace quorvalent
