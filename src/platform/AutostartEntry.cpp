@@ -62,17 +62,13 @@ bool startsNothing(const KeyFile &entry, const fs::path &program)
 
 std::string execValue(const fs::path &program)
 {
-    const std::string &path = program.native();
     std::string word;
-    for (const char letter : withBackslashBefore("\"`$\\", path)) {
+    for (const char letter : withBackslashBefore("\"`$\\", program.native())) {
         word += letter;
         if (letter == '%')
             word += '%'; // a single one would start a field code
     }
-    // GLib looks for the program before it takes %% for one sign; env is always found, but would take a path
-    // with = for a variable.
-    const bool needsEnv = path.find('%') != std::string::npos && path.find('=') == std::string::npos;
-    return keyFileValue((needsEnv ? "/usr/bin/env \"" : "\"") + word + '"');
+    return keyFileValue('"' + word + '"');
 }
 
 AutostartEntry::AutostartEntry()

@@ -25,7 +25,7 @@ private:
     std::filesystem::path m_program;
 };
 
-/// The command that starts the program as an entry's Exec value, quoted and escaped as the Desktop Entry
+/// The program as the one word of an entry's Exec line, quoted and escaped as the Desktop Entry
 /// Specification asks: first for the command line, then as a value of a key file.
 [[nodiscard]] std::string execValue(const std::filesystem::path &program);
 

@@ -2,7 +2,6 @@
 
 #include <QFile>
 #include <QJsonDocument>
-#include <QJsonObject>
 
 #include <unistd.h>
 
@@ -16,12 +15,15 @@ std::filesystem::path root()
     return failed ? std::filesystem::path() : executable.parent_path().parent_path();
 }
 
-std::optional<QString> information(const QString &key)
+QJsonObject information()
 {
     QFile file(root() / "Contents/Info.json");
-    if (!file.open(QIODevice::ReadOnly))
-        return std::nullopt;
-    const QJsonValue value = QJsonDocument::fromJson(file.readAll()).object().value(key);
+    return file.open(QIODevice::ReadOnly) ? QJsonDocument::fromJson(file.readAll()).object() : QJsonObject();
+}
+
+std::optional<QString> information(const QString &key)
+{
+    const QJsonValue value = information().value(key);
     return value.isString() ? std::optional(value.toString()) : std::nullopt;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QJsonObject>
 #include <QString>
 
 #include <filesystem>
@@ -12,6 +13,9 @@ namespace Bundle {
 
 /// Root folder of the bundle.
 [[nodiscard]] std::filesystem::path root();
+
+/// All of the bundle's information file, Contents/Info.json; empty where it cannot be read.
+[[nodiscard]] QJsonObject information();
 
 /// A text of the bundle's information file, Contents/Info.json; nothing where the file or the key is missing.
 [[nodiscard]] std::optional<QString> information(const QString &key);

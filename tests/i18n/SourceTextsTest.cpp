@@ -87,6 +87,8 @@ const std::map<QString, const char *> &otherTexts()
         {u"UNSYNCED LYRICS"_s, inFiles},
         {u"ALBUM ARTIST"_s, inFiles},
         {u"the symbol %s is not in the program"_s, "for the developer of a view"},
+        {u"quorvalent: this build has no windows; quorvalent-watch does the work without them\n"_s,
+         "for the developer of a build without windows"},
     };
     return texts;
 }
