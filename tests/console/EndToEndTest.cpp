@@ -180,6 +180,20 @@ TEST_F(EndToEndTest, failsWhenNobodyCanReadItsEvents)
     EXPECT_EQ(exitStatus(), 1);
 }
 
+TEST_F(EndToEndTest, speaksTheLanguageAskedForAndLeavesNamesAlone)
+{
+    makePhoto("photo.png");
+    start({u"--language"_s, u"de"_s});
+    QByteArray lines;
+    const auto tells = [&](const QByteArray &text) {
+        return waitFor([&] { return (lines += program.readAllStandardOutput()).contains(text); });
+    };
+    ASSERT_TRUE(tells("Überwachte Ordner"));
+    rename("photo.png", "photo.pdf");
+    EXPECT_TRUE(tells("„photo.png“")) << lines.toStdString();
+    EXPECT_FALSE(lines.contains("pris en charge") || lines.contains("rétabli")) << lines.toStdString();
+}
+
 TEST_F(EndToEndTest, watchesNothingOnBadUsage)
 {
     start({u"--json"_s, u"--video"_s, u"mp4=9"_s});
