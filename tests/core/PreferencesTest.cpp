@@ -21,18 +21,29 @@ const QByteArray complete = R"({"keepOriginal":true,"launchAtLogin":false,"folde
                             R"("imageQuality":{"jpg":0.5},"audioBitrate":{"mp3":192},)"
                             R"("videoQuality":{"mp4":2},"ffmpegPath":"/x"})";
 
-TEST(Preferences, startAtBestQualityAndLookFormatsUpExactly)
+TEST(Preferences, startAtBestQualityWithNothingWatched)
+{
+    const Preferences fresh;
+
+    EXPECT_FALSE(fresh.keepOriginal);
+    EXPECT_TRUE(fresh.launchAtLogin);
+    EXPECT_TRUE(fresh.folders.empty());
+    EXPECT_TRUE(fresh.ffmpegPath.isEmpty());
+    EXPECT_EQ(fresh.quality(u"jpg"_s), 1.0);
+    EXPECT_EQ(fresh.bitrate(u"mp3"_s), 256);
+    EXPECT_EQ(fresh.video(u"mp4"_s), 0);
+}
+
+TEST(Preferences, lookFormatsUpExactly)
 {
     Preferences preferences;
-    EXPECT_EQ(preferences, (Preferences{false, true, {}, {}, {}, {}, u""_s}));
-
     preferences.audioBitrate[u"mp3"_s] = 96;
     preferences.imageQuality[u"jpg"_s] = 0;
+
     EXPECT_EQ(preferences.bitrate(u"mp3"_s), 96);
     EXPECT_EQ(preferences.bitrate(u"MP3"_s), 256);
     EXPECT_EQ(preferences.quality(u"jpg"_s), 0.0);
     EXPECT_EQ(preferences.quality(u"jpeg"_s), 1.0);
-    EXPECT_EQ(preferences.video(u"mp4"_s), 0);
 }
 
 TEST(Preferences, surviveTheirStoredForm)
@@ -68,15 +79,21 @@ TEST(Preferences, areNotStoredWithAQualityThatIsNoNumber)
     EXPECT_EQ(preferences.encoded(), std::nullopt);
 }
 
-TEST(Preferences, areReadWithAllOfTheirMembersOnly)
+TEST(Preferences, areReadFromACompleteDocument)
 {
     QJsonObject object = QJsonDocument::fromJson(complete).object();
     object[u"later"_s] = u"ignored"_s;
+
+    const auto preferences = Preferences::decoded(QJsonDocument(object).toJson());
+
     const Preferences expected{
         true, false, {"/saved"}, {{u"jpg"_s, 0.5}}, {{u"mp3"_s, 192}}, {{u"mp4"_s, 2}}, u"/x"_s};
-    EXPECT_EQ(Preferences::decoded(QJsonDocument(object).toJson()), expected);
+    EXPECT_EQ(preferences, expected);
+}
 
-    object.remove(u"later"_s);
+TEST(Preferences, areNotReadWithoutOneOfTheirMembers)
+{
+    const QJsonObject object = QJsonDocument::fromJson(complete).object();
     for (const QString &key : object.keys()) {
         QJsonObject incomplete = object;
         incomplete.remove(key);

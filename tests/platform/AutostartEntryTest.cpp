@@ -52,8 +52,7 @@ TEST(ExecValue, isQuotedForTheCommandLineAndEscapedForTheFile)
 {
     EXPECT_EQ(execValue("/usr/lib/q/bin/q"), R"("/usr/lib/q/bin/q")");
     EXPECT_EQ(execValue("/my apps/it's/q"), R"("/my apps/it's/q")");
-    EXPECT_EQ(execValue("/100%/q"), R"(/usr/bin/env "/100%%/q")");
-    EXPECT_EQ(execValue("/%=/q"), R"("/%%=/q")");
+    EXPECT_EQ(execValue("/100%/q"), R"("/100%%/q")");
     EXPECT_EQ(execValue("/a\"b`c$d/q"), R"("/a\\"b\\`c\\$d/q")");
     EXPECT_EQ(execValue("/a\\b/q"), R"("/a\\\\b/q")");
     EXPECT_EQ(execValue("/two\nlines/q"), R"("/two\nlines/q")");
