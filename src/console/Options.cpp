@@ -253,7 +253,8 @@ cours et en attente sont alors terminées ; un second signal ne termine que la p
   --quality EXT=FRACTION  qualité d’un format d’image, de 0 à 1 (jpg=0.8)
   --bitrate EXT=KBPS      débit d’un format audio, de 8 à 512 kbit/s (mp3=192)
   --video EXT=LEVEL       niveau d’un format vidéo : 0 maximal, 1 équilibré, 2 compact
-  --language CODE         langue des messages : {0}
+  --language CODE         langue des messages :
+                          {0}
   --json                  un objet JSON par événement et par ligne
   --help                  afficher cette aide
   --version               afficher la version
