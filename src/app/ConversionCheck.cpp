@@ -107,7 +107,7 @@ void requireConverted(const JobOutcome &outcome)
         throw CheckFailure(outcome.failure->message);
 }
 
-bool hasStreams(const fs::path &path, std::vector<std::pair<MediaStream::Kind, QString>> expected)
+bool hasStreams(const fs::path &path, const std::vector<std::pair<MediaStream::Kind, QString>> &expected)
 {
     const std::optional<MediaAsset> asset = MediaAsset::read(path);
     if (!asset)
