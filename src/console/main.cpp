@@ -3,13 +3,13 @@
 #include "console/Options.h"
 #include "console/StandardOutput.h"
 #include "console/TerminalText.h"
-#include "console/TerminationSignals.h"
 #include "console/WatchSession.h"
 #include "i18n/AppVersion.h"
 #include "i18n/Localization.h"
 #include "model/SystemServices.h"
 #include "platform/ComposedText.h"
 #include "platform/Error.h"
+#include "platform/TerminationSignals.h"
 
 #include <QCoreApplication>
 

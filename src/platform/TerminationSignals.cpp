@@ -1,4 +1,4 @@
-#include "console/TerminationSignals.h"
+#include "platform/TerminationSignals.h"
 
 #include <csignal>
 #include <fcntl.h>
