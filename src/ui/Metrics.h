@@ -79,6 +79,14 @@ inline constexpr int rowIcon = 18;
 inline constexpr int statusDot = 7;
 inline constexpr int textGap = 3; ///< between a title and its subtitle
 inline constexpr int rowGap = 10; ///< between the items of a row
+inline constexpr int emptyFolderIcon = 36;
+inline constexpr int emptyActivityIcon = 38;
+inline constexpr int emptyTop = 90; ///< above the empty state of a whole section
+inline constexpr int logo = 72;
+inline constexpr int dialogWidth = 440;
+inline constexpr int formatName = 48;
+inline constexpr int percentage = 52;
+inline constexpr int sliderWidth = 230;
 inline constexpr int scrollBar = 10;
 inline constexpr int focusRing = 2; ///< width of the ring around the focused control
 

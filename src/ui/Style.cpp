@@ -2,8 +2,10 @@
 
 namespace quorvalent {
 
+using namespace Qt::StringLiterals;
+
 Style::Style()
-    : QProxyStyle(QStringLiteral("fusion"))
+    : QProxyStyle(u"fusion"_s)
 {}
 
 int Style::styleHint(StyleHint hint, const QStyleOption *option, const QWidget *widget,

@@ -46,6 +46,7 @@ Theme makeLight()
         .controlHover = QColor(0xf6, 0xf8, 0xf7),
         .controlPressed = QColor(0xe6, 0xea, 0xe8),
         .controlBorder = black(0.17),
+        .bannerTrack = black(0.10), // white would not be seen on the light material
         .track = QColor(0xd3, 0xd9, 0xd6),
         .knob = Qt::white,
         .focusRing = withOpacity(accent, 0.55),
@@ -73,6 +74,7 @@ Theme makeDark()
         .controlHover = QColor(0x44, 0x4b, 0x48),
         .controlPressed = QColor(0x30, 0x35, 0x33),
         .controlBorder = white(0.13),
+        .bannerTrack = white(0.10),
         .track = QColor(0x4c, 0x54, 0x50),
         .knob = QColor(0xf4, 0xf7, 0xf5),
         .focusRing = withOpacity(accent, 0.60),

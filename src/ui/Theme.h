@@ -31,6 +31,7 @@ struct Theme
     QColor controlHover;
     QColor controlPressed;
     QColor controlBorder;
+    QColor bannerTrack;
     QColor track; ///< groove of switches, sliders and progress
     QColor knob;
     QColor focusRing;

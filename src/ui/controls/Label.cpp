@@ -12,7 +12,7 @@ Label::Label(TextStyle style, Tone tone, QWidget *parent)
 {
     setTextFormat(Qt::PlainText);
     setFont(fontOf(style));
-    setSizePolicy(QSizePolicy::Minimum, QSizePolicy::Fixed);
+    setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
 }
 
 void Label::setTone(Tone tone)
@@ -44,7 +44,7 @@ TextBlock Label::block(double /*width*/) const
 
 void Label::paintEvent(QPaintEvent * /*event*/)
 {
-    const TextBlock text = block(width());
+    const TextBlock text = fittingBlock();
     double x = 0;
     if ((alignment() & Qt::AlignHCenter) != 0)
         x = std::floor((width() - text.size().width()) / 2);

@@ -29,6 +29,8 @@ protected:
     void paintEvent(QPaintEvent *event) override;
     /// The text as it is set in this width.
     [[nodiscard]] virtual TextBlock block(double width) const;
+    /// The text as it is painted, in the label's present size.
+    [[nodiscard]] virtual TextBlock fittingBlock() const { return block(width()); }
 
 private:
     Tone m_tone;

@@ -51,9 +51,19 @@ ScrollArea::ScrollArea(QWidget *parent)
     setFrameShape(QFrame::NoFrame);
     setWidgetResizable(true);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
     setVerticalScrollBar(new SlimScrollBar(Qt::Vertical));
     setFocusPolicy(Qt::NoFocus);
     viewport()->setAutoFillBackground(false);
+}
+
+void ScrollArea::fitPage()
+{
+    for (QWidget *part : widget()->findChildren<QWidget *>())
+        part->updateGeometry();
+    const int height = widget()->heightForWidth(viewport()->width());
+    if (widget()->minimumHeight() != height)
+        widget()->setMinimumHeight(height);
 }
 
 } // namespace quorvalent

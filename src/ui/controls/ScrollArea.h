@@ -4,13 +4,18 @@
 
 namespace quorvalent {
 
-/// Scrolls a page vertically, behind a slim bar that is there only when the page is longer than the window.
+/// Scrolls a page vertically, with a slim bar that shows only when the page is longer than the window. The
+/// bar's room is always kept, so that a page is never set anew for it.
 class ScrollArea : public QScrollArea
 {
     Q_OBJECT
 
 public:
     explicit ScrollArea(QWidget *parent = nullptr);
+
+    /// Gives the page the height that its present texts need. Heights that depend on a width are remembered
+    /// at every level of a page, and texts that changed deep inside do not reach all of them by themselves.
+    void fitPage();
 };
 
 } // namespace quorvalent

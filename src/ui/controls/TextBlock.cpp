@@ -2,6 +2,7 @@
 
 #include <QFontMetricsF>
 #include <QPainter>
+#include <QRegularExpression>
 #include <QTextOption>
 
 #include <algorithm>
@@ -9,9 +10,20 @@
 
 namespace quorvalent {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr double unlimited = 1e6;
+
+// Marks that must not stand alone at the beginning or the end of a line, in the languages that put a space
+// beside them.
+QString withBoundMarks(QString text)
+{
+    static const QRegularExpression before(u" (?=[:;!?%»])"_s);
+    static const QRegularExpression after(u"(?<=«) "_s);
+    return text.replace(before, u"\u00a0"_s).replace(after, u"\u00a0"_s);
+}
 
 } // namespace
 
@@ -45,7 +57,7 @@ TextBlock::TextBlock(const QString &text, const QFont &font, double width, int m
 
 void TextBlock::set(const QString &text, double width)
 {
-    QString lines = text;
+    QString lines = withBoundMarks(text);
     lines.replace(u'\n', QChar::LineSeparator);
     m_layout.setText(lines);
     QTextOption option;
@@ -58,11 +70,11 @@ void TextBlock::set(const QString &text, double width)
         line.setLeadingIncluded(true);
         line.setLineWidth(width);
         line.setPosition(QPointF(0, height));
-        height += std::ceil(line.height());
+        height += std::round(line.height());
         widest = std::max(widest, line.naturalTextWidth());
     }
     m_layout.endLayout();
-    m_size = QSizeF(std::ceil(widest), height);
+    m_size = QSizeF(std::ceil(widest), std::ceil(height));
 }
 
 void TextBlock::paint(QPainter &painter, const QPointF &topLeft, const QColor &colour) const

@@ -12,7 +12,7 @@ WrappingLabel::WrappingLabel(TextStyle style, Tone tone, int maxLines, QWidget *
     , m_maxLines(maxLines)
 {
     setWordWrap(true); // what makes QLabel keep a height that follows the width
-    QSizePolicy policy(QSizePolicy::Preferred, QSizePolicy::Fixed);
+    QSizePolicy policy(QSizePolicy::Preferred, QSizePolicy::Preferred);
     policy.setHeightForWidth(true);
     setSizePolicy(policy);
     setAlignment(Qt::AlignLeft | Qt::AlignTop);
@@ -33,11 +33,25 @@ TextBlock WrappingLabel::block(double width) const
     return {text(), font(), width, m_maxLines};
 }
 
+int WrappingLabel::fittingLines() const
+{
+    for (int lines = block(width()).lines(); lines > 1; --lines) {
+        if (TextBlock(text(), font(), width(), lines).size().height() <= height())
+            return lines;
+    }
+    return 1;
+}
+
+TextBlock WrappingLabel::fittingBlock() const
+{
+    return {text(), font(), static_cast<double>(width()), fittingLines()};
+}
+
 bool WrappingLabel::event(QEvent *event)
 {
     if (event->type() != QEvent::ToolTip || !toolTip().isEmpty())
         return Label::event(event);
-    if (block(width()).isCut())
+    if (fittingBlock().isCut())
         QToolTip::showText(static_cast<QHelpEvent *>(event)->globalPos(), text(), this);
     return true;
 }

@@ -4,7 +4,8 @@
 
 namespace quorvalent {
 
-/// A text on as many lines as its width asks for, or at most `maxLines`.
+/// A text on as many lines as its width asks for, or at most `maxLines`; on a surface of a given height, as
+/// many as there is room for. What is left out is in the tooltip.
 class WrappingLabel : public Label
 {
     Q_OBJECT
@@ -21,8 +22,11 @@ public:
 protected:
     bool event(QEvent *event) override;
     [[nodiscard]] TextBlock block(double width) const override;
+    [[nodiscard]] TextBlock fittingBlock() const override;
 
 private:
+    [[nodiscard]] int fittingLines() const;
+
     int m_maxLines;
 };
 

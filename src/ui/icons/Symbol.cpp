@@ -18,6 +18,8 @@ static void loadIcons()
 
 namespace quorvalent {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 // In the order of the enumeration.
@@ -52,7 +54,7 @@ QByteArray drawingOf(Symbol symbol, SymbolWeight weight)
 {
     loadIcons();
     const char *name = files.at(static_cast<std::size_t>(symbol));
-    QFile file(QStringLiteral(":/quorvalent/icons/%1.svg").arg(QLatin1String(name)));
+    QFile file(u":/quorvalent/icons/%1.svg"_s.arg(QLatin1String(name)));
     if (!file.open(QIODevice::ReadOnly))
         qFatal("the symbol %s is not in the program", name);
     QByteArray drawing = file.readAll();
@@ -80,8 +82,7 @@ void inkWith(QImage &image, const QColor &colour)
 QPixmap symbolPixmap(Symbol symbol, double size, const QColor &colour, double ratio, SymbolWeight weight)
 {
     const int pixels = std::max(1, static_cast<int>(std::lround(size * ratio)));
-    const QString key = QStringLiteral("symbol-%1-%2-%3-%4")
-                            .arg(static_cast<int>(symbol))
+    const QString key = u"symbol-%1-%2-%3-%4"_s.arg(static_cast<int>(symbol))
                             .arg(pixels)
                             .arg(colour.rgba())
                             .arg(static_cast<int>(weight));

@@ -1,0 +1,241 @@
+#include "ui/RenderPictures.h"
+
+#include "core/RenamePolicy.h"
+#include "i18n/Localization.h"
+#include "model/AppModel.h"
+#include "model/DesktopServices.h"
+#include "platform/ComposedText.h"
+#include "ui/FloatingCard.h"
+#include "ui/Metrics.h"
+#include "ui/Style.h"
+#include "ui/Theme.h"
+#include "ui/TypeScale.h"
+#include "ui/UpdateControl.h"
+#include "ui/views/CompactBanner.h"
+#include "ui/views/MenuView.h"
+#include "ui/views/ProtectionWarning.h"
+#include "ui/views/SettingsView.h"
+
+#include <QApplication>
+#include <QFile>
+#include <QImage>
+#include <QPainter>
+#include <QScrollArea>
+#include <QScrollBar>
+
+#include <functional>
+
+namespace quorvalent::RenderPictures {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int ratio = 2;
+
+struct Look
+{
+    QString suffix;
+    const Theme &theme;
+};
+
+// A preview touches nothing, and these services do nothing.
+ModelServices noServices()
+{
+    return {
+        .convert = [](const RenameJob &, const Preferences &, const Progress &) {},
+        .makeWatcher = [](const JobSourceHandlers &) -> std::unique_ptr<JobSource> { return nullptr; },
+        .restoreInterruptedWork = [](const std::vector<std::filesystem::path> &) { return QStringList(); },
+        .inBackground = [](const Task &) {},
+        .later = [](std::chrono::milliseconds, const Task &) {}};
+}
+
+class PreviewModel : public AppModel
+{
+public:
+    PreviewModel()
+        : AppModel(noServices(), noDesktop(), Mode::Preview)
+    {}
+};
+
+bool save(QWidget &widget, const std::filesystem::path &file)
+{
+    QImage picture(widget.size() * ratio, QImage::Format_ARGB32_Premultiplied);
+    picture.setDevicePixelRatio(ratio);
+    picture.fill(Qt::transparent);
+    widget.render(&picture, QPoint(), QRegion(), QWidget::DrawChildren);
+    return picture.save(QString::fromStdString(file.string()), "PNG");
+}
+
+ConversionStatus converting(std::optional<double> progress)
+{
+    ConversionStatus sample;
+    sample.isConverting = true;
+    sample.progress = progress;
+    sample.currentName = u"Vacances-sur-la-côte.mp4"_s;
+    sample.currentDetail = u"MOV → MP4"_s;
+    return sample;
+}
+
+ConversionStatus finished(std::optional<double> progress)
+{
+    ConversionStatus sample = converting(progress);
+    sample.isConverting = false;
+    return sample;
+}
+
+QString refusal()
+{
+    const QString reason = RenameProtection::rejectionReason(u"mp3"_s, u"mkv"_s).value_or(QString());
+    return composed(u"{0} Nom d’origine rétabli : « {1} ». Le contenu n’a pas été modifié."_s,
+                    {reason, u"musique.mp3"_s});
+}
+
+ConversionStatus refused(int count)
+{
+    ConversionStatus sample;
+    sample.warningTitle = u"Format non pris en charge"_s;
+    sample.warningMessage = refusal();
+    sample.warningCount = count;
+    return sample;
+}
+
+ConversionStatus withActivities()
+{
+    ConversionStatus sample;
+    sample.activities = {
+        Activity(u"photo.jpg"_s, u"Conversion terminée"_s, true),
+        Activity(u"musique.mkv"_s, refusal(), false),
+        Activity(u"Un très long nom de fichier rapporté de vacances au bord de la mer, été 2026.webp"_s,
+                 u"Terminé · original conservé"_s, true),
+        Activity(u"interview.m4a"_s,
+                 composed(u"{0} Extension d’origine rétablie."_s, {u"Espace disque insuffisant."_s}), false),
+    };
+    return sample;
+}
+
+bool saveBanner(AppModel &model, const ConversionStatus &state, const std::filesystem::path &file)
+{
+    model.showSample(state);
+    FloatingCard card(FloatingCard::Kind::Notice, new CompactBanner(model), metrics::bannerRadius);
+    card.fit();
+    return save(card, file);
+}
+
+bool saveWarning(AppModel &model, const ConversionStatus &state, const std::filesystem::path &file)
+{
+    model.showSample(state);
+    FloatingCard card(FloatingCard::Kind::Warning,
+                      new ProtectionWarning(model, {.dismiss = [] {}, .details = [] {}}),
+                      metrics::warningRadius);
+    card.fit();
+    return save(card, file);
+}
+
+bool saveMenu(AppModel &model, const ConversionStatus &state, const std::filesystem::path &file)
+{
+    model.showSample(state);
+    FloatingCard card(FloatingCard::Kind::Popover, new MenuView(model, {.settings = [] {}, .quit = [] {}}),
+                      metrics::popoverRadius);
+    card.fit();
+    return save(card, file);
+}
+
+/// A section, and a second picture of its end where it is longer than the window.
+bool saveSection(AppModel &model, const QString &section, const std::filesystem::path &folder,
+                 const QString &name, const QString &suffix)
+{
+    model.setSelectedTab(section);
+    NoUpdates updater;
+    SettingsView view(model, {updater, [](QWidget &, const auto &) {}, [] { return true; }});
+    const auto file = [&](const QString &part) {
+        return folder / QFile::encodeName(u"settings-"_s + name + part + suffix + u".png"_s).toStdString();
+    };
+    view.ensurePolished();
+    bool saved = save(view, file({}));
+    QScrollBar *bar = view.findChild<QScrollArea *>()->verticalScrollBar();
+    if (bar->maximum() > 0) {
+        bar->setValue(bar->maximum());
+        saved = save(view, file(u"-end"_s)) && saved;
+    }
+    return saved;
+}
+
+bool saveAll(const std::filesystem::path &folder, const Look &look)
+{
+    QApplication::setPalette(look.theme.palette());
+    PreviewModel model;
+    const auto file = [&](const char *name) { return folder / (name + look.suffix.toStdString() + ".png"); };
+    bool saved = saveMenu(model, {}, file("menu-no-folder"));
+    model.changePreferences([](Preferences &preferences) {
+        preferences.folders = {"/home/camille/Images",
+                               "/home/camille/Vidéos/Vacances au bord de la mer 2026/À trier"};
+    });
+    saved = saveMenu(model, {}, file("menu-idle")) && saved;
+    saved = saveMenu(model, withActivities(), file("menu-activity")) && saved;
+    saved = saveMenu(model, converting(0.42), file("menu-converting")) && saved;
+    saved = saveMenu(model, converting({}), file("menu-converting-unknown")) && saved;
+    model.setPaused(true);
+    saved = saveMenu(model, {}, file("menu-paused")) && saved;
+    model.setPaused(false);
+    saved = saveBanner(model, converting(0.42), file("banner-converting")) && saved;
+    saved = saveBanner(model, converting({}), file("banner-converting-unknown")) && saved;
+    saved = saveBanner(model, finished(1.0), file("banner-succeeded")) && saved;
+    saved = saveBanner(model, finished({}), file("banner-interrupted")) && saved;
+    saved = saveWarning(model, refused(1), file("warning-1")) && saved;
+    saved = saveWarning(model, refused(3), file("warning-3")) && saved;
+
+    const std::array<std::pair<QString, QString>, 8> sections{{{u"Général"_s, u"general"_s},
+                                                               {u"Dossiers"_s, u"folders"_s},
+                                                               {u"Photos"_s, u"photos"_s},
+                                                               {u"Audio"_s, u"audio"_s},
+                                                               {u"Vidéo"_s, u"video"_s},
+                                                               {u"Activité"_s, u"activity"_s},
+                                                               {u"À propos de"_s, u"about"_s},
+                                                               {u"Mises à jour"_s, u"updates"_s}}};
+    model.showSample(withActivities());
+    for (const auto &[section, name] : sections)
+        saved = saveSection(model, section, folder, name, look.suffix) && saved;
+    model.showSample({});
+    model.changePreferences([](Preferences &preferences) { preferences.folders.clear(); });
+    saved = saveSection(model, u"Dossiers"_s, folder, u"folders-empty"_s, look.suffix) && saved;
+    saved = saveSection(model, u"Activité"_s, folder, u"activity-empty"_s, look.suffix) && saved;
+    return saved;
+}
+
+void prepare()
+{
+    auto *style = new Style;
+    style->setReducedMotion(true); // nothing is caught in the middle of a movement
+    QApplication::setStyle(style);
+    QApplication::setFont(applicationFont(QApplication::font(), Localization::code()));
+}
+
+} // namespace
+
+bool banner(const std::filesystem::path &file)
+{
+    prepare();
+    PreviewModel model;
+    return saveBanner(model, converting(0.42), file);
+}
+
+bool warning(const std::filesystem::path &file)
+{
+    prepare();
+    PreviewModel model;
+    return saveWarning(model, refused(1), file);
+}
+
+bool everything(const std::filesystem::path &folder)
+{
+    prepare();
+    std::error_code failed;
+    std::filesystem::create_directories(folder, failed);
+    if (failed)
+        return false;
+    const bool light = saveAll(folder, {u"-light"_s, Theme::light()});
+    return saveAll(folder, {u"-dark"_s, Theme::dark()}) && light;
+}
+
+} // namespace quorvalent::RenderPictures

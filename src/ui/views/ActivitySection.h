@@ -1,0 +1,39 @@
+#pragma once
+
+#include "ui/views/Section.h"
+
+#include <QList>
+#include <QUuid>
+
+class QVBoxLayout;
+
+namespace quorvalent {
+
+class AppModel;
+class ActivityRow;
+class Card;
+class WrappingLabel;
+
+/// The recent conversions, the newest first.
+class ActivitySection : public Section
+{
+    Q_OBJECT
+
+public:
+    explicit ActivitySection(AppModel &model, QWidget *parent = nullptr);
+
+    void refresh() override;
+
+private:
+    void rebuildRows();
+
+    AppModel &m_model;
+    QWidget *m_empty;
+    WrappingLabel *m_emptyTitle;
+    WrappingLabel *m_emptyText;
+    Card *m_list;
+    QList<ActivityRow *> m_rows;
+    QList<QUuid> m_shown;
+};
+
+} // namespace quorvalent

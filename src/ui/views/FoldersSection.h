@@ -1,0 +1,53 @@
+#pragma once
+
+#include "ui/views/Section.h"
+
+#include <filesystem>
+#include <functional>
+#include <vector>
+
+class QVBoxLayout;
+
+namespace quorvalent {
+
+class AppModel;
+class FolderRow;
+class PushButton;
+class RowText;
+class WrappingLabel;
+
+/// Asks the user for folders and hands them over, later and only if some were chosen. The widget is the one
+/// that asks.
+using ChooseFolders =
+    std::function<void(QWidget &, std::function<void(const std::vector<std::filesystem::path> &)>)>;
+
+/// The watched folders.
+class FoldersSection : public Section
+{
+    Q_OBJECT
+
+public:
+    FoldersSection(AppModel &model, ChooseFolders chooseFolders, QWidget *parent = nullptr);
+
+    void refresh() override;
+
+private:
+    [[nodiscard]] QWidget *makeEmptyState();
+    void addFolder();
+    void rebuildRows();
+
+    AppModel &m_model;
+    ChooseFolders m_chooseFolders;
+    RowText *m_title;
+    PushButton *m_add;
+    QWidget *m_empty;
+    WrappingLabel *m_emptyTitle;
+    WrappingLabel *m_emptyText;
+    PushButton *m_choose;
+    QVBoxLayout *m_rows;
+    std::vector<std::filesystem::path> m_shown;
+    WrappingLabel *m_problem;
+    WrappingLabel *m_tip;
+};
+
+} // namespace quorvalent

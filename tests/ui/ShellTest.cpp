@@ -1,0 +1,209 @@
+#include "FakeClock.h"
+#include "i18n/Localization.h"
+#include "support/FakeWorld.h"
+#include "ui/AppDelegate.h"
+#include "ui/Style.h"
+
+#include <QApplication>
+#include <QPushButton>
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+namespace quorvalent {
+namespace {
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+class Shell : public testing::Test
+{
+protected:
+    Shell()
+        : appearance(style)
+        , model(world.services(), noDesktop(), AppModel::Mode::Preview)
+        , shell({.model = model,
+                 .updater = updates,
+                 .appearance = appearance,
+                 .scheduler = clock.scheduler(),
+                 .chooseFolders = [](QWidget &, const auto &) {},
+                 .quit = [this] { ++quits; }},
+                {})
+    {
+        Localization::override = u"fr"_s;
+        shell.launch();
+    }
+
+    void show(bool converting, std::optional<double> progress)
+    {
+        ConversionStatus status;
+        status.isConverting = converting;
+        status.progress = progress;
+        status.currentName = u"photo.jpg"_s;
+        status.warningCount = model.warningCount();
+        model.showSample(status);
+    }
+    void begin()
+    {
+        show(true, {});
+        model.onToast();
+    }
+    void succeed()
+    {
+        show(false, 1.0);
+        model.onFinished();
+    }
+    void fail()
+    {
+        show(false, {});
+        model.onWarning();
+    }
+    [[nodiscard]] bool warns() const
+    {
+        return shell.warningPanel() != nullptr && shell.warningPanel()->isVisible();
+    }
+    [[nodiscard]] bool toasts() const { return shell.toast().isVisible(); }
+
+    test::FakeWorld world;
+    test::FakeClock clock;
+    Style style;
+    Appearance appearance;
+    AppModel model;
+    NoUpdates updates;
+    int quits = 0;
+    AppDelegate shell;
+};
+
+TEST_F(Shell, OpensTheSettingsWithoutAFolder)
+{
+    ASSERT_NE(shell.settingsWindow(), nullptr);
+    EXPECT_TRUE(shell.settingsWindow()->isVisible());
+    EXPECT_EQ(shell.settingsWindow()->size(), QSize(820, 590));
+}
+
+TEST_F(Shell, AnnouncesAQuickConversionOnlyAtItsEnd)
+{
+    begin();
+    clock.advance(300ms);
+    EXPECT_FALSE(toasts());
+    succeed();
+    EXPECT_TRUE(toasts());
+    clock.advance(1599ms);
+    EXPECT_TRUE(toasts());
+    clock.advance(1ms);
+    EXPECT_FALSE(toasts());
+}
+
+TEST_F(Shell, AnnouncesALongConversionAfterSevenTenths)
+{
+    begin();
+    clock.advance(699ms);
+    EXPECT_FALSE(toasts());
+    clock.advance(1ms);
+    EXPECT_TRUE(toasts());
+    clock.advance(5s);
+    EXPECT_TRUE(toasts());
+    succeed();
+    clock.advance(1600ms);
+    EXPECT_FALSE(toasts());
+}
+
+TEST_F(Shell, LeavesAnUnfinishedToastThreeSeconds)
+{
+    show(false, 0.98);
+    model.onFinished();
+    clock.advance(2999ms);
+    EXPECT_TRUE(toasts());
+    clock.advance(1ms);
+    EXPECT_FALSE(toasts());
+}
+
+TEST_F(Shell, HidesAFinishedToastWhenTheNextJobStarts)
+{
+    begin();
+    succeed();
+    clock.advance(1500ms);
+    begin();
+    EXPECT_FALSE(toasts());
+    clock.advance(700ms);
+    EXPECT_TRUE(toasts());
+    clock.advance(5s); // the first job's hiding was cancelled
+    EXPECT_TRUE(toasts());
+}
+
+TEST_F(Shell, GivesTheCornerToAWarning)
+{
+    begin();
+    clock.advance(1s);
+    fail();
+    EXPECT_FALSE(toasts());
+    EXPECT_TRUE(warns());
+    const FloatingCard *panel = shell.warningPanel();
+    fail();
+    EXPECT_EQ(shell.warningPanel(), panel);
+    begin(); // the next job runs under the warning
+    clock.advance(1min);
+    EXPECT_FALSE(toasts());
+    EXPECT_TRUE(warns());
+    shell.dismissWarning();
+    EXPECT_FALSE(warns());
+    EXPECT_TRUE(toasts());
+    EXPECT_EQ(model.warningCount(), 0);
+}
+
+TEST_F(Shell, ShowsTheActivityForTheDetails)
+{
+    fail();
+    for (QPushButton *button : shell.warningPanel()->content().findChildren<QPushButton *>()) {
+        if (button->text() == u"Détails"_s)
+            button->click();
+    }
+    EXPECT_FALSE(warns());
+    EXPECT_EQ(model.selectedTab(), u"Activité"_s);
+    EXPECT_TRUE(shell.settingsWindow()->isVisible());
+}
+
+TEST_F(Shell, RefusesToQuitWhileAConversionRuns)
+{
+    begin();
+    shell.requestQuit();
+    EXPECT_EQ(quits, 0);
+    shell.finishAndQuit();
+    EXPECT_EQ(quits, 0);
+    succeed();
+    EXPECT_GE(quits, 1);
+}
+
+TEST_F(Shell, PutsBannerAndWarningTwelvePointsFromTheCorner)
+{
+    const QRect visible = QGuiApplication::primaryScreen()->availableGeometry();
+    const auto corner = [&](int width) {
+        return QPoint(visible.right() + 1 - 12 - width, visible.top() + 12);
+    };
+    begin();
+    clock.advance(1s);
+    EXPECT_EQ(shell.toast().panel()->card(), QRect(corner(280), QSize(280, 44)));
+    fail();
+    EXPECT_EQ(shell.warningPanel()->card(), QRect(corner(340), QSize(340, 190)));
+}
+
+TEST_F(Shell, TogglesThePopoverAndKeepsItsTopEdge)
+{
+    shell.toggleMenu(QRect(400, 0, 22, 22));
+    ASSERT_TRUE(shell.popover().isVisible());
+    const QRect idle = shell.popover().card()->card();
+    begin();
+    QCoreApplication::processEvents();
+    const QRect converting = shell.popover().card()->card();
+    EXPECT_GT(converting.height(), idle.height());
+    EXPECT_EQ(converting.topLeft(), idle.topLeft());
+    EXPECT_EQ(idle.width(), 340);
+    shell.toggleMenu(QRect(400, 0, 22, 22));
+    EXPECT_FALSE(shell.popover().isVisible());
+    shell.toggleMenu(QRect(400, 0, 22, 22));
+    QTest::keyClick(const_cast<FloatingCard *>(shell.popover().card()), Qt::Key_Escape);
+    EXPECT_FALSE(shell.popover().isVisible());
+}
+
+} // namespace
+} // namespace quorvalent
