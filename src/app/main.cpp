@@ -1,10 +1,9 @@
 #include "app/LaunchMode.h"
+#include "app/MenuBarProgram.h"
 #include "app/SelfCheck.h"
+#include "ui/RenderPictures.h"
 
 #include <QCoreApplication>
-
-#include <cstdio>
-#include <cstdlib>
 
 int main(int argc, char **argv)
 {
@@ -20,12 +19,13 @@ int main(int argc, char **argv)
         return runChecks(mode.action);
     }
     case Action::RenderBanner:
+        return renderPictures(argc, argv, &RenderPictures::banner, mode.output);
     case Action::RenderWarning:
+        return renderPictures(argc, argv, &RenderPictures::warning, mode.output);
     case Action::RenderUi:
+        return renderPictures(argc, argv, &RenderPictures::everything, mode.output);
     case Action::Normal:
         break;
     }
-    std::fputs("quorvalent: this build has no windows; quorvalent-watch does the work without them\n",
-               stderr);
-    return EXIT_FAILURE;
+    return runMenuBarProgram(argc, argv);
 }

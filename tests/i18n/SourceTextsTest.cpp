@@ -58,6 +58,8 @@ const std::map<QString, const char *> &otherTexts()
     constexpr const char *layout = "no words";
     constexpr const char *system = "a name that the system gives";
     constexpr const char *ours = "a name inside our own files";
+    constexpr const char *inPictures = "a file in a picture of the windows";
+    constexpr const char *atStart = "before there is a language, to a terminal";
     static const std::map<QString, const char *> texts{
         {u"]   …   "_s, layout},
         {u" → "_s, layout},
@@ -68,6 +70,20 @@ const std::map<QString, const char *> &otherTexts()
         {u"animation frame: delay "_s, ours},
         {u"(?:^|\\n)animation frame: delay (\\d{1,8}) ms(?:, loops (\\d{1,6}))?$"_s, ours},
         {u"Help"_s, ours},
+        {u"Vacances-sur-la-côte.mp4"_s, inPictures},
+        {u"MOV → MP4"_s, inPictures},
+        {u"Un très long nom de fichier rapporté de vacances au bord de la mer, été 2026.webp"_s, inPictures},
+        {u"/home/camille/Vidéos/Vacances au bord de la mer 2026/À trier"_s, inPictures},
+        {u" (?=[:;!?%»])"_s, layout},
+        {u"(?<=«) "_s, layout},
+        {u"\u00a0"_s, layout},
+        {u" — "_s, layout},
+        {u" · "_s, layout},
+        {u"Read"_s, system},
+        {u"Get"_s, system},
+        {u"Activate"_s, system},
+        {u"Response"_s, system},
+        {u"D-Bus Interface"_s, system},
         {u"Desktop Entry"_s, system},
         {u"Noto Sans CJK SC"_s, system},
         {u"Noto Sans CJK JP"_s, system},
@@ -87,8 +103,9 @@ const std::map<QString, const char *> &otherTexts()
         {u"UNSYNCED LYRICS"_s, inFiles},
         {u"ALBUM ARTIST"_s, inFiles},
         {u"the symbol %s is not in the program"_s, "for the developer of a view"},
-        {u"quorvalent: this build has no windows; quorvalent-watch does the work without them\n"_s,
-         "for the developer of a build without windows"},
+        {u"quorvalent: there is no display; quorvalent-watch does the work without one\n"_s, atStart},
+        {u"quorvalent: already running\n"_s, atStart},
+        {u"quorvalent: cannot write %s\n"_s, atStart},
     };
     return texts;
 }
