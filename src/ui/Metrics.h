@@ -29,6 +29,7 @@ inline constexpr int warningPadding = 14;
 inline constexpr int warningSpacing = 8;
 inline constexpr int warningIcon = 18;
 inline constexpr int warningLines = 5;
+inline constexpr int warningButtonHeight = 28; ///< leaves room for those lines
 
 inline constexpr int cornerMargin = 12;    ///< of banner and warning panel to the visible area's corner
 inline constexpr int popoverMargin = 4;    ///< of the popover to the panel and to the visible area

@@ -4,10 +4,19 @@
 #include "ui/desktop/FolderPortal.h"
 
 #include <QAbstractItemView>
+#include <QCoreApplication>
 #include <QDBusConnection>
+#include <QDir>
 #include <QFile>
 #include <QFileDialog>
+#include <QGridLayout>
+#include <QLabel>
+#include <QLibraryInfo>
+#include <QLocale>
 #include <QPointer>
+#include <QTranslator>
+
+#include <memory>
 
 namespace quorvalent {
 
@@ -17,11 +26,36 @@ using namespace Qt::StringLiterals;
 
 using Chosen = std::function<void(const std::vector<std::filesystem::path> &)>;
 
+// Qt's own texts of the dialog ("Look in:") in the language shown, where Qt has them. A translator leaves the
+// application by itself when it is destroyed.
+std::unique_ptr<QTranslator> installedQtTexts()
+{
+    auto texts = std::make_unique<QTranslator>();
+    if (texts->load(QLocale(Localization::code()), u"qtbase"_s, u"_"_s,
+                    QLibraryInfo::path(QLibraryInfo::TranslationsPath)))
+        QCoreApplication::installTranslator(texts.get());
+    return texts;
+}
+
+// The portal has the sentence in its title bar; here there is room for it.
+void addExplanation(QFileDialog &dialog)
+{
+    auto *grid = qobject_cast<QGridLayout *>(dialog.layout());
+    if (grid == nullptr)
+        return;
+    auto *explanation =
+        new QLabel(L(u"Les changements d’extension dans ces dossiers déclencheront une conversion."_s));
+    explanation->setWordWrap(true);
+    grid->addWidget(explanation, grid->rowCount(), 0, 1, grid->columnCount());
+}
+
 // Qt's own dialog can take several folders, though it has no mode for it.
 void askWithDialog(QWidget *window, const Chosen &chosen)
 {
-    auto *dialog = new QFileDialog(window, L(u"Ajouter un dossier"_s));
+    auto texts = installedQtTexts();
+    auto *dialog = new QFileDialog(window, L(u"Ajouter un dossier"_s), QDir::homePath());
     dialog->setAttribute(Qt::WA_DeleteOnClose);
+    addExplanation(*dialog);
     dialog->setFileMode(QFileDialog::Directory);
     dialog->setOption(QFileDialog::ShowDirsOnly);
     dialog->setOption(QFileDialog::DontUseNativeDialog);
@@ -37,6 +71,7 @@ void askWithDialog(QWidget *window, const Chosen &chosen)
             folders.emplace_back(QFile::encodeName(file).toStdString());
         chosen(folders);
     });
+    texts.release()->setParent(dialog);
     dialog->open();
 }
 

@@ -90,8 +90,9 @@ void FolderPortal::onResponse(uint response, const QVariantMap &results)
         for (const QString &uri : results.value(u"uris"_s).toStringList()) {
             const QUrl url(uri);
             if (url.isLocalFile())
+                // Names are bytes; a detour over text would lose those that are no UTF-8.
                 folders.emplace_back(
-                    QUrl::fromPercentEncoding(url.path(QUrl::FullyEncoded).toLatin1()).toStdString());
+                    QByteArray::fromPercentEncoding(url.path(QUrl::FullyEncoded).toLatin1()).toStdString());
         }
     }
     if (!folders.empty())

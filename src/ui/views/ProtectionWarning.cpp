@@ -30,6 +30,8 @@ ProtectionWarning::ProtectionWarning(AppModel &model, Actions actions, QWidget *
     , m_dismiss(new PushButton(PushButton::Look::Bordered))
 {
     setFixedSize(metrics::warningSize);
+    m_details->setFixedHeight(metrics::warningButtonHeight);
+    m_dismiss->setFixedHeight(metrics::warningButtonHeight);
     auto *header = new QHBoxLayout;
     header->setContentsMargins(metrics::buttonPlainPadding, 0, 0, 0);
     header->setSpacing(metrics::buttonIconSpacing);
