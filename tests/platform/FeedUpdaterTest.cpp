@@ -10,6 +10,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sys/resource.h>
+
+#include <csignal>
 #include <fstream>
 
 namespace quorvalent::test {
@@ -45,7 +48,8 @@ public:
         shown.emplace_back("ready");
         postToMain([answer = std::move(answer), installNow = installNow] { answer(installNow); });
     }
-    void showWaiting() override { shown.emplace_back("waiting"); }
+    void showWaiting(std::function<void()> cancel) override { step("waiting", std::move(cancel)); }
+    void showRestarting() override { shown.emplace_back("restarting"); }
     void showUpToDate(const QString &installed) override
     {
         shown.push_back("up to date " + installed.toStdString());
@@ -80,12 +84,12 @@ protected:
         publish("2.0", goodProgram);
     }
 
-    void publish(const char *version, const char *program)
+    void publish(const char *version, const char *program, const std::string &filling = noise())
     {
         const fs::path archive = folder / "archive.tar.zst";
         writeArchive(archive, {{.name = "quorvalent/bin/quorvalent", .content = program, .mode = 0755},
                                {.name = "quorvalent/version", .content = version},
-                               {.name = "quorvalent/filling", .content = noise()}});
+                               {.name = "quorvalent/filling", .content = filling}});
         releases = {signedRelease(key, version, archive)};
         QFile file(archive);
         ASSERT_TRUE(file.open(QIODevice::ReadOnly));
@@ -103,8 +107,9 @@ protected:
         return text;
     }
 
-    /// Runs one check to its end.
-    void check(bool isAskedFor = true)
+    /// Runs one check to its end, or until something has come about.
+    void check(
+        bool isAskedFor = true, const std::function<bool()> &isEnough = [] { return false; })
     {
         if (!server.pages.contains("/feed"))
             server.pages["/feed"] = {.content = signedFeed(releases, key)};
@@ -128,8 +133,8 @@ protected:
         else
             updater.checkForUpdatesInBackground();
         EXPECT_FALSE(updater.canCheckForUpdates());
-        ASSERT_TRUE(
-            waitFor([this] { return ended || (!relaunches.empty() && relaunches.back() == "quit"); }));
+        ASSERT_TRUE(waitFor(
+            [&] { return ended || isEnough() || (!relaunches.empty() && relaunches.back() == "quit"); }));
     }
 
     [[nodiscard]] std::string lastShown() const { return dialogs.shown.empty() ? "" : dialogs.shown.back(); }
@@ -169,8 +174,8 @@ TEST_F(FeedUpdaterTest, replacesTheBundleAndStartsTheNewVersion)
     EXPECT_EQ(folder.read("app/arguments"), "--go on");
     EXPECT_THAT(relaunches, ElementsAre("prepare", "quit"));
     EXPECT_FALSE(fs::exists(folder / ".app.update")) << "the old version is gone";
-    EXPECT_THAT(dialogs.shown,
-                ElementsAre("checking", "found 2.0 over 1.0", "download", "preparation", "ready", "closed"));
+    EXPECT_THAT(dialogs.shown, ElementsAre("checking", "found 2.0 over 1.0", "download", "preparation",
+                                           "ready", "restarting", "closed", "closed"));
 }
 
 TEST_F(FeedUpdaterTest, putsTheOldVersionBackWhenTheNewOneDoesNotStart)
@@ -181,6 +186,39 @@ TEST_F(FeedUpdaterTest, putsTheOldVersionBackWhenTheNewOneDoesNotStart)
     EXPECT_THAT(relaunches, ElementsAre("prepare", "go on"));
     EXPECT_EQ(outcome, UpdateError::Kind::Failed);
     EXPECT_EQ(lastShown(), "La nouvelle version n’a pas démarré. La version précédente a été rétablie.");
+}
+
+TEST_F(FeedUpdaterTest, putsTheOldVersionBackWhenItHasToEndBeforeTheNewOneRuns)
+{
+    // Tells nobody but this test that it is there, and has a child that holds its descriptors.
+    publish("2.0", "#!/bin/sh\nsleep 60 &\nprintf $! > \"${0%/*}/../child\"\nwait\n");
+    std::string child;
+    check(true, [&] {
+        std::getline(std::ifstream(folder / "app/child"), child);
+        return !child.empty();
+    });
+    expectUntouched();
+    EXPECT_TRUE(waitFor([&child] {
+        std::string command; // nothing once the process is gone, whether or not it was reaped
+        return !std::getline(std::ifstream("/proc/" + child + "/cmdline"), command);
+    }));
+}
+
+TEST_F(FeedUpdaterTest, survivesAFullDiskWhileItUnpacks)
+{
+    publish("2.0", goodProgram, std::string(8'000'000, '\0')); // a small archive of something large
+    struct rlimit before = {};
+    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
+    struct rlimit small = before;
+    small.rlim_cur = 2'000'000;
+    const auto signalBefore = std::signal(SIGXFSZ, SIG_IGN);
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
+    check();
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &before), 0);
+    (void)std::signal(SIGXFSZ, signalBefore);
+    EXPECT_EQ(outcome, UpdateError::Kind::Failed);
+    EXPECT_THAT(dialogs.shown, testing::Contains("preparation"));
+    expectUntouched();
 }
 
 TEST_F(FeedUpdaterTest, installsWhenItIsAllowedTo)
@@ -224,11 +262,12 @@ TEST_F(FeedUpdaterTest, offersASkippedVersionOnlyToThoseWhoAsk)
 
 TEST_F(FeedUpdaterTest, canBeCancelledAtEveryStep)
 {
-    for (const char *step : {"checking", "download", "preparation"}) {
+    postpone = [](const auto &) { return true; };
+    for (const char *step : {"checking", "download", "preparation", "waiting"}) {
         dialogs.cancelledAt = step;
         check();
         EXPECT_EQ(outcome, std::nullopt) << step;
-        EXPECT_TRUE(waitFor([this] { return !fs::exists(folder / ".app.update"); })) << step;
+        EXPECT_EQ(lastShown(), "closed") << step;
         expectUntouched(step);
     }
     dialogs.cancelledAt.clear();

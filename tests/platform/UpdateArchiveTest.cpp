@@ -153,9 +153,27 @@ TEST(BundleExchange, replacesAsAWholeAndCanBeUndone)
         exchange->undo();
         EXPECT_EQ(folder.read("app/version"), "1");
         exchange->exchange();
+        exchange->commit();
     }
     EXPECT_EQ(folder.read("app/version"), "2");
     EXPECT_FALSE(fs::exists(folder / ".app.update")) << "the old bundle is gone with the private folder";
+}
+
+TEST(BundleExchange, keepsTheOldBundleUntilTheNewOneIsKnownToRun)
+{
+    const TestFolder folder;
+    (void)folder.write("app/version", "1");
+    for (const bool isPossible : {true, false}) {
+        {
+            std::optional<BundleExchange> exchange = BundleExchange::begin(folder / "app");
+            ASSERT_TRUE(exchange);
+            (void)folder.write(".app.update/bundle/version", "2");
+            exchange->exchange();
+            if (!isPossible)
+                fs::rename(folder / "app", folder / "elsewhere");
+        }
+        EXPECT_EQ(folder.read(isPossible ? "app/version" : ".app.update/bundle/version"), "1");
+    }
 }
 
 TEST(BundleExchange, clearsWhatAnInterruptedUpdateLeft)

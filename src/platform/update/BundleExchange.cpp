@@ -135,6 +135,7 @@ BundleExchange::BundleExchange(BundleExchange &&other) noexcept
     : m_bundle(std::exchange(other.m_bundle, {}))
     , m_folder(std::exchange(other.m_folder, {}))
     , m_claim(std::exchange(other.m_claim, std::nullopt))
+    , m_isExchanged(std::exchange(other.m_isExchanged, false))
 {}
 
 BundleExchange::~BundleExchange()
@@ -142,6 +143,8 @@ BundleExchange::~BundleExchange()
     if (!m_claim)
         return;
     try {
+        if (m_isExchanged)
+            undo();
         Files().removeTree(m_folder);
     } catch (const Error &) {
         return; // what is left is cleared by the next update
@@ -158,6 +161,7 @@ void BundleExchange::exchange()
     }
     files.flush(candidate());
     swap(candidate(), m_bundle);
+    m_isExchanged = true;
     files.flush(m_bundle.parent_path());
     files.flush(m_folder);
 }
@@ -165,6 +169,7 @@ void BundleExchange::exchange()
 void BundleExchange::undo()
 {
     swap(candidate(), m_bundle);
+    m_isExchanged = false;
     Files().flush(m_bundle.parent_path());
 }
 

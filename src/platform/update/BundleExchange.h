@@ -15,8 +15,8 @@ enum class BundleOwner { User, PackageManager, SomeoneElse };
 [[nodiscard]] BundleOwner ownerOf(const std::filesystem::path &bundle);
 
 /// The replacement of the installed bundle by a new one, as a whole: a private folder beside the bundle holds
-/// the new one while it is unpacked, and the old one from the exchange until the new one has started. One
-/// process at a time; the kernel drops the claim when it ends. Any one thread.
+/// the new one while it is unpacked, and the old one from the exchange until commit(). One process at a time;
+/// the kernel drops the claim when it ends. Any one thread.
 class BundleExchange
 {
 public:
@@ -27,8 +27,8 @@ public:
 
     BundleExchange(BundleExchange &&other) noexcept;
     BundleExchange &operator=(BundleExchange &&) = delete;
-    /// Removes the private folder with everything in it: the new bundle before the exchange, the old one
-    /// after it.
+    /// Puts the old bundle back in place unless commit() was called, then removes the private folder. Where
+    /// the old bundle cannot be put back, it stays in the private folder.
     ~BundleExchange();
 
     /// Where the archive may be kept.
@@ -37,11 +37,12 @@ public:
     [[nodiscard]] std::filesystem::path candidate() const { return m_folder / "bundle"; }
 
     /// Gives the new bundle what belongs to this machine and comes in no archive: the link to the system's
-    /// ffmpeg program. Then one rename puts the new bundle in place and the old one aside. Throws FileError;
-    /// the old bundle is then in place.
+    /// ffmpeg program. Then one rename puts the new bundle in place and the old one aside. Throws FileError.
     void exchange();
     /// The new bundle does not start: the same rename once more. Throws FileError.
     void undo();
+    /// The new bundle runs; the old one is not kept any longer than this object.
+    void commit() { m_isExchanged = false; }
 
 private:
     BundleExchange(std::filesystem::path bundle, std::filesystem::path folder, LockedFile claim);
@@ -49,6 +50,7 @@ private:
     std::filesystem::path m_bundle;
     std::filesystem::path m_folder;
     std::optional<LockedFile> m_claim;
+    bool m_isExchanged = false; ///< the old bundle is in the private folder and may be needed again
 };
 
 } // namespace quorvalent

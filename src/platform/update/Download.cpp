@@ -4,8 +4,10 @@
 
 #include <QHostAddress>
 #include <QNetworkAccessManager>
+#include <QNetworkProxy>
 #include <QNetworkReply>
 #include <QNetworkRequest>
+#include <QPointer>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -22,6 +24,7 @@ namespace {
 using namespace Qt::StringLiterals;
 
 constexpr int partialContent = 206;
+constexpr int firstRefusal = 400;
 constexpr int rangeNotSatisfiable = 416;
 constexpr int mostRedirects = 5;
 constexpr qint64 readBlockBytes = 1LL << 18U;
@@ -40,6 +43,11 @@ void writeAll(int file, const QByteArray &bytes, const std::filesystem::path &pa
     }
 }
 
+int statusOf(const QNetworkReply &reply)
+{
+    return reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+}
+
 /// The first byte that a "Content-Range: bytes 5-9/10" holds, or -1.
 qint64 rangeStart(const QNetworkReply &reply)
 {
@@ -47,6 +55,11 @@ qint64 rangeStart(const QNetworkReply &reply)
     bool valid = false;
     const qint64 start = range.startsWith("bytes ") ? range.mid(6).split('-').first().toLongLong(&valid) : -1;
     return valid ? start : -1;
+}
+
+bool isThisMachine(const QUrl &address)
+{
+    return QHostAddress(address.host()).isLoopback();
 }
 
 } // namespace
@@ -72,7 +85,7 @@ bool Download::isTrusted(const QUrl &address)
         return false;
     if (address.scheme() == "https"_L1)
         return true;
-    return address.scheme() == "http"_L1 && QHostAddress(address.host()).isLoopback();
+    return address.scheme() == "http"_L1 && isThisMachine(address);
 }
 
 void Download::begin()
@@ -81,6 +94,23 @@ void Download::begin()
         fail(UpdateError::Kind::BadFeed, badAnswer);
         return;
     }
+    if (isThisMachine(m_request.address)) {
+        send(QNetworkProxy::NoProxy);
+        return;
+    }
+    // The answer may have to be fetched and computed first, which must not hold up the windows.
+    postToBackground([self = QPointer(this), query = QNetworkProxyQuery(m_request.address)] {
+        const QNetworkProxy proxy = QNetworkProxyFactory::systemProxyForQuery(query).value(0);
+        postToMain([self, proxy] {
+            if (self && self->m_finish)
+                self->send(proxy);
+        });
+    });
+}
+
+void Download::send(const QNetworkProxy &proxy)
+{
+    m_network.setProxy(proxy);
     if (!m_file.isOpen()) {
         m_file = FileDescriptor(
             ::open(m_request.file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR));
@@ -106,6 +136,7 @@ void Download::begin()
     m_reply = m_network.get(request);
     m_reply->setReadBufferSize(4 * readBlockBytes);
     connect(m_reply, &QNetworkReply::redirected, this, [this](const QUrl &target) {
+        m_wasReached = true;
         if (isTrusted(target))
             Q_EMIT m_reply->redirectAllowed();
         else
@@ -118,7 +149,8 @@ void Download::begin()
 void Download::readHeader()
 {
     m_hasHeader = true;
-    const int status = m_reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    m_wasReached = true;
+    const int status = statusOf(*m_reply);
     if (m_receivedBytes == 0 || (status == partialContent && rangeStart(*m_reply) == m_receivedBytes))
         return;
     // The server begins anew, and so do we.
@@ -129,7 +161,7 @@ void Download::readHeader()
 
 void Download::readContent()
 {
-    if (m_reply->error() != QNetworkReply::NoError)
+    if (m_reply->error() != QNetworkReply::NoError || statusOf(*m_reply) >= firstRefusal)
         return; // the text of an error page
     if (!m_hasHeader)
         readHeader();
@@ -162,13 +194,13 @@ void Download::endOfReply()
             finish(std::nullopt);
         return;
     }
-    const int status = m_reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    const int status = statusOf(*m_reply);
     if (status == rangeNotSatisfiable && m_receivedBytes > 0) {
         finish(std::nullopt); // all of it was there already
         return;
     }
-    const bool isBroken = status < 400;
-    if (isBroken)
+    const bool isBroken = status < firstRefusal;
+    if (isBroken && (m_wasReached || m_request.isPatient))
         resumeOrFail(UpdateError::Kind::Unreachable, unreachable);
     else
         fail(UpdateError::Kind::Unreachable, unreachable);

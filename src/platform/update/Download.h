@@ -13,6 +13,7 @@
 #include <optional>
 
 class QNetworkAccessManager;
+class QNetworkProxy;
 class QNetworkReply;
 
 namespace quorvalent {
@@ -28,8 +29,8 @@ struct DownloadLimits
         std::chrono::seconds(2); ///< before the first resumption; doubles each time
 };
 
-/// Fetches one file over https; plain http is good enough within this machine alone. Main thread; destroying
-/// it ends the transfer without a call.
+/// Fetches one file over https, through the proxy that the system names; plain http is good enough within
+/// this machine alone. Main thread; destroying it ends the transfer without a call.
 class Download : public QObject
 {
     Q_OBJECT
@@ -40,6 +41,7 @@ public:
         QUrl address;
         std::filesystem::path file; ///< created with mode 0600; bytes that are already there are continued
         qint64 largestBytes = 0;
+        bool isPatient = true; ///< a server that never answered is asked again, too
     };
     /// Nothing after a success.
     using Finish = std::function<void(const std::optional<UpdateError> &)>;
@@ -56,6 +58,7 @@ Q_SIGNALS:
 
 private:
     void begin();
+    void send(const QNetworkProxy &proxy);
     void readHeader();
     void readContent();
     void endOfReply();
@@ -72,6 +75,7 @@ private:
     qint64 m_receivedBytes = 0;
     QNetworkReply *m_reply = nullptr;
     bool m_hasHeader = false;
+    bool m_wasReached = false; ///< the server has answered at least once
     int m_resumptions = 0;
     DelayedTask m_deadline;
     DelayedTask m_resumption;

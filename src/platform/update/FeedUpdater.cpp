@@ -5,8 +5,8 @@
 #include "platform/update/UpdateArchive.h"
 
 #include <QFile>
+#include <QJsonObject>
 #include <QNetworkAccessManager>
-#include <QNetworkProxyFactory>
 #include <QPointer>
 #include <QRandomGenerator>
 
@@ -52,7 +52,10 @@ std::optional<UpdateSource> UpdateSource::ofRunningBundle()
     const auto key = PublicKey::fromBase64(Bundle::information(u"SUPublicEDKey"_s).value_or(QString()));
     const auto installed =
         QVersionNumber::fromString(Bundle::information(u"QuorvalentDisplayVersion"_s).value_or(QString()));
-    if (!Download::isTrusted(feed) || !key || installed.isNull())
+    const QJsonObject information = Bundle::information();
+    const bool insists = information["SURequireSignedFeed"_L1].toBool() &&
+                         information["SUVerifyUpdateBeforeExtraction"_L1].toBool();
+    if (!Download::isTrusted(feed) || !key || installed.isNull() || !insists)
         return std::nullopt;
     return UpdateSource{.feed = feed, .key = *key, .bundle = Bundle::root(), .installed = installed};
 }
@@ -63,13 +66,16 @@ FeedUpdater::FeedUpdater(std::optional<UpdateSource> source, UserDefaults &defau
     , m_defaults(defaults)
     , m_dialogs(dialogs)
     , m_relaunch(std::move(relaunch))
-    , m_network(std::make_unique<QNetworkAccessManager>())
 {}
 
 FeedUpdater::~FeedUpdater()
 {
-    if (m_isCancelled)
-        *m_isCancelled = true;
+    if (!m_isChecking)
+        return;
+    *m_isCancelled = true;
+    m_dialogs.close();
+    // A new version that has not come up by now is not waited for: m_launch ends it, then m_exchange puts the
+    // old one back.
 }
 
 void FeedUpdater::start(UpdaterDelegate &delegate)
@@ -77,7 +83,6 @@ void FeedUpdater::start(UpdaterDelegate &delegate)
     if (!m_source)
         throw UpdateError(Kind::Failed, u"updates.unavailable"_s);
     m_delegate = &delegate;
-    QNetworkProxyFactory::setUseSystemConfiguration(true);
 }
 
 bool FeedUpdater::automaticallyChecksForUpdates() const
@@ -110,11 +115,18 @@ void FeedUpdater::begin(bool isAskedFor)
         m_dialogs.showChecking([this] { cancel(); });
     Q_EMIT changed();
 
+    m_network = std::make_unique<QNetworkAccessManager>();
     m_feedFolder = std::make_unique<QTemporaryDir>();
     const fs::path file = fs::path(m_feedFolder->path().toStdString()) / "feed";
     m_download = std::make_unique<Download>(
-        *m_network, Download::Request{m_source->feed, file, UpdateFeed::largestFeedBytes}, m_source->limits,
-        [this](const std::optional<UpdateError> &failure) { readFeed(failure); });
+        *m_network,
+        // Who asks while he is offline wants to hear of it; a computer that just woke up is offline for a
+        // while.
+        Download::Request{.address = m_source->feed,
+                          .file = file,
+                          .largestBytes = UpdateFeed::largestFeedBytes,
+                          .isPatient = !isAskedFor},
+        m_source->limits, [this](const std::optional<UpdateError> &failure) { readFeed(failure); });
 }
 
 void FeedUpdater::readFeed(const std::optional<UpdateError> &failure)
@@ -175,14 +187,17 @@ void FeedUpdater::fetch()
     if (!place)
         throw installationFailed(); // another process is at it
     m_exchange = std::make_shared<BundleExchange>(std::move(*place));
-    m_download = std::make_unique<Download>(
-        *m_network, Download::Request{m_release->archive, m_exchange->archive(), m_release->lengthBytes},
-        m_source->limits, [this](const std::optional<UpdateError> &failure) {
-            if (failure)
-                end(failure);
-            else
-                prepare();
-        });
+    m_download =
+        std::make_unique<Download>(*m_network,
+                                   Download::Request{.address = m_release->archive,
+                                                     .file = m_exchange->archive(),
+                                                     .largestBytes = m_release->lengthBytes},
+                                   m_source->limits, [this](const std::optional<UpdateError> &failure) {
+                                       if (failure)
+                                           end(failure);
+                                       else
+                                           prepare();
+                                   });
     const auto show = [this](qint64 receivedBytes) {
         m_dialogs.showDownload(receivedBytes, m_release->lengthBytes, [this] { cancel(); });
     };
@@ -193,21 +208,27 @@ void FeedUpdater::fetch()
 void FeedUpdater::prepare()
 {
     m_dialogs.showPreparation([this] { cancel(); });
+    m_isPreparing = true;
     postToBackground([self = QPointer(this), place = m_exchange, release = *m_release, key = m_source->key,
                       isCancelled = m_isCancelled]() mutable {
         auto outcome = prepared(*place, release, key, *isCancelled);
-        // The last owner removes the private folder; that is slow enough to stay off the main thread.
-        if (*isCancelled)
-            place.reset();
-        postToMain([self, isCancelled, outcome = std::move(outcome)] {
-            if (!self || *isCancelled)
-                return;
-            if (outcome)
-                self->end(outcome);
-            else
-                self->offerInstallation();
+        place.reset();
+        postToMain([self, outcome = std::move(outcome)] {
+            if (self)
+                self->endPreparation(outcome);
         });
     });
+}
+
+void FeedUpdater::endPreparation(const std::optional<UpdateError> &failure)
+{
+    m_isPreparing = false;
+    if (*m_isCancelled)
+        end(std::nullopt);
+    else if (failure)
+        end(failure);
+    else
+        offerInstallation();
 }
 
 void FeedUpdater::offerInstallation()
@@ -222,7 +243,7 @@ void FeedUpdater::offerInstallation()
                 self->install();
         };
         if (m_delegate->shouldPostponeRelaunch(whenAllowed))
-            m_dialogs.showWaiting();
+            m_dialogs.showWaiting([this] { cancel(); });
         else
             install();
     });
@@ -238,6 +259,7 @@ void FeedUpdater::install()
 
 void FeedUpdater::relaunch()
 {
+    m_dialogs.showRestarting();
     const std::vector<std::string> arguments = m_relaunch.prepare();
     const auto answer = [this](bool started) {
         if (!started) {
@@ -245,6 +267,7 @@ void FeedUpdater::relaunch()
             return;
         }
         m_dialogs.close();
+        m_exchange->commit();
         m_exchange.reset(); // takes the old bundle away
         m_relaunch.quit();
     };
@@ -258,20 +281,27 @@ void FeedUpdater::relaunch()
 
 void FeedUpdater::undo(const QString &sentence)
 {
+    std::optional<UpdateError> outcome = UpdateError(Kind::Failed, sentence);
     try {
         m_exchange->undo();
     } catch (const FileError &failure) {
-        m_relaunch.goOn();
-        end(UpdateError(Kind::Failed, failure.errorDescription()));
-        return;
+        outcome = UpdateError(Kind::Failed, failure.errorDescription());
     }
     m_relaunch.goOn();
-    end(UpdateError(Kind::Failed, sentence));
+    end(outcome);
 }
 
 void FeedUpdater::cancel()
 {
-    end(std::nullopt);
+    if (!m_isChecking)
+        return;
+    if (!m_isPreparing) {
+        end(std::nullopt);
+        return;
+    }
+    // The place beside the bundle is free again only when the background has left it.
+    *m_isCancelled = true;
+    m_dialogs.close();
 }
 
 void FeedUpdater::end(const std::optional<UpdateError> &outcome)
@@ -279,6 +309,7 @@ void FeedUpdater::end(const std::optional<UpdateError> &outcome)
     *m_isCancelled = true;
     m_isChecking = false;
     m_download.reset();
+    m_network.reset();
     m_feedFolder.reset();
     m_exchange.reset();
     m_launch.reset();
@@ -305,8 +336,12 @@ void FeedUpdater::scheduleNext()
         return;
     // Up to a tenth later, so that not everyone who starts to work at nine asks at the same moment.
     const auto jitter = m_interval * QRandomGenerator::global()->bounded(0.1);
-    m_nextCheck = BootTimer(std::chrono::duration_cast<std::chrono::milliseconds>(m_interval + jitter),
-                            [this] { checkForUpdatesInBackground(); });
+    try {
+        m_nextCheck = BootTimer(std::chrono::duration_cast<std::chrono::milliseconds>(m_interval + jitter),
+                                [this] { checkForUpdatesInBackground(); });
+    } catch (const FileError &) {
+        return; // no descriptor is left; the next launch checks, and so may the user
+    }
 }
 
 void FeedUpdater::attempt(const std::function<void()> &step)

@@ -34,7 +34,8 @@ struct UpdateSource
     std::chrono::milliseconds startPatience = std::chrono::seconds(60); ///< for the new version to come up
 
     /// As the running bundle's information has it ("SUFeedURL", "SUPublicEDKey"); nothing where one of them
-    /// is missing or unusable, or where it does not insist on signatures.
+    /// is missing or unusable, or where it does not insist on signatures ("SURequireSignedFeed",
+    /// "SUVerifyUpdateBeforeExtraction").
     [[nodiscard]] static std::optional<UpdateSource> ofRunningBundle();
 };
 
@@ -76,6 +77,7 @@ private:
     void requireOwnBundle() const;
     void fetch();
     void prepare();
+    void endPreparation(const std::optional<UpdateError> &failure);
     void offerInstallation();
     void install();
     void relaunch();
@@ -95,11 +97,12 @@ private:
     UpdaterDelegate *m_delegate = nullptr;
     std::chrono::seconds m_interval = std::chrono::hours(4);
     BootTimer m_nextCheck;
-    std::unique_ptr<QNetworkAccessManager> m_network;
 
     // One cycle
     bool m_isChecking = false;
-    bool m_isVisible = false; ///< the user asked for the check or has answered it
+    bool m_isVisible = false;                         ///< the user asked for the check or has answered it
+    bool m_isPreparing = false;                       ///< the background works beside the bundle
+    std::unique_ptr<QNetworkAccessManager> m_network; ///< its thread and connections end with the cycle
     std::shared_ptr<std::atomic<bool>> m_isCancelled;
     std::unique_ptr<QTemporaryDir> m_feedFolder;
     std::unique_ptr<Download> m_download;

@@ -1,15 +1,16 @@
 #include "platform/update/ProgramLaunch.h"
 
 #include "platform/Error.h"
+#include "platform/update/StartNotice.h"
 
 #include <spawn.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
-#include <charconv>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
@@ -18,10 +19,6 @@
 namespace quorvalent {
 
 namespace {
-
-constexpr const char *variable = "QUORVALENT_STARTED_DESCRIPTOR";
-constexpr int childDescriptor = 3; // the first after the standard streams
-constexpr char startedMark = 's';
 
 std::vector<char *> pointersTo(std::vector<std::string> &texts)
 {
@@ -36,12 +33,12 @@ std::vector<char *> pointersTo(std::vector<std::string> &texts)
 std::vector<std::string> environmentWithDescriptor()
 {
     std::vector<std::string> environment;
-    const std::string prefix = std::string(variable) + '=';
+    const std::string prefix = std::string(StartNotice::variable) + '=';
     for (char **entry = environ; *entry != nullptr; ++entry) {
         if (std::strncmp(*entry, prefix.c_str(), prefix.size()) != 0)
             environment.emplace_back(*entry);
     }
-    environment.push_back(prefix + std::to_string(childDescriptor));
+    environment.push_back(prefix + std::to_string(StartNotice::descriptor));
     return environment;
 }
 
@@ -55,10 +52,18 @@ pid_t spawn(const std::filesystem::path &program, const std::vector<std::string>
     posix_spawnattr_t attributes = {};
     ::posix_spawn_file_actions_init(&actions);
     ::posix_spawnattr_init(&attributes);
-    ::posix_spawn_file_actions_adddup2(&actions, started, childDescriptor);
-    ::posix_spawn_file_actions_addclosefrom_np(&actions, childDescriptor + 1);
-    // A session of its own: our end, or Ctrl-C in our terminal, is not its end.
-    ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
+    ::posix_spawn_file_actions_adddup2(&actions, started, StartNotice::descriptor);
+    ::posix_spawn_file_actions_addclosefrom_np(&actions, StartNotice::descriptor + 1);
+    // A session of its own: our end, or Ctrl-C in our terminal, is not its end. What we ignore or hold back
+    // of the signals is not for it either.
+    sigset_t none;
+    sigset_t all;
+    sigemptyset(&none);
+    sigfillset(&all);
+    ::posix_spawnattr_setsigmask(&attributes, &none);
+    ::posix_spawnattr_setsigdefault(&attributes, &all);
+    ::posix_spawnattr_setflags(&attributes,
+                               POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
     pid_t process = -1;
     const int refusal = ::posix_spawn(&process, program.c_str(), &actions, &attributes,
                                       pointersTo(words).data(), pointersTo(environment).data());
@@ -83,49 +88,53 @@ ProgramLaunch::ProgramLaunch(const std::filesystem::path &program, const std::ve
     m_connection = FileDescriptor(ends[0]);
     const FileDescriptor childEnd(ends[1]);
     m_process = spawn(program, arguments, childEnd.get());
-    m_notifier = std::make_unique<QSocketNotifier>(m_connection.get(), QSocketNotifier::Read);
-    QObject::connect(m_notifier.get(), &QSocketNotifier::activated, m_notifier.get(),
-                     [this] { readAnswer(); });
+    m_connectionNotifier = std::make_unique<QSocketNotifier>(m_connection.get(), QSocketNotifier::Read);
+    QObject::connect(m_connectionNotifier.get(), &QSocketNotifier::activated, m_connectionNotifier.get(),
+                     [this] { readAnswer(false); });
+    m_processEnd = FileDescriptor(static_cast<int>(::syscall(SYS_pidfd_open, m_process, 0)));
+    if (!m_processEnd.isOpen())
+        return; // then the closed connection or the patience tells
+    m_endNotifier = std::make_unique<QSocketNotifier>(m_processEnd.get(), QSocketNotifier::Read);
+    QObject::connect(m_endNotifier.get(), &QSocketNotifier::activated, m_endNotifier.get(),
+                     [this] { readAnswer(true); });
 }
 
-ProgramLaunch::~ProgramLaunch() = default;
+ProgramLaunch::~ProgramLaunch()
+{
+    endProcess();
+}
 
-void ProgramLaunch::readAnswer()
+void ProgramLaunch::readAnswer(bool hasEnded)
 {
     char mark = 0;
     const ssize_t count = ::read(m_connection.get(), &mark, 1);
-    if (count < 0 && (errno == EAGAIN || errno == EINTR))
+    if (count < 0 && (errno == EAGAIN || errno == EINTR) && !hasEnded)
         return;
-    answer(count == 1 && mark == startedMark);
+    answer(count == 1 && mark == StartNotice::mark);
 }
 
 void ProgramLaunch::answer(bool started)
 {
-    m_notifier->setEnabled(false);
-    if (!started) {
-        ::kill(m_process, SIGKILL);
-        while (::waitpid(m_process, nullptr, 0) < 0 && errno == EINTR) {
-        }
-    }
+    m_connectionNotifier->setEnabled(false);
+    if (m_endNotifier)
+        m_endNotifier->setEnabled(false);
+    if (started)
+        m_process = -1;
+    else
+        endProcess();
     // From the event loop, because the answer may destroy this object.
     m_patience = DelayedTask(std::chrono::milliseconds(0),
                              [answer = std::exchange(m_answer, nullptr), started] { answer(started); });
 }
 
-void ProgramLaunch::announceStart()
+void ProgramLaunch::endProcess()
 {
-    const char *text = std::getenv(variable);
-    if (text == nullptr)
+    if (m_process < 0)
         return;
-    int descriptor = -1;
-    const char *end = text + std::strlen(text);
-    const bool isNumber = std::from_chars(text, end, descriptor).ptr == end && descriptor == childDescriptor;
-    ::unsetenv(variable);
-    if (!isNumber)
-        return;
-    const FileDescriptor connection(descriptor);
-    // Nobody may listen any more; there is nothing to do about that.
-    (void)::send(connection.get(), &startedMark, 1, MSG_NOSIGNAL);
+    ::kill(-m_process, SIGKILL); // its session, so that nothing it started goes on
+    while (::waitpid(m_process, nullptr, 0) < 0 && errno == EINTR) {
+    }
+    m_process = -1;
 }
 
 } // namespace quorvalent

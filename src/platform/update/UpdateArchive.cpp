@@ -147,7 +147,7 @@ private:
     // Component by component and never through a link, so that no earlier entry can redirect a later one.
     FileDescriptor folderOf(const fs::path &place)
     {
-        FileDescriptor folder(::dup(m_root.get()));
+        FileDescriptor folder(::fcntl(m_root.get(), F_DUPFD_CLOEXEC, 0));
         check(folder.get(), m_bundle);
         for (const fs::path &part : place) {
             makeFolder(folder.get(), part);

@@ -9,7 +9,9 @@
 namespace quorvalent {
 
 /// What the updater shows to the user, one thing at a time; each call takes the place of what was shown
-/// before. Answers come later, on the main thread, each at most once; closing a dialog is the mildest answer.
+/// before, whose answer does not come any more. Answers come from the event loop, on the main thread, each at
+/// most once; closing a dialog is the mildest answer. A check that begins with showFound() is one that nobody
+/// asked for.
 /// Texts are French source texts.
 class UpdateDialogs
 {
@@ -29,8 +31,10 @@ public:
     /// The signature is being checked, the archive unpacked.
     virtual void showPreparation(std::function<void()> cancel) = 0;
     virtual void showReady(const UpdateRelease &release, std::function<void(bool installNow)> answer) = 0;
-    /// The installation goes on by itself once nothing converts.
-    virtual void showWaiting() = 0;
+    /// The installation goes on by itself once nothing converts; closing this dialog does not end it.
+    virtual void showWaiting(std::function<void()> cancel) = 0;
+    /// The new version is in place and being started.
+    virtual void showRestarting() = 0;
     virtual void showUpToDate(const QString &installedVersion) = 0;
     virtual void showFailure(const QString &sentence) = 0;
     virtual void close() = 0;

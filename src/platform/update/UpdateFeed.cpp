@@ -105,7 +105,9 @@ std::optional<UpdateRelease> UpdateFeed::newest(const QVersionNumber &installed,
 {
     std::optional<UpdateRelease> best;
     for (const UpdateRelease &release : releases) {
-        if (release.version <= installed || release.minimumSystem > system || release.version == skipped)
+        // 2.0 and 2 are one version.
+        if (release.version.normalized() <= installed.normalized() || release.minimumSystem > system ||
+            release.version == skipped)
             continue;
         if (!best || release.version > best->version)
             best = release;
