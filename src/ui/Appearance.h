@@ -26,10 +26,9 @@ public:
     /// Begins to follow the session.
     void followSession();
 
-private Q_SLOTS:
-    void onSettingChanged(const QString &group, const QString &key, const QDBusVariant &value);
-
 private:
+    Q_SLOT void onSettingChanged(const QString &group, const QString &key, const QDBusVariant &value);
+
     void ask(const QString &group, const QString &key);
     void take(const QString &group, const QString &key, const QVariant &value);
     void askAll();

@@ -36,11 +36,10 @@ public:
     /// Takes the name, or activates the copy that has it.
     [[nodiscard]] Claim claim();
 
-public Q_SLOTS:
-    void Activate(const QVariantMap &platformData);                           // NOLINT: the interface's names
-    void Open(const QStringList &uris, const QVariantMap &platformData);      // NOLINT
-    void ActivateAction(const QString &action, const QVariantList &parameter, // NOLINT
-                        const QVariantMap &platformData);
+    Q_SLOT void Activate(const QVariantMap &platformData); // NOLINT: the interface's names
+    Q_SLOT void Open(const QStringList &uris, const QVariantMap &platformData);      // NOLINT
+    Q_SLOT void ActivateAction(const QString &action, const QVariantList &parameter, // NOLINT
+                               const QVariantMap &platformData);
 
 private:
     Actions m_actions;

@@ -25,10 +25,9 @@ public:
 
     FolderPortal(QWidget &window, Answer answer);
 
-private Q_SLOTS:
-    void onResponse(uint response, const QVariantMap &results);
-
 private:
+    Q_SLOT void onResponse(uint response, const QVariantMap &results);
+
     void askVersion();
     void open();
     void giveUp();

@@ -26,11 +26,10 @@ Q_SIGNALS:
     /// Once.
     void ready();
 
-private Q_SLOTS:
-    void askBus();
-    void setReady();
-
 private:
+    Q_SLOT void askBus();
+    Q_SLOT void setReady();
+
     std::unique_ptr<X11Desktop::TrayWatch> m_windows;
     bool m_ready = false;
 };

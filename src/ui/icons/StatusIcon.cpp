@@ -70,7 +70,7 @@ QPixmap drawn(StatusState state, int size)
 
 QIcon statusIcon(StatusState state)
 {
-    const QIcon installed = QIcon::fromTheme(themeName(state));
+    QIcon installed = QIcon::fromTheme(themeName(state));
     if (!installed.isNull())
         return installed;
     QIcon icon;
