@@ -205,6 +205,17 @@ TEST(Animation, keepsFramesDelaysAndLoopsThroughTiff)
     EXPECT_EQ(test::decodedByFfmpeg(folder / "b", 8, 6).at(7, 5), test::red);
 }
 
+// Upside down through a PNG that says so: its pixels have to be in memory, as those of an animation's frames
+// are.
+std::filesystem::path turnedIntoTiff(const TestFolder &folder, Picture picture)
+{
+    std::ranges::reverse(picture.pixels);
+    FrameProperties upsideDown;
+    upsideDown.exif = QByteArray::fromStdString(test::exifBytes(3, false));
+    return copied(written(folder, "a.png", ImageType::Png, {{picture, upsideDown}}), folder / "a.tif",
+                  ImageType::Tiff);
+}
+
 struct ColourCount
 {
     int colours;
@@ -227,9 +238,23 @@ TEST_P(TiffColours, areThoseOfTheFrame)
                                                               255};
     }
     const TestFolder folder;
-    const Picture back =
-        test::decodedByFfmpeg(written(folder, "a.tif", ImageType::Tiff, {{picture, {}}}), 32, 16);
-    EXPECT_EQ(back.pixels, picture.pixels);
+    EXPECT_EQ(test::decodedByFfmpeg(turnedIntoTiff(folder, picture), 32, 16).pixels, picture.pixels);
+}
+
+TEST(TiffPalette, holdsDitherAndRunsOverSeveralStrips)
+{
+    for (const std::size_t run : {std::size_t{1}, std::size_t{50}}) {
+        const TestFolder folder;
+        Picture picture = test::plain(400, 400, test::red);
+        for (std::size_t at = 0; at < picture.pixels.size(); ++at) {
+            if (at / run % 2 == 0)
+                picture.pixels[at] = test::blue;
+        }
+        const std::filesystem::path file = turnedIntoTiff(folder, picture);
+        EXPECT_EQ(test::decodedByFfmpeg(file, 400, 400).pixels, picture.pixels);
+        // A byte a pixel, unless runs make it less.
+        EXPECT_EQ(std::filesystem::file_size(file) > picture.pixels.size(), run == 1);
+    }
 }
 
 TEST(Pages, ofDifferentSizesKeepThemInTiffAndShareACanvasInGif)

@@ -35,7 +35,7 @@ VImage AnimationReader::pixels(int index)
     m_next = index + 1;
     if (m_frameCount == 1)
         return m_strip;
-    return ReadGuard(m_strip.crop(0, index * m_frameHeight, m_strip.width(), m_frameHeight)).inMemory();
+    return readIntoMemory(m_strip.crop(0, index * m_frameHeight, m_strip.width(), m_frameHeight));
 }
 
 FrameProperties AnimationReader::properties(int index) const

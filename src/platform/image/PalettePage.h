@@ -19,8 +19,11 @@ struct PalettePage
     std::vector<unsigned char> indices; ///< rows top to bottom without gaps
 
     /// Nothing for a picture with more colours or with transparency, or of another kind than RGB with 8 bits.
-    /// Brings the pixels into memory.
+    /// Meant for pixels that are in memory: decodes others as a whole. Throws ImageReadError.
     [[nodiscard]] static std::optional<PalettePage> of(const vips::VImage &image);
+
+    /// Whether enough neighbours are alike for a run-length code to be worth its time; dither has none.
+    [[nodiscard]] bool hasRuns() const;
 };
 
 } // namespace quorvalent

@@ -80,7 +80,7 @@ void setPalette(TIFF *file, const PalettePage &page)
     TIFFSetField(file, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_PALETTE);
     TIFFSetField(file, TIFFTAG_COLORMAP, page.red.data(), page.green.data(), page.blue.data());
     // Runs of one colour shrink, dither stays as long as it is; LZW would take as long as all the rest.
-    TIFFSetField(file, TIFFTAG_COMPRESSION, COMPRESSION_PACKBITS);
+    TIFFSetField(file, TIFFTAG_COMPRESSION, page.hasRuns() ? COMPRESSION_PACKBITS : COMPRESSION_NONE);
 }
 
 // Where the directories of a classic TIFF file stand, in order.
@@ -172,11 +172,21 @@ void TiffWriter::setMetadata(const FrameProperties &properties)
 void TiffWriter::add(const ImageFrame::Pixels &frame, const FrameProperties &properties, double)
 {
     const VImage image = withPrintableResolution(fitted(frame.image, limits));
+    if (m_pending.valid())
+        m_pending.get();
+    if (frame.isInMemory && m_count > 1)
+        m_pending = std::async([this, image, properties] { writePage(image, properties, true); });
+    else
+        writePage(image, properties, frame.isInMemory);
+}
+
+void TiffWriter::writePage(const VImage &image, const FrameProperties &properties, bool isInMemory)
+{
     if (!m_file)
         open(imageBytes(image));
     TIFF *file = m_file.get();
     setLayout(file, image);
-    const std::optional<PalettePage> palette = frame.isInMemory ? PalettePage::of(image) : std::nullopt;
+    std::optional<PalettePage> palette = isInMemory ? PalettePage::of(image) : std::nullopt;
     if (palette)
         setPalette(file, *palette);
     else
@@ -187,7 +197,7 @@ void TiffWriter::add(const ImageFrame::Pixels &frame, const FrameProperties &pro
     }
     setMetadata(properties);
     if (palette)
-        writeIndices(*palette, image.width());
+        writeIndices(*palette);
     else
         writePixels(image);
     if (TIFFWriteDirectory(file) != 1)
@@ -209,20 +219,21 @@ void TiffWriter::writePixels(const VImage &image)
     });
 }
 
-void TiffWriter::writeIndices(const PalettePage &page, int width)
+void TiffWriter::writeIndices(PalettePage &page)
 {
-    const auto rowLength = static_cast<std::size_t>(width);
-    std::vector<unsigned char> line(rowLength);
-    for (std::size_t row = 0; row * rowLength < page.indices.size(); ++row) {
-        std::copy_n(page.indices.begin() + static_cast<std::ptrdiff_t>(row * rowLength), rowLength,
-                    line.begin());
-        if (TIFFWriteScanline(m_file.get(), line.data(), static_cast<std::uint32_t>(row), 0) != 1)
+    const auto stripLength = static_cast<std::size_t>(TIFFStripSize(m_file.get()));
+    std::uint32_t strip = 0;
+    for (std::size_t at = 0; at < page.indices.size(); at += stripLength, ++strip) {
+        const auto length = static_cast<tmsize_t>(std::min(stripLength, page.indices.size() - at));
+        if (TIFFWriteEncodedStrip(m_file.get(), strip, page.indices.data() + at, length) != length)
             throw ImageWriteError();
     }
 }
 
 void TiffWriter::finish()
 {
+    if (m_pending.valid())
+        m_pending.get();
     // What is left in libtiff's buffers was flushed with the last directory, so closing cannot fail unseen.
     m_file.reset();
     if (m_large)

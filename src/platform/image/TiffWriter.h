@@ -5,6 +5,7 @@
 #include "platform/image/TiffPages.h"
 #include "platform/image/VipsPixels.h"
 
+#include <future>
 #include <vector>
 
 namespace quorvalent {
@@ -12,7 +13,8 @@ namespace quorvalent {
 struct PalettePage;
 
 /// TIFF, one directory a frame, each of its own size and kind. EXIF and GPS directories are put behind the
-/// finished file, because libtiff drops the tags that it does not know.
+/// finished file, because libtiff drops the tags that it does not know. A page whose pixels are in memory is
+/// compressed on a second thread while the caller decodes the next one.
 class TiffWriter : public ImageWriter
 {
 public:
@@ -23,9 +25,10 @@ public:
     void finish() override;
 
 private:
+    void writePage(const vips::VImage &image, const FrameProperties &properties, bool isInMemory);
     void open(std::uint64_t frameBytes);
     void writePixels(const vips::VImage &image);
-    void writeIndices(const PalettePage &page, int width);
+    void writeIndices(PalettePage &page);
     void setMetadata(const FrameProperties &properties);
 
     std::filesystem::path m_path;
@@ -35,6 +38,9 @@ private:
     ContainerProperties m_container;
     TiffFile m_file;
     std::vector<ExifTags> m_exif; ///< of each page
+    /// The page on the second thread, which has all of the above to itself till then. Last, so that it is
+    /// waited for before they go.
+    std::future<void> m_pending;
 };
 
 } // namespace quorvalent

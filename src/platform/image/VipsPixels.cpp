@@ -3,6 +3,7 @@
 #include "platform/image/ScratchPixels.h"
 
 #include <algorithm>
+#include <memory>
 #include <mutex>
 #include <thread>
 
@@ -23,13 +24,23 @@ struct SinkState
     bool gaveUp = false;
 };
 
+struct RegionCloser
+{
+    void operator()(VipsRegion *region) const { g_object_unref(region); }
+};
+using Region = std::unique_ptr<VipsRegion, RegionCloser>;
+
+bool passArea(const VipsRegion *region, const VipsRect &area, const RowSink &sink)
+{
+    const auto stride = static_cast<std::size_t>(VIPS_REGION_LSKIP(region));
+    const auto skipped = static_cast<std::size_t>(area.top - region->valid.top);
+    return sink(VIPS_REGION_ADDR_TOPLEFT(region) + stride * skipped, stride, area.top, area.height);
+}
+
 int passRows(VipsRegion *region, VipsRect *area, void *data)
 {
     auto &state = *static_cast<SinkState *>(data);
-    const auto stride = static_cast<std::size_t>(VIPS_REGION_LSKIP(region));
-    const auto skipped = static_cast<std::size_t>(area->top - region->valid.top);
-    if (!state.sink(VIPS_REGION_ADDR_TOPLEFT(region) + stride * skipped, stride, area->top, area->height))
-        state.gaveUp = true;
+    state.gaveUp = !passArea(region, *area, state.sink);
     return state.gaveUp ? -1 : 0;
 }
 
@@ -110,6 +121,40 @@ void streamRows(const VImage &image, const RowSink &sink)
     if (state.gaveUp)
         throw ImageWriteError();
     throw ImageReadError();
+}
+
+bool readRows(const VImage &image, const RowSink &sink)
+{
+    // libvips prepares a buffer of the size that is asked for at every step of the pipeline: few rows, one
+    // cache.
+    constexpr int rowsAtOnce = 8;
+    const Region region(vips_region_new(image.get_image()));
+    for (int top = 0; top < image.height(); top += rowsAtOnce) {
+        const VipsRect rows{0, top, image.width(), std::min(rowsAtOnce, image.height() - top)};
+        if (vips_region_prepare(region.get(), &rows) != 0) {
+            vips_error_clear();
+            throw ImageReadError();
+        }
+        if (!passArea(region.get(), rows, sink))
+            return false;
+    }
+    return true;
+}
+
+VImage readIntoMemory(const VImage &image)
+{
+    VImage memory(vips_image_new_memory());
+    if (vips_image_pipelinev(memory.get_image(), VIPS_DEMAND_STYLE_THINSTRIP, image.get_image(), nullptr) !=
+            0 ||
+        vips_image_write_prepare(memory.get_image()) != 0)
+        throw VError();
+    unsigned char *to = memory.get_image()->data;
+    (void)readRows(image, [&](const unsigned char *rows, std::size_t stride, int, int count) {
+        for (int row = 0; row < count; ++row, rows += stride)
+            to = std::copy_n(rows, rowBytes(image), to);
+        return true;
+    });
+    return memory;
 }
 
 VImage materialised(const VImage &image, const std::filesystem::path &scratchFolder)

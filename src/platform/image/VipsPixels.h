@@ -52,6 +52,13 @@ using RowSink = std::function<bool(const unsigned char *rows, std::size_t stride
 /// Streams the image into the sink. Throws ImageWriteError when the sink gave up, else ImageReadError.
 void streamRows(const vips::VImage &image, const RowSink &sink);
 
+/// The same on the calling thread, a few rows at a time, which stay in the processor's cache: for an image
+/// whose pixels are in memory, and for a decoder that delivers row after row and gains nothing from more
+/// threads. False when the sink gave up; throws ImageReadError.
+[[nodiscard]] bool readRows(const vips::VImage &image, const RowSink &sink);
+/// Its pixels in memory, read in that way.
+[[nodiscard]] vips::VImage readIntoMemory(const vips::VImage &image);
+
 /// The image with its pixels in memory, or, above 100 MB, in an unnamed file of `scratchFolder`: an image
 /// that can be read in any order. Throws ImageReadError, or ImageWriteError when the disk is full.
 [[nodiscard]] vips::VImage materialised(const vips::VImage &image,
