@@ -55,9 +55,7 @@ int main(int argc, char **argv)
     std::size_t renames = 0;
     for (int run = 0; run < runs; ++run) {
         const auto start = std::chrono::steady_clock::now();
-        Listing current = Listing::take(roots, onError);
-        renames += current.renamesSince(listing).size();
-        listing = std::move(current);
+        listing.refresh(roots, onError, [&](const RenameJob &) { ++renames; });
         seconds.push_back(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
     }
     std::ranges::sort(seconds);

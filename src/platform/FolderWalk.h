@@ -35,6 +35,10 @@ struct FoundFiles
     {
         return std::string_view(names).substr(file.nameOffset, file.nameLength);
     }
+    [[nodiscard]] std::filesystem::path pathOf(const FoundFile &file) const
+    {
+        return std::filesystem::path(folders[file.folder]) / nameOf(file);
+    }
     void append(FoundFiles &&other);
 };
 

@@ -18,9 +18,20 @@ using namespace Qt::StringLiterals;
 
 constexpr auto emptySlot = std::numeric_limits<std::uint32_t>::max();
 
+std::pair<std::uint64_t, std::uint64_t> identityOf(const FoundFile &file)
+{
+    return {file.inode, file.device};
+}
+
 bool isSameIdentity(const FoundFile &left, const FoundFile &right)
 {
-    return left.inode == right.inode && left.device == right.device;
+    return identityOf(left) == identityOf(right);
+}
+
+bool isSamePlace(const FoundFiles &found, const FoundFile &left, const FoundFile &right)
+{
+    return found.nameOf(left) == found.nameOf(right) &&
+           found.folders[left.folder] == found.folders[right.folder];
 }
 
 std::size_t hashOf(const FoundFile &file)
@@ -62,6 +73,29 @@ private:
 Listing Listing::take(const std::vector<fs::path> &roots, const std::function<void(const QString &)> &onError)
 {
     Listing listing;
+    listing.m_found = found(roots, onError);
+    listing.index();
+    return listing;
+}
+
+void Listing::refresh(const std::vector<fs::path> &roots, const std::function<void(const QString &)> &onError,
+                      const std::function<void(const RenameJob &)> &onRename)
+{
+    FoundFiles current = found(roots, onError);
+    for (const auto &[before, now] : renamedIn(current)) {
+        const FoundFile &file = current.files[now];
+        onRename({m_found.pathOf(m_found.files[before]),
+                  current.pathOf(file),
+                  {FileStamp::identityOf(file.device, file.inode), file.sizeBytes, file.modified}});
+    }
+    m_found = std::move(current);
+    index();
+}
+
+FoundFiles Listing::found(const std::vector<fs::path> &roots,
+                          const std::function<void(const QString &)> &onError)
+{
+    FoundFiles all;
     for (const fs::path &root : roots) {
         try {
             FoundFiles found = FolderWalk::regularFiles(FolderRules::tidied(root));
@@ -69,16 +103,15 @@ Listing Listing::take(const std::vector<fs::path> &roots, const std::function<vo
                 onError(composed(u"Accès impossible : {0}. Vérifiez les autorisations du dossier."_s,
                                  {displayName(folder)}));
             found.unreadable.clear();
-            if (listing.m_found.files.empty())
-                listing.m_found = std::move(found);
+            if (all.files.empty())
+                all = std::move(found);
             else
-                listing.m_found.append(std::move(found));
+                all.append(std::move(found));
         } catch (const FileError &) {
             onError(composed(u"Dossier inaccessible : {0}"_s, {displayText(root)}));
         }
     }
-    listing.index();
-    return listing;
+    return all;
 }
 
 void Listing::index()
@@ -95,18 +128,11 @@ void Listing::index()
         const Position earlier = std::exchange(m_slots[slot], position);
         if (earlier == emptySlot)
             continue;
-        if (!isSamePlace(files[earlier], files[position]))
+        // The second is a third find of a file that has two places.
+        if (!isSamePlace(m_found, files[earlier], files[position]) || m_isLeftOut[earlier])
             m_isLeftOut[position] = true;
-        else if (m_isLeftOut[earlier])
-            m_isLeftOut[position] = true; // a third find of a file that has two places
         m_isLeftOut[earlier] = true;
     }
-}
-
-bool Listing::isSamePlace(const FoundFile &left, const FoundFile &right) const
-{
-    return m_found.nameOf(left) == m_found.nameOf(right) &&
-           m_found.folders[left.folder] == m_found.folders[right.folder];
 }
 
 std::optional<Listing::Position> Listing::find(const FoundFile &file, Position guess) const
@@ -124,44 +150,57 @@ std::optional<Listing::Position> Listing::find(const FoundFile &file, Position g
     return std::nullopt;
 }
 
-std::vector<RenameJob> Listing::renamesSince(const Listing &previous) const
+std::vector<Listing::Renamed> Listing::renamedIn(const FoundFiles &current) const
 {
-    std::vector<RenameJob> renames;
-    FolderComparison folders(previous.m_found, m_found);
+    std::vector<Renamed> renames;
+    FolderComparison folders(m_found, current);
     Position guess = 0;
-    for (Position position = 0; position < m_found.files.size(); ++position) {
-        if (m_isLeftOut[position])
-            continue;
-        const FoundFile &now = m_found.files[position];
-        const std::optional<Position> found = previous.find(now, guess);
+    for (Position position = 0; position < current.files.size(); ++position) {
+        const FoundFile &now = current.files[position];
+        const std::optional<Position> found = find(now, guess);
         if (!found)
             continue;
         // Folders are listed in the same order as long as nothing changes.
         guess = *found + 1;
-        const FoundFile &before = previous.m_found.files[*found];
-        if (!folders.isSame(before.folder, now.folder) ||
-            previous.m_found.nameOf(before) == m_found.nameOf(now))
+        const FoundFile &before = m_found.files[*found];
+        if (!folders.isSame(before.folder, now.folder) || m_found.nameOf(before) == current.nameOf(now))
             continue;
         if (before.sizeBytes != now.sizeBytes || before.modified != now.modified)
             continue;
-        const fs::path oldPath = previous.pathOf(before);
-        const fs::path newPath = pathOf(now);
-        if (pathExtension(oldPath).toLower() == pathExtension(newPath).toLower())
+        if (pathExtension(m_found.pathOf(before)).toLower() == pathExtension(current.pathOf(now)).toLower())
             continue;
-        renames.push_back(
-            {oldPath, newPath, {FileStamp::identityOf(now.device, now.inode), now.sizeBytes, now.modified}});
+        renames.push_back({*found, position});
     }
-    return renames;
+    return onlyUnambiguous(std::move(renames), current);
+}
+
+// Without those of files that `current` found in several places, and each file's last find alone. A search of
+// the few renames for each of the many files, because `current` has no index yet.
+std::vector<Listing::Renamed> Listing::onlyUnambiguous(std::vector<Renamed> renames,
+                                                       const FoundFiles &current)
+{
+    const auto identity = [&](const Renamed &renamed) { return identityOf(current.files[renamed.now]); };
+    std::ranges::sort(renames, {}, identity);
+    std::vector<bool> isDropped(renames.size(), false);
+    for (Position position = 0; position < current.files.size() && !renames.empty(); ++position) {
+        const FoundFile &file = current.files[position];
+        for (auto same = std::ranges::lower_bound(renames, identityOf(file), {}, identity);
+             same != renames.end() && identity(*same) == identityOf(file); ++same) {
+            if (position > same->now || !isSamePlace(current, file, current.files[same->now]))
+                isDropped[static_cast<std::size_t>(same - renames.begin())] = true;
+        }
+    }
+    std::vector<Renamed> kept;
+    for (std::size_t at = 0; at < renames.size(); ++at) {
+        if (!isDropped[at])
+            kept.push_back(renames[at]);
+    }
+    return kept;
 }
 
 std::size_t Listing::count() const
 {
     return static_cast<std::size_t>(std::ranges::count(m_isLeftOut, false));
-}
-
-fs::path Listing::pathOf(const FoundFile &file) const
-{
-    return fs::path(m_found.folders[file.folder]) / m_found.nameOf(file);
 }
 
 } // namespace quorvalent

@@ -15,7 +15,7 @@ namespace quorvalent {
 
 /// Where every regular file of the watched trees stood at one time, found by identity. A file reached under
 /// two different paths (hard links) is left out; one reached twice under the same path, through roots that
-/// lie in one another, counts once. A value; any thread.
+/// lie in one another, counts once, as it was found last. A value; any thread.
 class Listing
 {
 public:
@@ -25,20 +25,31 @@ public:
     [[nodiscard]] static Listing take(const std::vector<std::filesystem::path> &roots,
                                       const std::function<void(const QString &)> &onError);
 
-    /// The files that both listings hold in the same folder, with the same size and time, under names whose
-    /// extensions differ by more than letter case.
-    [[nodiscard]] std::vector<RenameJob> renamesSince(const Listing &previous) const;
+    /// Lists the roots anew, and hands to `onRename` the files that both listings hold in the same folder,
+    /// with the same size and time, under names whose extensions differ by more than letter case. What only
+    /// the next refresh needs is done after that.
+    void refresh(const std::vector<std::filesystem::path> &roots,
+                 const std::function<void(const QString &)> &onError,
+                 const std::function<void(const RenameJob &)> &onRename);
 
     /// Files that can be followed.
     [[nodiscard]] std::size_t count() const;
 
 private:
-    using Position = std::uint32_t; ///< in m_found.files
+    using Position = std::uint32_t; ///< in FoundFiles::files
+    struct Renamed
+    {
+        Position before = 0; ///< in m_found
+        Position now = 0;    ///< in the listing that follows it
+    };
 
+    [[nodiscard]] static FoundFiles found(const std::vector<std::filesystem::path> &roots,
+                                          const std::function<void(const QString &)> &onError);
     void index();
-    [[nodiscard]] bool isSamePlace(const FoundFile &left, const FoundFile &right) const;
+    [[nodiscard]] std::vector<Renamed> renamedIn(const FoundFiles &current) const;
+    [[nodiscard]] static std::vector<Renamed> onlyUnambiguous(std::vector<Renamed> renames,
+                                                              const FoundFiles &current);
     [[nodiscard]] std::optional<Position> find(const FoundFile &file, Position guess) const;
-    [[nodiscard]] std::filesystem::path pathOf(const FoundFile &file) const;
 
     FoundFiles m_found;
     std::vector<Position> m_slots; ///< hash table by identity, open addressing; emptySlot where free

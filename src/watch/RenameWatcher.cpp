@@ -71,14 +71,12 @@ void RenameWatcher::scheduleScan()
 
 void RenameWatcher::scan()
 {
-    Listing current = Listing::take(m_roots, m_onError);
-    for (const RenameJob &job : current.renamesSince(m_files)) {
+    m_files.refresh(m_roots, m_onError, [this](const RenameJob &job) {
         if (m_processing.contains(job.identity()))
-            continue;
+            return;
         m_processing.insert(job.identity());
         m_onRename(job);
-    }
-    m_files = std::move(current);
+    });
 }
 
 } // namespace quorvalent

@@ -259,6 +259,11 @@ TEST(RenameWatcher, doesNotFollowHardLinks)
     move("a.png", "a.jpg")(folder); // the only name left
     watching.scan();
     EXPECT_THAT(watching.jobsBelow(folder.path()), ElementsAre("a.png > a.jpg"));
+    watching.complete(folder / "a.jpg");
+    move("a.jpg", "a.tiff")(folder);
+    fs::create_hard_link(folder / "a.tiff", folder / "d.bmp"); // renamed and in two places at once
+    watching.scan();
+    EXPECT_THAT(watching.jobsBelow(folder.path()), ElementsAre("a.png > a.jpg"));
 }
 
 TEST(RenameWatcher, countsAPathReachedThroughTwoRootsOnce)
