@@ -1,6 +1,7 @@
 #include "platform/AudioWriter.h"
 
 #include "platform/audio/AacWriter.h"
+#include "platform/audio/BackgroundWriter.h"
 #include "platform/audio/PcmWriter.h"
 
 namespace quorvalent {
@@ -11,7 +12,8 @@ std::unique_ptr<AudioWriter> AudioWriter::create(const std::filesystem::path &pa
 {
     if (encoding.container == AudioEncoding::Container::Mpeg4)
         return std::make_unique<AacWriter>(path, encoding.bitRate, source, length);
-    return std::make_unique<PcmWriter>(path, encoding.container, source, length);
+    return std::make_unique<BackgroundWriter>(
+        std::make_unique<PcmWriter>(path, encoding.container, source, length));
 }
 
 } // namespace quorvalent

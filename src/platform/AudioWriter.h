@@ -38,7 +38,7 @@ public:
                                                              std::optional<std::int64_t> length);
 
     /// Appends the buffer's frames. Deeper samples than 16 bits are dithered where the file holds 16-bit
-    /// integers, and clipped at full scale. FileError or AudioError.
+    /// integers, and clipped at full scale. FileError or AudioError, perhaps of an earlier buffer.
     virtual void write(const AudioBuffer &buffer) = 0;
     /// Completes the file. Once, last. FileError or AudioError.
     virtual void finish() = 0;

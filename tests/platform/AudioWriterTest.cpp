@@ -1,5 +1,6 @@
 #include "platform/AudioWriter.h"
 
+#include "platform/audio/BackgroundWriter.h"
 #include "platform/audio/Quantizer.h"
 
 #include "support/TestFolder.h"
@@ -56,6 +57,72 @@ TEST(AudioWriter, saysThatTheDiskIsFull)
             writer->finish();
         },
         Error);
+}
+
+namespace {
+
+/// Keeps the first sample of each buffer, and fails at one of them.
+class FailingWriter : public AudioWriter
+{
+public:
+    FailingWriter(std::vector<int> &written, int failing)
+        : m_written(written)
+        , m_failing(failing)
+    {}
+
+    void write(const AudioBuffer &buffer) override
+    {
+        if (buffer.integerSound()[0] == m_failing)
+            throw AudioError(QStringLiteral("full"));
+        m_written.push_back(buffer.integerSound()[0]);
+    }
+    void finish() override { m_written.push_back(-1); }
+
+private:
+    std::vector<int> &m_written;
+    int m_failing;
+};
+
+} // namespace
+
+TEST(BackgroundWriter, writesInOrderAndReportsAFailureOnce)
+{
+    constexpr int buffers = 50;
+    for (const int failing : {0, 20, buffers - 1, buffers}) {
+        std::vector<int> written;
+        BackgroundWriter writer(std::make_unique<FailingWriter>(written, failing));
+        AudioBuffer sound(stereo, 1);
+        sound.setFrames(1);
+        int failures = 0;
+        try {
+            for (int number = 0; number < buffers; ++number) {
+                sound.integers()[0] = static_cast<std::int16_t>(number);
+                writer.write(sound);
+            }
+            writer.finish();
+        } catch (const AudioError &) {
+            ++failures;
+        }
+        std::vector<int> expected(static_cast<std::size_t>(failing));
+        std::iota(expected.begin(), expected.end(), 0);
+        if (failing == buffers)
+            expected.push_back(-1);
+        EXPECT_EQ(written, expected);
+        EXPECT_EQ(failures, failing == buffers ? 0 : 1);
+    }
+}
+
+TEST(BackgroundWriter, canBeGivenUpInTheMiddle)
+{
+    std::vector<int> written;
+    {
+        BackgroundWriter writer(std::make_unique<FailingWriter>(written, -2));
+        AudioBuffer sound(stereo, 1);
+        sound.setFrames(1);
+        for (int buffer = 0; buffer < 5; ++buffer)
+            writer.write(sound);
+    }
+    EXPECT_EQ(written.size(), 5U) << "what was handed over is written, and the file is not completed";
 }
 
 TEST(Quantizer, keepsTheMeanBelowOneStepWithoutPattern)

@@ -2,7 +2,8 @@
 
 #include "platform/ComposedText.h"
 
-#include <array>
+#include <algorithm>
+#include <bit>
 #include <cerrno>
 #include <limits>
 
@@ -119,8 +120,22 @@ void PcmWriter::write(const AudioBuffer &buffer)
         integers = m_integers;
     }
     errno = 0;
-    if (sf_writef_short(m_file.get(), integers.data(), frames) != frames)
+    const bool isWritten = m_container == Container::Aiff
+                               ? writeBigEndian(integers)
+                               : sf_writef_short(m_file.get(), integers.data(), frames) == frames;
+    if (!isWritten)
         fail();
+}
+
+// The library would turn the bytes round in pieces of 8 KiB, with a system call for each.
+bool PcmWriter::writeBigEndian(std::span<const std::int16_t> integers)
+{
+    static_assert(std::endian::native == std::endian::little);
+    m_bigEndian.resize(integers.size());
+    std::transform(integers.begin(), integers.end(), m_bigEndian.begin(),
+                   [](std::int16_t sample) { return __builtin_bswap16(static_cast<std::uint16_t>(sample)); });
+    const auto bytes = static_cast<sf_count_t>(m_bigEndian.size() * sizeof(std::uint16_t));
+    return sf_write_raw(m_file.get(), m_bigEndian.data(), bytes) == bytes;
 }
 
 void PcmWriter::finish()

@@ -5,6 +5,9 @@
 #include "platform/audio/Quantizer.h"
 #include "platform/audio/SndfileHandle.h"
 
+#include <span>
+#include <vector>
+
 namespace quorvalent {
 
 /// Writes 16-bit PCM: WAVE, which becomes RF64 where it would pass 4 GB, and AIFF.
@@ -19,6 +22,7 @@ public:
 
 private:
     void setSpeakers(Speakers speakers, int channels);
+    [[nodiscard]] bool writeBigEndian(std::span<const std::int16_t> integers);
     [[noreturn]] void fail() const;
 
     std::filesystem::path m_path;
@@ -27,6 +31,7 @@ private:
     SndfileHandle m_file;
     Quantizer m_quantizer;
     std::vector<std::int16_t> m_integers;
+    std::vector<std::uint16_t> m_bigEndian;
     std::int64_t m_framesLeft = 0; ///< what the container can still hold
 };
 
