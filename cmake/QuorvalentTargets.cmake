@@ -21,6 +21,8 @@ target_compile_options(quorvalent_rules INTERFACE
     -Wold-style-cast -Woverloaded-virtual -Wimplicit-fallthrough)
 target_compile_definitions(quorvalent_rules INTERFACE
     QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_KEYWORDS QT_NO_FOREACH _FILE_OFFSET_BITS=64)
+# A program loads no library that it does not use, though a layer below it offers one.
+target_link_options(quorvalent_rules INTERFACE -Wl,--as-needed)
 if(QUORVALENT_SANITIZE)
     target_compile_options(quorvalent_rules INTERFACE
         -fsanitize=${QUORVALENT_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all
