@@ -3,6 +3,7 @@
 #include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QEventLoop>
+#include <QThread>
 
 namespace quorvalent::test {
 
@@ -12,8 +13,10 @@ bool waitFor(const std::function<bool()> &condition, std::chrono::milliseconds l
     while (!condition()) {
         if (deadline.hasExpired())
             return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+        const bool hadEvents = QEventLoop().processEvents(QEventLoop::AllEvents);
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        if (!hadEvents)
+            QThread::msleep(1); // the work that is waited for needs the processor
     }
     return true;
 }
