@@ -4,11 +4,15 @@
 #include "model/DesktopServices.h"
 #include "model/SystemServices.h"
 #include "platform/TerminationSignals.h"
+#include "platform/update/FeedUpdater.h"
+#include "platform/update/StartNotice.h"
 #include "ui/AppDelegate.h"
 #include "ui/Style.h"
+#include "ui/UpdateWindow.h"
 #include "ui/desktop/ApplicationService.h"
 #include "ui/desktop/FolderChooser.h"
 #include "ui/icons/AppIcon.h"
+#include "update/UpdateManager.h"
 
 #include <QApplication>
 #include <QDesktopServices>
@@ -44,6 +48,14 @@ void openFile(const std::filesystem::path &file)
     QDesktopServices::openUrl(QUrl::fromLocalFile(QFile::decodeName(file.c_str())));
 }
 
+std::vector<std::string> wordsOf(const QStringList &arguments)
+{
+    std::vector<std::string> words;
+    for (const QString &argument : arguments)
+        words.push_back(argument.toStdString());
+    return words;
+}
+
 /// Where no session bus tells whether another copy runs.
 bool isOnlyCopy(QLockFile &lock)
 {
@@ -55,6 +67,7 @@ bool isOnlyCopy(QLockFile &lock)
 
 int runMenuBarProgram(int argc, char **argv)
 {
+    StartNotice startNotice;
     if (!hasDisplay()) {
         std::fputs("quorvalent: there is no display; quorvalent-watch does the work without one\n", stderr);
         return EXIT_FAILURE;
@@ -77,11 +90,17 @@ int runMenuBarProgram(int argc, char **argv)
                                             .quit = [&shell] { shell->requestQuit(); }},
                                            &busObject);
     QLockFile lock(QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation) + u"/quorvalent.lock"_s);
+    const auto claim = [&service, &lock] {
+        const ApplicationService::Claim claimed = service->claim();
+        return claimed == ApplicationService::Claim::NoBus && isOnlyCopy(lock)
+                   ? ApplicationService::Claim::First
+                   : claimed;
+    };
     if (!preview) {
-        const ApplicationService::Claim claim = service->claim();
-        if (claim == ApplicationService::Claim::Running)
+        const ApplicationService::Claim claimed = claim();
+        if (claimed == ApplicationService::Claim::Running)
             return EXIT_SUCCESS;
-        if (claim == ApplicationService::Claim::NoBus && !isOnlyCopy(lock)) {
+        if (claimed == ApplicationService::Claim::NoBus) {
             std::fputs("quorvalent: already running\n", stderr);
             return EXIT_FAILURE;
         }
@@ -91,10 +110,22 @@ int runMenuBarProgram(int argc, char **argv)
     Appearance appearance(*style);
     QApplication::setStyle(style);
     appearance.followSession();
-    AppModel model(systemServices(), systemDesktop(openFile),
+    DesktopServices desktop = systemDesktop(openFile);
+    UserDefaults &defaults = *desktop.defaults;
+    AppModel model(systemServices(), std::move(desktop),
                    preview ? AppModel::Mode::Preview : AppModel::Mode::Normal);
     pausable = &model;
-    NoUpdates updates;
+    UpdateWindow updateWindow(model);
+    const RelaunchActions relaunch{.prepare =
+                                       [&] {
+                                           service->release();
+                                           lock.unlock();
+                                           return wordsOf(shell->present().arguments());
+                                       },
+                                   .goOn = [&claim] { static_cast<void>(claim()); },
+                                   .quit = &QCoreApplication::quit};
+    UpdateManager updates(model, std::make_unique<FeedUpdater>(UpdateSource::ofRunningBundle(), defaults,
+                                                               updateWindow, relaunch));
     shell = std::make_unique<AppDelegate>(AppDelegate::Services{.model = model,
                                                                 .updater = updates,
                                                                 .appearance = appearance,
@@ -105,6 +136,7 @@ int runMenuBarProgram(int argc, char **argv)
     TerminationSignals termination;
     termination.onSignal = [&shell](int) { shell->finishAndQuit(); };
     shell->launch();
+    postToMain([&startNotice] { startNotice.send(); }); // model and windows are there, and events are handled
     const int status = QCoreApplication::exec();
     shell.reset();
     return status;

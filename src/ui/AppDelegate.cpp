@@ -7,6 +7,7 @@
 #include "ui/Metrics.h"
 #include "ui/TypeScale.h"
 #include "ui/views/ProtectionWarning.h"
+#include "update/UpdateManager.h"
 
 #include <QAccessible>
 #include <QApplication>
@@ -30,7 +31,20 @@ constexpr auto previewEnd = 13s; // and the program ends
 LaunchOptions LaunchOptions::of(const QStringList &arguments)
 {
     return {.settings = arguments.contains(u"--settings"_s),
+            .paused = arguments.contains(u"--paused"_s),
             .previewBanner = arguments.contains(u"--preview-banner"_s)};
+}
+
+QStringList LaunchOptions::arguments() const
+{
+    QStringList list;
+    if (settings)
+        list << u"--settings"_s;
+    if (paused)
+        list << u"--paused"_s;
+    if (previewBanner)
+        list << u"--preview-banner"_s;
+    return list;
 }
 
 bool LaunchOptions::wantsPreview(const QStringList &arguments)
@@ -64,6 +78,7 @@ AppDelegate::~AppDelegate()
     m_model.onToast = {};
     m_model.onFinished = {};
     m_model.onWarning = {};
+    m_model.onDrained = {};
     m_model.onAppearance = {};
     m_model.askConsent = {};
 }
@@ -73,6 +88,7 @@ void AppDelegate::connectModel()
     m_model.onToast = [this] { m_toast.schedule(); };
     m_model.onFinished = [this] { m_toast.finish(); };
     m_model.onWarning = [this] { showWarning(); };
+    m_model.onDrained = [this] { m_services.updater.installWhenIdle(); };
     m_model.askConsent = [this](const ConsentQuestion &question) {
         return askConsent(m_settingsWindow.get(), question);
     };
@@ -88,6 +104,8 @@ void AppDelegate::launch()
     m_model.applyAppearance();
     connectModel();
     m_trayHost.start();
+    if (m_options.paused)
+        m_model.setPaused(true);
     m_model.start();
     m_services.updater.start();
     if (m_options.previewBanner)
@@ -168,6 +186,11 @@ void AppDelegate::requestQuit()
 {
     if (m_model.canQuit())
         m_services.quit();
+}
+
+LaunchOptions AppDelegate::present() const
+{
+    return {.settings = m_settingsWindow && m_settingsWindow->isVisible(), .paused = m_model.paused()};
 }
 
 void AppDelegate::finishAndQuit()

@@ -6,7 +6,6 @@
 #include "ui/SettingsWindow.h"
 #include "ui/StatusItem.h"
 #include "ui/Toast.h"
-#include "ui/UpdateControl.h"
 #include "ui/desktop/TrayHost.h"
 
 #include <QFont>
@@ -19,13 +18,18 @@ class QTranslator;
 
 namespace quorvalent {
 
+class UpdateManager;
+
 /// What the command line asks of the shell.
 struct LaunchOptions
 {
     bool settings = false;      ///< opens the settings window
+    bool paused = false;        ///< watches nothing until the user resumes
     bool previewBanner = false; ///< shows the banner's life once, and ends
 
     [[nodiscard]] static LaunchOptions of(const QStringList &arguments);
+    /// The arguments that these options are read from.
+    [[nodiscard]] QStringList arguments() const;
     /// The model is to be a preview.
     [[nodiscard]] static bool wantsPreview(const QStringList &arguments);
 };
@@ -40,7 +44,7 @@ public:
     struct Services
     {
         AppModel &model;
-        UpdateControl &updater;
+        UpdateManager &updater;
         Appearance &appearance;
         Scheduler scheduler;
         ChooseFolders chooseFolders;
@@ -57,6 +61,8 @@ public:
     void dismissWarning();
     /// Ends the program, unless work is pending; then nothing happens.
     void requestQuit();
+    /// With what options another copy would go on as this one.
+    [[nodiscard]] LaunchOptions present() const;
     /// The program has to end: what runs and waits is finished first, and nothing new begins. Asked again,
     /// only what runs is finished.
     void finishAndQuit();

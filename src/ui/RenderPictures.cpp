@@ -10,11 +10,12 @@
 #include "ui/Style.h"
 #include "ui/Theme.h"
 #include "ui/TypeScale.h"
-#include "ui/UpdateControl.h"
+#include "ui/UpdateWindow.h"
 #include "ui/views/CompactBanner.h"
 #include "ui/views/MenuView.h"
 #include "ui/views/ProtectionWarning.h"
 #include "ui/views/SettingsView.h"
+#include "update/UpdateManager.h"
 
 #include <QApplication>
 #include <QFile>
@@ -58,12 +59,13 @@ public:
     {}
 };
 
-bool save(QWidget &widget, const std::filesystem::path &file)
+bool save(QWidget &widget, const std::filesystem::path &file,
+          QWidget::RenderFlags flags = QWidget::DrawChildren)
 {
     QImage picture(widget.size() * ratio, QImage::Format_ARGB32_Premultiplied);
     picture.setDevicePixelRatio(ratio);
     picture.fill(Qt::transparent);
-    widget.render(&picture, QPoint(), QRegion(), QWidget::DrawChildren);
+    widget.render(&picture, QPoint(), QRegion(), flags);
     return picture.save(QString::fromStdString(file.string()), "PNG");
 }
 
@@ -146,7 +148,7 @@ bool saveSection(AppModel &model, const QString &section, const std::filesystem:
                  const QString &name, const QString &suffix)
 {
     model.setSelectedTab(section);
-    NoUpdates updater;
+    UpdateManager updater(model, nullptr);
     SettingsView view(model, {updater, [](QWidget &, const auto &) {}, [] { return true; }});
     const auto file = [&](const QString &part) {
         return folder / QFile::encodeName(u"settings-"_s + name + part + suffix + u".png"_s).toStdString();
@@ -157,6 +159,41 @@ bool saveSection(AppModel &model, const QString &section, const std::filesystem:
     if (bar->maximum() > 0) {
         bar->setValue(bar->maximum());
         saved = save(view, file(u"-end"_s)) && saved;
+    }
+    return saved;
+}
+
+UpdateRelease sampleRelease()
+{
+    UpdateRelease release;
+    release.version = QVersionNumber(1, 4);
+    release.lengthBytes = 28'413'952;
+    release.notes.insert(u"en"_s, u"• Pictures are ready sooner.\n• Folders can be sorted."_s);
+    return release;
+}
+
+/// The window of an update at each of its steps.
+bool saveUpdates(AppModel &model, const std::filesystem::path &folder, const QString &suffix)
+{
+    UpdateWindow window(model);
+    const UpdateRelease release = sampleRelease();
+    const auto nothing = [](auto...) {};
+    const std::pair<const char *, std::function<void()>> steps[] = {
+        {"checking", [&] { window.showChecking(nothing); }},
+        {"found", [&] { window.showFound(release, u"1.3"_s, nothing); }},
+        {"download", [&] { window.showDownload(release.lengthBytes / 3, release.lengthBytes, nothing); }},
+        {"preparation", [&] { window.showPreparation(nothing); }},
+        {"ready", [&] { window.showReady(release, nothing); }},
+        {"waiting", [&] { window.showWaiting(nothing); }},
+        {"restarting", [&] { window.showRestarting(); }},
+        {"current", [&] { window.showUpToDate(u"1.4"_s); }},
+        {"failure", [&] { window.showFailure(u"Le serveur de mises à jour est injoignable."_s); }}};
+    bool saved = true;
+    for (const auto &[name, show] : steps) {
+        show();
+        const std::string file = "update-" + std::string(name) + suffix.toStdString() + ".png";
+        saved = save(window.window(), folder / file, QWidget::DrawWindowBackground | QWidget::DrawChildren) &&
+                saved;
     }
     return saved;
 }
@@ -196,6 +233,7 @@ bool saveAll(const std::filesystem::path &folder, const Look &look)
     model.showSample(withActivities());
     for (const auto &[section, name] : sections)
         saved = saveSection(model, section, folder, name, look.suffix) && saved;
+    saved = saveUpdates(model, folder, look.suffix) && saved;
     model.showSample({});
     model.changePreferences([](Preferences &preferences) { preferences.folders.clear(); });
     saved = saveSection(model, u"Dossiers"_s, folder, u"folders-empty"_s, look.suffix) && saved;

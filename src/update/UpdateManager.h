@@ -20,6 +20,7 @@ class UpdateManager : public QObject, private UpdaterDelegate
     Q_OBJECT
 
 public:
+    /// A preview never asks its updater for anything, and needs none.
     UpdateManager(AppModel &model, std::unique_ptr<Updater> updater);
     ~UpdateManager() override;
 

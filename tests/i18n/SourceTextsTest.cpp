@@ -73,6 +73,7 @@ const std::map<QString, const char *> &otherTexts()
         {u"Vacances-sur-la-côte.mp4"_s, inPictures},
         {u"MOV → MP4"_s, inPictures},
         {u"Un très long nom de fichier rapporté de vacances au bord de la mer, été 2026.webp"_s, inPictures},
+        {u"• Pictures are ready sooner.\n• Folders can be sorted."_s, inPictures},
         {u"/home/camille/Vidéos/Vacances au bord de la mer 2026/À trier"_s, inPictures},
         {u" (?=[:;!?%»])"_s, layout},
         {u"(?<=«) "_s, layout},

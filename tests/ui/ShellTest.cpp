@@ -3,6 +3,7 @@
 #include "support/FakeWorld.h"
 #include "ui/AppDelegate.h"
 #include "ui/Style.h"
+#include "update/UpdateManager.h"
 
 #include <QApplication>
 #include <QPushButton>
@@ -69,7 +70,7 @@ protected:
     Style style;
     Appearance appearance;
     AppModel model;
-    NoUpdates updates;
+    UpdateManager updates{model, nullptr};
     int quits = 0;
     AppDelegate shell;
 };
@@ -79,6 +80,15 @@ TEST_F(Shell, OpensTheSettingsWithoutAFolder)
     ASSERT_NE(shell.settingsWindow(), nullptr);
     EXPECT_TRUE(shell.settingsWindow()->isVisible());
     EXPECT_EQ(shell.settingsWindow()->size(), QSize(820, 590));
+}
+
+TEST_F(Shell, HandsItsStateOnToAnotherCopy)
+{
+    EXPECT_EQ(shell.present().arguments(), QStringList(u"--settings"_s));
+    model.setPaused(true);
+    EXPECT_EQ(shell.present().arguments(), (QStringList{u"--settings"_s, u"--paused"_s}));
+    const LaunchOptions read = LaunchOptions::of({u"quorvalent"_s, u"--paused"_s});
+    EXPECT_TRUE(read.paused && !read.settings && !read.previewBanner);
 }
 
 TEST_F(Shell, AnnouncesAQuickConversionOnlyAtItsEnd)

@@ -1,7 +1,6 @@
 #include "i18n/Localization.h"
 #include "model/AppModel.h"
 #include "support/FakeWorld.h"
-#include "ui/UpdateControl.h"
 #include "ui/controls/Label.h"
 #include "ui/controls/PushButton.h"
 #include "ui/controls/TextBlock.h"
@@ -10,6 +9,7 @@
 #include "ui/views/MenuView.h"
 #include "ui/views/ProtectionWarning.h"
 #include "ui/views/SettingsView.h"
+#include "update/UpdateManager.h"
 
 #include <QApplication>
 #include <QRadioButton>
@@ -115,7 +115,7 @@ TEST_F(Views, TheWarningCountsFromTwo)
 
 TEST_F(Views, SettingsGoThroughTheModel)
 {
-    NoUpdates updates;
+    UpdateManager updates{model, nullptr};
     SettingsView view(
         model, {updates, [](QWidget &, const auto &give) { give({"/watched/A"}); }, [] { return true; }});
     const auto sections = view.findChildren<QRadioButton *>();
@@ -137,7 +137,7 @@ TEST_F(Views, SettingsGoThroughTheModel)
 // What does not fit is cut off or lies over its neighbour; both can be seen from the sizes.
 TEST_F(Views, NothingIsCutOffInAnyLanguage)
 {
-    NoUpdates updates;
+    UpdateManager updates{model, nullptr};
     const SettingsView view(model, {updates, [](QWidget &, const auto &) {}, [] { return false; }});
     const MenuView menu(model, {.settings = [] {}, .quit = [] {}});
     model.setPaused(true);

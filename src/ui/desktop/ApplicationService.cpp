@@ -44,6 +44,13 @@ ApplicationService::Claim ApplicationService::claim()
     return Claim::Running;
 }
 
+void ApplicationService::release()
+{
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    bus.unregisterService(name());
+    bus.unregisterObject(objectPath);
+}
+
 void ApplicationService::Activate(const QVariantMap & /*platformData*/)
 {
     m_actions.activate();

@@ -35,6 +35,8 @@ public:
     ApplicationService(Actions actions, QObject *parent);
     /// Takes the name, or activates the copy that has it.
     [[nodiscard]] Claim claim();
+    /// Makes way for another copy; claim() takes the name back.
+    void release();
 
     Q_SLOT void Activate(const QVariantMap &platformData); // NOLINT: the interface's names
     Q_SLOT void Open(const QStringList &uris, const QVariantMap &platformData);      // NOLINT

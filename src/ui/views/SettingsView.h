@@ -13,7 +13,7 @@ class Label;
 class ScrollArea;
 class Section;
 class SidebarButton;
-class UpdateControl;
+class UpdateManager;
 class WrappingLabel;
 
 /// The content of the settings window: a sidebar with the sections, and the chosen one beside it. A section
@@ -25,7 +25,7 @@ class SettingsView : public QWidget
 public:
     struct Services
     {
-        UpdateControl &updater;
+        UpdateManager &updater;
         ChooseFolders chooseFolders;
         std::function<bool()> hasStatusArea; ///< the desktop shows status items
     };

@@ -3,12 +3,12 @@
 #include "i18n/AppVersion.h"
 #include "i18n/Localization.h"
 #include "model/AppModel.h"
-#include "ui/UpdateControl.h"
 #include "ui/controls/Card.h"
 #include "ui/controls/Divider.h"
 #include "ui/controls/PushButton.h"
 #include "ui/controls/Toggle.h"
 #include "ui/controls/WrappingLabel.h"
+#include "update/UpdateManager.h"
 
 #include <QVBoxLayout>
 
@@ -16,7 +16,7 @@ namespace quorvalent {
 
 using namespace Qt::StringLiterals;
 
-UpdateSettingsView::UpdateSettingsView(AppModel &model, UpdateControl &updater, QWidget *parent)
+UpdateSettingsView::UpdateSettingsView(AppModel &model, UpdateManager &updater, QWidget *parent)
     : Section(parent)
     , m_model(model)
     , m_updater(updater)
@@ -46,7 +46,7 @@ UpdateSettingsView::UpdateSettingsView(AppModel &model, UpdateControl &updater, 
         m_updater.setAutomatic(on);
         refresh(); // an updater that cannot be started leaves everything as it was
     });
-    connect(&updater, &UpdateControl::changed, this, &UpdateSettingsView::refresh);
+    connect(&updater, &UpdateManager::changed, this, &UpdateSettingsView::refresh);
     refresh();
 }
 

@@ -8,7 +8,7 @@ class AppModel;
 class Label;
 class PushButton;
 class Toggle;
-class UpdateControl;
+class UpdateManager;
 class WrappingLabel;
 
 /// The state of the updates, and what the user decides about them.
@@ -17,13 +17,13 @@ class UpdateSettingsView : public Section
     Q_OBJECT
 
 public:
-    UpdateSettingsView(AppModel &model, UpdateControl &updater, QWidget *parent = nullptr);
+    UpdateSettingsView(AppModel &model, UpdateManager &updater, QWidget *parent = nullptr);
 
     void refresh() override;
 
 private:
     AppModel &m_model;
-    UpdateControl &m_updater;
+    UpdateManager &m_updater;
     Label *m_versionLabel;
     Label *m_version;
     WrappingLabel *m_message;
