@@ -10,6 +10,7 @@
 #include <chrono>
 #include <cstdio>
 #include <fstream>
+#include <thread>
 #include <vector>
 
 using namespace quorvalent;
@@ -27,15 +28,18 @@ long residentBytes()
 
 } // namespace
 
-/// bench-listing ROOT [RUNS]: what one scan of the watcher does, a fresh listing compared with the one before
-/// it, timed as the median of RUNS (5), on a thread as nice as the watcher's. Prints one JSON object.
+/// bench-listing ROOT [RUNS [REST]]: what one scan of the watcher does, a fresh listing compared with the one
+/// before it, timed as the median of RUNS (5), on a thread as nice as the watcher's. Prints one JSON object.
+/// Before each run the process sleeps REST milliseconds (0): a processor that wakes up takes about a tenth
+/// longer, and so does the watcher's own listing after its quiet times.
 int main(int argc, char **argv)
 {
     const QCoreApplication application(argc, argv);
     const QStringList arguments = QCoreApplication::arguments();
     const int runs = arguments.size() > 2 ? arguments.at(2).toInt() : 5;
-    if (argc < 2 || runs < 1) {
-        std::fprintf(stderr, "usage: bench-listing ROOT [RUNS]\n");
+    const std::chrono::milliseconds rest(arguments.size() > 3 ? arguments.at(3).toInt() : 0);
+    if (argc < 2 || runs < 1 || rest.count() < 0) {
+        std::fprintf(stderr, "usage: bench-listing ROOT [RUNS [REST]]\n");
         return 2;
     }
     (void)::setpriority(PRIO_PROCESS, 0, 10);
@@ -54,6 +58,7 @@ int main(int argc, char **argv)
     std::vector<double> seconds;
     std::size_t renames = 0;
     for (int run = 0; run < runs; ++run) {
+        std::this_thread::sleep_for(rest);
         const auto start = std::chrono::steady_clock::now();
         listing.refresh(roots, onError, [&](const RenameJob &) { ++renames; });
         seconds.push_back(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
