@@ -2,11 +2,11 @@
 
 #include "app/CheckFailure.h"
 #include "core/RenamePolicy.h"
+#include "media/ImageSignature.h"
+#include "media/MediaAsset.h"
 #include "model/AppModel.h"
 #include "model/SystemServices.h"
 #include "platform/ChildProcess.h"
-#include "platform/ImageSignature.h"
-#include "platform/MediaAsset.h"
 
 #include <QEventLoop>
 #include <QFile>

@@ -1,13 +1,16 @@
 #include "convert/Converter.h"
 
 #include "convert/ConversionDriver.h"
-#include "convert/ExternalEngine.h"
-#include "convert/ImageCheck.h"
-#include "convert/MediaCheck.h"
-#include "convert/WebpAssistance.h"
 #include "core/MediaFamilies.h"
-#include "platform/AudioTags.h"
-#include "platform/ImageSource.h"
+#include "engine/AudioEngine.h"
+#include "engine/ExternalEngine.h"
+#include "engine/ImageCheck.h"
+#include "engine/ImageEngine.h"
+#include "engine/MediaCheck.h"
+#include "engine/VideoEngine.h"
+#include "engine/WebpAssistance.h"
+#include "media/AudioTags.h"
+#include "media/ImageSource.h"
 
 #include <memory>
 
@@ -72,6 +75,24 @@ void Converter::convert(const RenameJob &job, const Preferences &preferences, co
 {
     const Files files;
     ConversionDriver(files, realEngines()).convert(job, preferences, progress);
+}
+
+void Converter::image(const fs::path &source, const fs::path &output, double quality,
+                      const Progress &progress)
+{
+    runImageEngine(source, output, quality, progress);
+}
+
+void Converter::audio(const fs::path &source, const fs::path &output, qint64 bitrate,
+                      const Progress &progress)
+{
+    runAudioEngine(source, output, bitrate, progress);
+}
+
+void Converter::video(const fs::path &source, const fs::path &output, qint64 quality,
+                      const Progress &progress)
+{
+    runVideoEngine(source, output, quality, progress);
 }
 
 void Converter::external(const std::filesystem::path &source, const std::filesystem::path &output,

@@ -5,10 +5,10 @@
 #include "core/ConversionError.h"
 #include "core/RenamePolicy.h"
 #include "i18n/SourceLiterals.h"
+#include "media/AudioWriter.h"
+#include "media/ExportPlan.h"
 #include "model/AppModel.h"
-#include "platform/AudioWriter.h"
 #include "platform/ComposedText.h"
-#include "platform/ExportPlan.h"
 #include "support/FakeWorld.h"
 #include "watch/Listing.h"
 

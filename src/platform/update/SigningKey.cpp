@@ -2,7 +2,7 @@
 
 #include "platform/ComposedText.h"
 #include "platform/Error.h"
-#include "platform/image/MappedFile.h"
+#include "platform/MappedFile.h"
 
 #include <QCryptographicHash>
 #include <QJsonArray>

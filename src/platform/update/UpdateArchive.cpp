@@ -1,7 +1,7 @@
 #include "platform/update/UpdateArchive.h"
 
 #include "platform/FileDescriptor.h"
-#include "platform/image/MappedFile.h"
+#include "platform/MappedFile.h"
 #include "platform/update/UpdateError.h"
 
 #include <QCryptographicHash>

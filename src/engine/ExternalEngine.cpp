@@ -1,0 +1,119 @@
+#include "engine/ExternalEngine.h"
+
+#include "core/ConversionError.h"
+#include "core/MediaFamilies.h"
+#include "core/RenameJob.h"
+#include "engine/ExternalArguments.h"
+#include "platform/ChildProcess.h"
+
+#include <QByteArrayView>
+
+#include <algorithm>
+#include <cmath>
+#include <fstream>
+
+namespace quorvalent {
+
+namespace {
+
+using namespace Qt::StringLiterals;
+
+// Nothing of the user's environment may change what FFmpeg does or how it words its log.
+ChildCommand engineCommand(const std::filesystem::path &program, std::vector<std::string> arguments,
+                           const std::filesystem::path &workFolder, const FileDescriptor &log)
+{
+    ChildCommand command;
+    command.program = program;
+    command.arguments = std::move(arguments);
+    command.environment = {"LC_ALL=C.UTF-8", "TMPDIR=" + workFolder.native()};
+    command.workingFolder = workFolder;
+    command.standardError = log.get();
+    return command;
+}
+
+// The share of the source that a line of the progress stream tells, or nothing for any other line.
+std::optional<double> fractionOf(const QByteArray &line, MediaSeconds duration)
+{
+    constexpr QByteArrayView key("out_time_us=");
+    if (!line.startsWith(key))
+        return std::nullopt;
+    bool isNumber = false;
+    const double microseconds = line.sliced(key.size()).toDouble(&isNumber);
+    if (!isNumber || !std::isfinite(microseconds))
+        return std::nullopt;
+    // Before the first packet FFmpeg reports a time far below zero.
+    return std::clamp(microseconds / 1e6 / duration.count(), 0.0, 0.98);
+}
+
+QString endOfLog(const std::filesystem::path &log)
+{
+    constexpr qsizetype shownCharacters = 350;
+    constexpr std::streamoff longestCharacter = 4; // bytes, in UTF-8
+    std::ifstream file(log, std::ios::binary | std::ios::ate);
+    const std::streamoff size = file ? std::streamoff(file.tellg()) : 0;
+    file.seekg(std::max<std::streamoff>(0, size - (shownCharacters + 1) * longestCharacter));
+    const QByteArray bytes =
+        QByteArray::fromStdString({std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()});
+    QString tail = QString::fromUtf8(bytes).right(shownCharacters);
+    if (!tail.isEmpty() && tail.front().isLowSurrogate())
+        tail.remove(0, 1);
+    return tail;
+}
+
+void runFfmpeg(const std::filesystem::path &program, const std::filesystem::path &source,
+               const std::filesystem::path &output, const Preferences &preferences, const Progress &progress,
+               const SourceLength &sourceLength)
+{
+    const std::filesystem::path workFolder = output.parent_path();
+    const std::filesystem::path logFile = workFolder / "ffmpeg.log";
+    std::vector<std::string> arguments = externalArguments(source, output, preferences);
+    const FileDescriptor log = FileDescriptor::createForWriting(logFile);
+
+    progress(std::nullopt);
+    ChildProcess ffmpeg(engineCommand(program, std::move(arguments), workFolder, log));
+
+    const std::optional<MediaSeconds> duration = sourceLength ? sourceLength() : std::nullopt;
+    ffmpeg.readLines([&](const QByteArray &line) {
+        const std::optional<double> fraction = duration ? fractionOf(line, *duration) : std::nullopt;
+        if (fraction)
+            progress(fraction);
+    });
+    if (!ffmpeg.wait().isSuccess())
+        throw ConversionError("FFmpeg : "_L1 + endOfLog(logFile));
+}
+
+} // namespace
+
+std::optional<MediaSeconds> lengthOf(const std::optional<MediaAsset> &asset)
+{
+    if (!asset || !asset->duration || *asset->duration <= MediaSeconds(0))
+        return std::nullopt;
+    return asset->duration;
+}
+
+void runExternalEngine(const std::optional<std::filesystem::path> &program,
+                       const std::filesystem::path &source, const std::filesystem::path &output,
+                       const Preferences &preferences, const Progress &progress,
+                       const ImageAssistance &images, const SourceLength &sourceLength)
+{
+    if (!program)
+        throw ConversionError(u"Le moteur intégré est manquant. Réinstallez Quorvalent."_s);
+    if (!imageExtensions().contains(pathExtension(output))) {
+        if (sourceLength) {
+            runFfmpeg(*program, source, output, preferences, progress, sourceLength);
+            return;
+        }
+        // Read beside the running conversion: asked for before, it would delay every one.
+        MediaProbe probe(source);
+        runFfmpeg(*program, source, output, preferences, progress, [&] { return lengthOf(probe.result()); });
+        return;
+    }
+    if (!images.isSingleStillImage(source))
+        throw ConversionError(
+            u"Le moteur externe accepte ici uniquement les images fixes reconnues par macOS."_s);
+    const std::filesystem::path picture = images.pictureToEncode(source, output.parent_path());
+    runFfmpeg(*program, picture, output, preferences, progress, {});
+    images.carryMetadata(source, output);
+}
+
+} // namespace quorvalent

@@ -1,0 +1,141 @@
+#include "engine/ImageEngine.h"
+#include "core/ConversionError.h"
+#include "engine/ImageCheck.h"
+#include "support/Pictures.h"
+#include "support/TestFolder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <ostream>
+
+namespace quorvalent {
+namespace {
+
+using test::TestFolder;
+
+void ignore(std::optional<double>) {}
+
+std::filesystem::path bmp(const TestFolder &folder, const test::Picture &picture)
+{
+    return folder.write("a.bmp", test::bmpBytes(picture));
+}
+
+/// A GIF of four frames, by hand: 1 × 1 pixel each.
+std::string fourFrames()
+{
+    const std::string frame("\x21\xf9\4\0\x0a\0\0\0\x2c\0\0\0\0\1\0\1\0\0\2\2\x44\1\0", 23);
+    return std::string("GIF89a\1\0\1\0\x80\0\0\xff\0\0\0\0\xff", 19) + frame + frame + frame + frame + ";";
+}
+
+QString failure(const std::filesystem::path &source, const std::filesystem::path &output)
+{
+    try {
+        runImageEngine(source, output, 1.0, ignore);
+    } catch (const ConversionError &error) {
+        return error.errorDescription();
+    }
+    return {};
+}
+
+struct RefusalCase
+{
+    const char *name;
+    std::string source;
+    const char *output;
+    const char16_t *sentence;
+};
+
+void PrintTo(const RefusalCase &refusal, std::ostream *out)
+{
+    *out << refusal.name;
+}
+
+class ImageRefusal : public testing::TestWithParam<RefusalCase>
+{};
+
+TEST_P(ImageRefusal, saysWhyAndWritesNothing)
+{
+    const TestFolder folder;
+    const std::filesystem::path source = folder.write("source", GetParam().source);
+    EXPECT_EQ(failure(source, folder / GetParam().output), QString::fromUtf16(GetParam().sentence));
+    EXPECT_EQ(folder.listing(), std::vector<std::string>{"source"});
+}
+
+constexpr const char16_t *unknownImage = u"Image non reconnue par macOS.";
+constexpr const char16_t *unknownTarget = u"Format image non pris en charge.";
+constexpr const char16_t *severalPages =
+    u"Cette image contient plusieurs pages ou une animation. Choisissez GIF ou "
+    u"TIFF pour les conserver.";
+const std::string still = test::bmpBytes(test::plain(1, 1, test::red));
+
+INSTANTIATE_TEST_SUITE_P(
+    OfEachKind, ImageRefusal,
+    testing::Values(RefusalCase{"noImage", "hello, world", "o.png", unknownImage},
+                    RefusalCase{"noImageToNoTarget", "hello, world", "o.xyz", unknownImage},
+                    RefusalCase{"unknownTarget", still, "o.xyz", unknownTarget},
+                    RefusalCase{"webpIsNotOurs", still, "o.webp", unknownTarget},
+                    RefusalCase{"animationToUnknown", fourFrames(), "o.webp", unknownTarget},
+                    RefusalCase{"animationToPng", fourFrames(), "o.PNG", severalPages},
+                    RefusalCase{"animationToHeic", fourFrames(), "o.heic", severalPages},
+                    RefusalCase{"animationToBmp", fourFrames(), "o.bmp", severalPages},
+                    RefusalCase{"damaged", still.substr(0, still.size() - 1), "o.jpg",
+                                u"Lecture de l’image impossible."}),
+    [](const auto &row) { return row.param.name; });
+
+TEST(ImageEngine, reportsEachFrameUpToNineTenths)
+{
+    const TestFolder folder;
+    std::vector<double> fractions;
+    runImageEngine(folder.write("a.gif", fourFrames()), folder / "b.tif", 1.0,
+                   [&](std::optional<double> fraction) { fractions.push_back(fraction.value()); });
+    EXPECT_THAT(fractions, testing::ElementsAre(0.225, 0.45, testing::DoubleEq(0.675), 0.9));
+    EXPECT_TRUE(imageMatches(folder / "a.gif", folder / "b.tif"));
+}
+
+TEST(ImageEngine, saysThatTheOutputCouldNotBeWritten)
+{
+    const TestFolder folder;
+    EXPECT_EQ(failure(bmp(folder, test::plain(2, 2, test::red)), folder / "missing" / "b.jpg"),
+              QStringLiteral("Écriture de l’image impossible."));
+    EXPECT_EQ(
+        failure(bmp(folder, test::plain(70'000, 1, test::red)), folder / "b.jpg"), // JPEG ends at 65 535
+        QStringLiteral("Écriture de l’image impossible."));
+}
+
+TEST(ImageEngine, flattensOnWhiteForJpegAndKeepsAlphaForPng)
+{
+    const TestFolder folder;
+    const std::filesystem::path source = bmp(folder, test::plain(16, 16, test::clear));
+    runImageEngine(source, folder / "b.jpg", 1.0, ignore);
+    runImageEngine(source, folder / "b.png", 1.0, ignore);
+    EXPECT_EQ(test::decodedByFfmpeg(folder / "b.jpg", 16, 16).at(8, 8), test::white);
+    EXPECT_EQ(test::decodedByFfmpeg(folder / "b.png", 16, 16).at(8, 8).back(), 0);
+}
+
+class EachTarget : public testing::TestWithParam<const char *>
+{};
+INSTANTIATE_TEST_SUITE_P(Images, EachTarget,
+                         testing::Values("jpg", "JPEG", "png", "heic", "heif", "tif", "tiff", "gif", "bmp"));
+
+TEST_P(EachTarget, passesTheCheckAndNothingElseDoes)
+{
+    const TestFolder folder;
+    const std::filesystem::path source = bmp(folder, test::fourFields(21, 13));
+    const std::filesystem::path output = folder / ("out." + std::string(GetParam()));
+
+    runImageEngine(source, output, 0.8, ignore);
+
+    EXPECT_TRUE(imageMatches(source, output));
+    const std::filesystem::path other = folder.write("other.bmp", test::bmpBytes(test::fourFields(21, 14)));
+    EXPECT_FALSE(imageMatches(other, output));
+    EXPECT_FALSE(imageMatches(folder.write("four.gif", fourFrames()), output));
+    const std::string bytes = folder.read(output.filename());
+    EXPECT_FALSE(imageMatches(source, folder.write("misnamed.webp", bytes)));
+    folder.write(output.filename(), bytes.substr(0, bytes.size() / 2));
+    EXPECT_FALSE(imageMatches(source, output));
+    EXPECT_FALSE(imageMatches(source, folder / "missing.png"));
+}
+
+} // namespace
+} // namespace quorvalent
