@@ -1,14 +1,7 @@
 #include "platform/update/FeedUpdater.h"
-#include "platform/SettingsFile.h"
-#include "support/HttpServer.h"
-#include "support/TestArchive.h"
-#include "support/TestFolder.h"
-#include "support/WaitFor.h"
-
-#include <QFile>
+#include "platform/UpdaterWorld.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <sys/resource.h>
 
@@ -25,147 +18,7 @@ using Choice = UpdateDialogs::Choice;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-/// Answers as the test says, from the event loop as a person does, and writes down what was shown.
-class AnsweringDialogs : public UpdateDialogs
-{
-public:
-    void showChecking(std::function<void()> cancel) override { step("checking", std::move(cancel)); }
-    void showFound(const UpdateRelease &release, const QString &installed,
-                   std::function<void(Choice)> answer) override
-    {
-        shown.push_back("found " + release.version.toString().toStdString() + " over " +
-                        installed.toStdString());
-        postToMain([answer = std::move(answer), choice = choice] { answer(choice); });
-    }
-    void showDownload(qint64 /*received*/, qint64 /*total*/, std::function<void()> cancel) override
-    {
-        if (shown.empty() || shown.back() != "download")
-            step("download", std::move(cancel));
-    }
-    void showPreparation(std::function<void()> cancel) override { step("preparation", std::move(cancel)); }
-    void showReady(const UpdateRelease & /*release*/, std::function<void(bool)> answer) override
-    {
-        shown.emplace_back("ready");
-        postToMain([answer = std::move(answer), installNow = installNow] { answer(installNow); });
-    }
-    void showWaiting(std::function<void()> cancel) override { step("waiting", std::move(cancel)); }
-    void showRestarting() override { shown.emplace_back("restarting"); }
-    void showUpToDate(const QString &installed) override
-    {
-        shown.push_back("up to date " + installed.toStdString());
-    }
-    void showFailure(const QString &sentence) override { shown.push_back(sentence.toStdString()); }
-    void close() override { shown.emplace_back("closed"); }
-
-    Choice choice = Choice::Install;
-    bool installNow = true;
-    std::string cancelledAt; ///< the step in which the user presses Cancel
-    std::vector<std::string> shown;
-
-private:
-    void step(const char *name, std::function<void()> cancel)
-    {
-        shown.emplace_back(name);
-        if (cancelledAt == name)
-            postToMain(std::move(cancel));
-    }
-};
-
-constexpr const char *goodProgram =
-    "#!/bin/sh\nprintf '%s' \"$*\" > \"${0%/*}/../arguments\"\nprintf s >&3\n";
-constexpr const char *brokenProgram = "#!/bin/sh\nexit 1\n";
-
-class FeedUpdaterTest : public testing::Test, private UpdaterDelegate
-{
-protected:
-    FeedUpdaterTest()
-    {
-        (void)folder.write("app/version", "1");
-        publish("2.0", goodProgram);
-    }
-
-    void publish(const char *version, const char *program, const std::string &filling = noise())
-    {
-        const fs::path archive = folder / "archive.tar.zst";
-        writeArchive(archive, {{.name = "quorvalent/bin/quorvalent", .content = program, .mode = 0755},
-                               {.name = "quorvalent/version", .content = version},
-                               {.name = "quorvalent/filling", .content = filling}});
-        releases = {signedRelease(key, version, archive)};
-        QFile file(archive);
-        ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-        server.pages["/archive.tar.zst"] = {.content = file.readAll()};
-        fs::remove(archive);
-    }
-
-    // Does not compress, so that the archive takes several reads.
-    static std::string noise()
-    {
-        std::string text(600'000, '\0');
-        unsigned state = 1;
-        for (char &byte : text)
-            byte = static_cast<char>((state = state * 1664525U + 1013904223U) >> 24U);
-        return text;
-    }
-
-    /// Runs one check to its end, or until something has come about.
-    void check(
-        bool isAskedFor = true, const std::function<bool()> &isEnough = [] { return false; })
-    {
-        if (!server.pages.contains("/feed"))
-            server.pages["/feed"] = {.content = signedFeed(releases, key)};
-        UpdateSource source{.feed = server.url("/feed"),
-                            .key = key.publicKey(),
-                            .bundle = folder / "app",
-                            .installed = QVersionNumber(1, 0),
-                            .limits = limits};
-        RelaunchActions relaunch{.prepare =
-                                     [this] {
-                                         relaunches.emplace_back("prepare");
-                                         return std::vector<std::string>{"--go", "on"};
-                                     },
-                                 .goOn = [this] { relaunches.emplace_back("go on"); },
-                                 .quit = [this] { relaunches.emplace_back("quit"); }};
-        FeedUpdater updater(source, defaults, dialogs, relaunch);
-        updater.start(*this);
-        ended = false;
-        if (isAskedFor)
-            updater.checkForUpdates();
-        else
-            updater.checkForUpdatesInBackground();
-        EXPECT_FALSE(updater.canCheckForUpdates());
-        ASSERT_TRUE(waitFor(
-            [&] { return ended || isEnough() || (!relaunches.empty() && relaunches.back() == "quit"); }));
-    }
-
-    [[nodiscard]] std::string lastShown() const { return dialogs.shown.empty() ? "" : dialogs.shown.back(); }
-    [[nodiscard]] std::string installedVersion() const { return folder.read("app/version"); }
-
-    void expectUntouched(const char *what = "") const
-    {
-        EXPECT_EQ(installedVersion(), "1") << what;
-        EXPECT_FALSE(fs::exists(folder / ".app.update")) << what;
-    }
-
-    TestFolder folder;
-    HttpServer server;
-    SigningKey key = SigningKey::generate();
-    std::vector<UpdateRelease> releases;
-    SettingsFile defaults{QString::fromStdString(folder / "settings.conf")};
-    AnsweringDialogs dialogs;
-    DownloadLimits limits{.silence = std::chrono::seconds(20), .pause = std::chrono::milliseconds(1)};
-    std::vector<std::string> relaunches;
-    std::optional<UpdateError::Kind> outcome; ///< of the last cycle; nothing when it ended well
-    bool ended = false;
-    std::function<bool(const std::function<void()> &)> postpone = [](const auto &) { return false; };
-
-private:
-    bool shouldPostponeRelaunch(std::function<void()> install) override { return postpone(install); }
-    void didFinishUpdateCycle(const std::optional<UpdateError> &error) override
-    {
-        outcome = error ? std::optional(error->kind()) : std::nullopt;
-        ended = true;
-    }
-};
+using FeedUpdaterTest = UpdaterWorld;
 
 TEST_F(FeedUpdaterTest, replacesTheBundleAndStartsTheNewVersion)
 {
@@ -180,12 +33,27 @@ TEST_F(FeedUpdaterTest, replacesTheBundleAndStartsTheNewVersion)
 
 TEST_F(FeedUpdaterTest, putsTheOldVersionBackWhenTheNewOneDoesNotStart)
 {
-    publish("2.0", brokenProgram);
-    check();
-    expectUntouched();
-    EXPECT_THAT(relaunches, ElementsAre("prepare", "go on"));
-    EXPECT_EQ(outcome, UpdateError::Kind::Failed);
-    EXPECT_EQ(lastShown(), "La nouvelle version n’a pas démarré. La version précédente a été rétablie.");
+    struct
+    {
+        const char *what;
+        const char *program;
+        unsigned mode = 0755;
+        std::chrono::milliseconds patience = std::chrono::minutes(1);
+    } const cases[] = {{"ends", "#!/bin/sh\nexit 1\n"},
+                       {"says something else", "#!/bin/sh\nprintf x >&3\nsleep 60\n"},
+                       {"says nothing", "#!/bin/sh\nsleep 60\n", 0755, std::chrono::milliseconds(1)},
+                       {"cannot be run", "#!/bin/sh\n", 0644}};
+    for (const auto &[what, program, mode, patience] : cases) {
+        server.pages.clear();
+        relaunches.clear();
+        publish("2.0", program, "", mode);
+        startPatience = patience;
+        check();
+        expectUntouched(what);
+        EXPECT_THAT(relaunches, ElementsAre("prepare", "go on")) << what;
+        EXPECT_EQ(outcome, UpdateError::Kind::Failed) << what;
+        EXPECT_EQ(lastShown(), "La nouvelle version n’a pas démarré. La version précédente a été rétablie.");
+    }
 }
 
 TEST_F(FeedUpdaterTest, putsTheOldVersionBackWhenItHasToEndBeforeTheNewOneRuns)
@@ -204,21 +72,25 @@ TEST_F(FeedUpdaterTest, putsTheOldVersionBackWhenItHasToEndBeforeTheNewOneRuns)
     }));
 }
 
-TEST_F(FeedUpdaterTest, survivesAFullDiskWhileItUnpacks)
+TEST_F(FeedUpdaterTest, survivesAFullDiskWhileItFetchesOrUnpacks)
 {
-    publish("2.0", goodProgram, std::string(8'000'000, '\0')); // a small archive of something large
+    publish("2.0", goodProgram, noise() + std::string(8'000'000, '\0')); // a small archive of something large
     struct rlimit before = {};
     ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
-    struct rlimit small = before;
-    small.rlim_cur = 2'000'000;
     const auto signalBefore = std::signal(SIGXFSZ, SIG_IGN);
-    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
-    check();
-    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &before), 0);
+    for (const auto &[bytes, step] : {std::pair<rlim_t, const char *>(300'000, "download"),
+                                      std::pair<rlim_t, const char *>(2'000'000, "preparation")}) {
+        struct rlimit small = before;
+        small.rlim_cur = bytes;
+        ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
+        check();
+        ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &before), 0);
+        EXPECT_EQ(outcome, UpdateError::Kind::Failed) << step;
+        ASSERT_GE(dialogs.shown.size(), 2U);
+        EXPECT_EQ(dialogs.shown[dialogs.shown.size() - 2], step);
+        expectUntouched(step);
+    }
     (void)std::signal(SIGXFSZ, signalBefore);
-    EXPECT_EQ(outcome, UpdateError::Kind::Failed);
-    EXPECT_THAT(dialogs.shown, testing::Contains("preparation"));
-    expectUntouched();
 }
 
 TEST_F(FeedUpdaterTest, installsWhenItIsAllowedTo)
@@ -275,6 +147,41 @@ TEST_F(FeedUpdaterTest, canBeCancelledAtEveryStep)
     check();
     EXPECT_EQ(outcome, std::nullopt);
     expectUntouched("ready");
+}
+
+TEST_F(FeedUpdaterTest, checksAgainByItselfUntilThatIsSwitchedOff)
+{
+    releases = {};
+    const std::unique_ptr<FeedUpdater> updater = startUpdater();
+    updater->setUpdateCheckInterval(std::chrono::seconds(0));
+    ASSERT_TRUE(waitFor([this] { return cycles == 3; }));
+    updater->setAutomaticallyChecksForUpdates(false);
+    ASSERT_TRUE(waitFor([&] { return updater->canCheckForUpdates(); }));
+    const int cyclesBefore = cycles;
+    bool isLater = false; // than a check that was still planned
+    const BootTimer after(std::chrono::milliseconds(1), [&isLater] { isLater = true; });
+    ASSERT_TRUE(waitFor([&isLater] { return isLater; }));
+    EXPECT_TRUE(updater->canCheckForUpdates());
+    EXPECT_EQ(cycles, cyclesBefore);
+}
+
+TEST_F(FeedUpdaterTest, followsARedirectionOnThisMachine)
+{
+    server.pages["/moved"] = {.content = signedFeed(releases, key)};
+    server.pages["/feed"] = {.content = "", .status = 302, .location = "/moved"};
+    dialogs.choice = Choice::Later;
+    check();
+    EXPECT_THAT(dialogs.shown, ElementsAre("checking", "found 2.0 over 1.0", "closed"));
+}
+
+TEST_F(FeedUpdaterTest, waitsForASlowServerThatIsFastEnough)
+{
+    limits.now = hurriedClock();
+    limits.leastBytes = 1;
+    dialogs.installNow = false;
+    check();
+    EXPECT_EQ(outcome, std::nullopt);
+    EXPECT_THAT(server.requests, ElementsAre("/feed", "/archive.tar.zst")) << "no connection was given up";
 }
 
 TEST_F(FeedUpdaterTest, takesUpABrokenConnectionWhereItBroke)
@@ -340,41 +247,65 @@ TEST_F(FeedUpdaterTest, leavesTheBundleAloneWhateverGoesWrong)
         {"always breaks off",
          [this] { server.pages["/archive.tar.zst"].cuts = std::vector<qsizetype>(20, 10); },
          Kind::Unreachable, unreachable},
+        {"gone in the middle",
+         [this] {
+             server.pages["/archive.tar.zst"].cuts = {1000};
+             server.pages["/archive.tar.zst"].isLast = true;
+         },
+         Kind::Unreachable, unreachable},
+        {"a few bytes now and then",
+         [this] {
+             limits.now = hurriedClock();
+             server.pages["/archive.tar.zst"].cuts = std::vector<qsizetype>(20, 10);
+             server.pages["/archive.tar.zst"].isSilent = true;
+         },
+         Kind::Unreachable, unreachable},
+        {"not a byte",
+         [this] {
+             limits.silence = std::chrono::milliseconds(50);
+             server.pages["/archive.tar.zst"].isSilent = true;
+         },
+         Kind::Unreachable, unreachable},
+        {"takes too long in all",
+         [this] {
+             limits.total = std::chrono::milliseconds(50);
+             server.pages["/feed"] = {.content = "", .isSilent = true};
+         },
+         Kind::Unreachable, unreachable},
+        {"leads in circles",
+         [this] { server.pages["/feed"] = {.content = "", .status = 302, .location = "/feed"}; },
+         Kind::Unreachable, badAnswer},
         {"older version", [this] { releases[0].version = QVersionNumber(0, 9); }, Kind::NoUpdate,
          "up to date 1.0"},
     };
     const QByteArray archive = server.pages["/archive.tar.zst"].content;
     const std::vector<UpdateRelease> good = releases;
-    for (auto trouble = std::rbegin(troubles); trouble != std::rend(troubles);
-         ++trouble) { // the stop comes last
+    const DownloadLimits usual = limits;
+    for (const Trouble &trouble : troubles) {
         releases = good;
+        limits = usual;
         server.pages = {{"/archive.tar.zst", {.content = archive}}};
-        trouble->make();
+        server.listen();
+        trouble.make();
         check();
-        EXPECT_EQ(outcome, trouble->kind) << trouble->what;
-        EXPECT_EQ(lastShown(), trouble->sentence) << trouble->what;
-        expectUntouched(trouble->what);
+        EXPECT_EQ(outcome, trouble.kind) << trouble.what;
+        EXPECT_EQ(lastShown(), trouble.sentence) << trouble.what;
+        expectUntouched(trouble.what);
     }
     EXPECT_TRUE(relaunches.empty());
 }
 
-TEST_F(FeedUpdaterTest, givesUpOnASilentServer)
-{
-    limits = {
-        .silence = std::chrono::milliseconds(50), .resumptions = 1, .pause = std::chrono::milliseconds(1)};
-    server.pages["/feed"] = {.content = "", .isSilent = true};
-    check();
-    EXPECT_EQ(outcome, UpdateError::Kind::Unreachable);
-    expectUntouched();
-}
-
-TEST_F(FeedUpdaterTest, touchesNothingOfAPackageManagers)
+TEST_F(FeedUpdaterTest, touchesNothingThatIsNotTheUsers)
 {
     (void)folder.write("app/Contents/Info.json", R"({"QuorvalentPackage": "deb"})");
-    check();
-    EXPECT_EQ(outcome, UpdateError::Kind::NotAllowed);
-    EXPECT_THAT(lastShown(), HasSubstr("gestionnaire de paquets"));
-    expectUntouched();
+    for (const auto &[place, sentence] : {std::pair("app", "gestionnaire de paquets"),
+                                          std::pair("missing/app", "la personne qui administre")}) {
+        bundle = folder / place;
+        check();
+        EXPECT_EQ(outcome, UpdateError::Kind::NotAllowed);
+        EXPECT_THAT(lastShown(), HasSubstr(sentence));
+        expectUntouched(place);
+    }
 }
 
 TEST_F(FeedUpdaterTest, leavesAnotherProcessAtItsUpdate)
@@ -411,6 +342,13 @@ TEST(Download, trustsOnlyHttpsAndThisMachine)
     for (const char *bad : {"http://example.org/feed", "http://127.0.0.1.example.org/", "ftp://example.org/",
                             "file:///x", "https:///feed", ""})
         EXPECT_FALSE(Download::isTrusted(QUrl(QLatin1StringView(bad)))) << bad;
+
+    const QUrl here(u"http://127.0.0.1/feed"_s);
+    const QUrl elsewhere(u"https://example.org/feed"_s);
+    EXPECT_TRUE(Download::mayLead(elsewhere, QUrl(u"https://example.net/feed"_s)));
+    EXPECT_TRUE(Download::mayLead(here, elsewhere));
+    EXPECT_FALSE(Download::mayLead(elsewhere, here));
+    EXPECT_FALSE(Download::mayLead(elsewhere, QUrl(u"http://example.org/feed"_s)));
 }
 
 TEST(BootTimer, runsItsTaskOnceUnlessCancelled)

@@ -2,6 +2,7 @@
 #include "platform/Files.h"
 #include "platform/update/BundleExchange.h"
 #include "platform/update/UpdateError.h"
+#include "support/FreshProcess.h"
 #include "support/TestArchive.h"
 #include "support/TestFolder.h"
 
@@ -186,6 +187,28 @@ TEST(BundleExchange, clearsWhatAnInterruptedUpdateLeft)
     ASSERT_TRUE(exchange);
     EXPECT_FALSE(fs::exists(exchange->candidate()));
     EXPECT_EQ(folder.read("app/version"), "1");
+}
+
+TEST(BundleExchange, leavesABundleThatTheUserMayNotReplace)
+{
+    EXPECT_TRUE(holdsWithoutRights([] {
+        const TestFolder folder;
+        const fs::path bundle = folder / "place/app";
+        fs::create_directories(bundle);
+        const auto ownerWith = [&bundle](fs::perms ofPlace, fs::perms ofBundle) {
+            fs::permissions(bundle, ofBundle);
+            fs::permissions(bundle.parent_path(), ofPlace);
+            const BundleOwner owner = ownerOf(bundle);
+            fs::permissions(bundle.parent_path(), fs::perms::owner_all);
+            fs::permissions(bundle, fs::perms::owner_all);
+            return owner;
+        };
+        const auto readOnly = fs::perms::owner_read | fs::perms::owner_exec;
+        return ownerWith(fs::perms::owner_all, fs::perms::owner_all) == BundleOwner::User &&
+               ownerWith(readOnly, fs::perms::owner_all) == BundleOwner::SomeoneElse &&
+               ownerWith(fs::perms::owner_all, readOnly) == BundleOwner::SomeoneElse &&
+               ownerOf("/tmp") == BundleOwner::SomeoneElse;
+    }));
 }
 
 TEST(BundleExchange, knowsWhoseTheBundleIs)

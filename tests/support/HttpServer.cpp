@@ -21,8 +21,7 @@ QByteArray rangeIn(const QByteArray &header)
 
 HttpServer::HttpServer()
 {
-    if (!m_server.listen(QHostAddress::LocalHost))
-        throw std::runtime_error("no server");
+    listen();
     QObject::connect(&m_server, &QTcpServer::newConnection, [this] {
         QTcpSocket *socket = m_server.nextPendingConnection();
         QObject::connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
@@ -36,10 +35,16 @@ HttpServer::HttpServer()
     });
 }
 
+void HttpServer::listen()
+{
+    if (!m_server.isListening() && !m_server.listen(QHostAddress::LocalHost, m_port))
+        throw std::runtime_error("no server");
+    m_port = m_server.serverPort();
+}
+
 QUrl HttpServer::url(const char *path) const
 {
-    return QUrl(
-        QStringLiteral("http://127.0.0.1:%1%2").arg(m_server.serverPort()).arg(QLatin1StringView(path)));
+    return QUrl(QStringLiteral("http://127.0.0.1:%1%2").arg(m_port).arg(QLatin1StringView(path)));
 }
 
 void HttpServer::answer(QTcpSocket &socket, const QByteArray &header)
@@ -53,7 +58,9 @@ void HttpServer::answer(QTcpSocket &socket, const QByteArray &header)
         return;
     }
     Page &page = pages[path];
-    if (page.isSilent)
+    if (page.isLast)
+        stop();
+    if (page.isSilent && page.cuts.empty())
         return;
     const qsizetype start = page.knowsRanges && !range.isEmpty() ? range.mid(6).chopped(1).toLongLong() : 0;
     QByteArray content = page.content.mid(start);
@@ -70,7 +77,8 @@ void HttpServer::answer(QTcpSocket &socket, const QByteArray &header)
         page.cuts.erase(page.cuts.begin());
     }
     socket.write(reply + "\r\n" + content);
-    socket.disconnectFromHost();
+    if (!page.isSilent)
+        socket.disconnectFromHost();
 }
 
 } // namespace quorvalent::test

@@ -23,6 +23,7 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
+constexpr int wholeContent = 200;
 constexpr int partialContent = 206;
 constexpr int firstRefusal = 400;
 constexpr int rangeNotSatisfiable = 416;
@@ -48,6 +49,12 @@ int statusOf(const QNetworkReply &reply)
     return reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
 }
 
+bool hasContent(const QNetworkReply &reply)
+{
+    const int status = statusOf(reply);
+    return status == wholeContent || status == partialContent;
+}
+
 /// The first byte that a "Content-Range: bytes 5-9/10" holds, or -1.
 qint64 rangeStart(const QNetworkReply &reply)
 {
@@ -67,9 +74,9 @@ bool isThisMachine(const QUrl &address)
 Download::Download(QNetworkAccessManager &network, Request request, DownloadLimits limits, Finish finish)
     : m_network(network)
     , m_request(std::move(request))
-    , m_limits(limits)
+    , m_limits(std::move(limits))
     , m_finish(std::move(finish))
-    , m_deadline(limits.total, [this] { fail(UpdateError::Kind::Unreachable, unreachable); })
+    , m_deadline(m_limits.total, [this] { fail(UpdateError::Kind::Unreachable, unreachable); })
     // Even a failure at once is told after the constructor.
     , m_resumption(std::chrono::milliseconds(0), [this] { begin(); })
 {}
@@ -86,6 +93,11 @@ bool Download::isTrusted(const QUrl &address)
     if (address.scheme() == "https"_L1)
         return true;
     return address.scheme() == "http"_L1 && isThisMachine(address);
+}
+
+bool Download::mayLead(const QUrl &from, const QUrl &target)
+{
+    return isTrusted(target) && (isThisMachine(from) || !isThisMachine(target));
 }
 
 void Download::begin()
@@ -133,16 +145,21 @@ void Download::send(const QNetworkProxy &proxy)
         request.setRawHeader("Range", "bytes=" + QByteArray::number(m_receivedBytes) + '-');
 
     m_hasHeader = false;
+    m_stretchStart = m_limits.now();
+    m_stretchStartBytes = m_receivedBytes;
     m_reply = m_network.get(request);
     m_reply->setReadBufferSize(4 * readBlockBytes);
     connect(m_reply, &QNetworkReply::redirected, this, [this](const QUrl &target) {
         m_wasReached = true;
-        if (isTrusted(target))
+        if (mayLead(m_request.address, target))
             Q_EMIT m_reply->redirectAllowed();
         else
             fail(UpdateError::Kind::Unreachable, badAnswer);
     });
-    connect(m_reply, &QNetworkReply::readyRead, this, &Download::readContent);
+    connect(m_reply, &QNetworkReply::readyRead, this, [this] {
+        readContent();
+        keepPace();
+    });
     connect(m_reply, &QNetworkReply::finished, this, &Download::endOfReply);
 }
 
@@ -155,13 +172,14 @@ void Download::readHeader()
         return;
     // The server begins anew, and so do we.
     m_receivedBytes = 0;
+    m_stretchStartBytes = 0;
     if (::ftruncate(m_file.get(), 0) != 0 || ::lseek(m_file.get(), 0, SEEK_SET) != 0)
         fail(UpdateError::Kind::Failed, FileError(errno, m_request.file).errorDescription());
 }
 
 void Download::readContent()
 {
-    if (m_reply->error() != QNetworkReply::NoError || statusOf(*m_reply) >= firstRefusal)
+    if (m_reply->error() != QNetworkReply::NoError || !hasContent(*m_reply))
         return; // the text of an error page
     if (!m_hasHeader)
         readHeader();
@@ -186,9 +204,26 @@ void Download::readContent()
     }
 }
 
+void Download::keepPace()
+{
+    const auto now = m_limits.now();
+    if (m_reply == nullptr || now - m_stretchStart < m_limits.stretch)
+        return;
+    if (m_receivedBytes - m_stretchStartBytes < m_limits.leastBytes) {
+        resumeOrFail();
+        return;
+    }
+    m_stretchStart = now;
+    m_stretchStartBytes = m_receivedBytes;
+}
+
 void Download::endOfReply()
 {
     if (m_reply->error() == QNetworkReply::NoError) {
+        if (!hasContent(*m_reply)) { // one redirection too many is no error to Qt
+            fail(UpdateError::Kind::Unreachable, badAnswer);
+            return;
+        }
         readContent();
         if (m_reply != nullptr)
             finish(std::nullopt);
@@ -201,15 +236,15 @@ void Download::endOfReply()
     }
     const bool isBroken = status < firstRefusal;
     if (isBroken && (m_wasReached || m_request.isPatient))
-        resumeOrFail(UpdateError::Kind::Unreachable, unreachable);
+        resumeOrFail();
     else
         fail(UpdateError::Kind::Unreachable, unreachable);
 }
 
-void Download::resumeOrFail(UpdateError::Kind kind, const QString &sentence)
+void Download::resumeOrFail()
 {
     if (m_resumptions == m_limits.resumptions) {
-        fail(kind, sentence);
+        fail(UpdateError::Kind::Unreachable, unreachable);
         return;
     }
     dropReply();

@@ -23,6 +23,12 @@ struct DownloadLimits
 {
     std::chrono::milliseconds silence =
         std::chrono::seconds(30); ///< without a byte, the connection counts as broken
+    /// A connection that brings less than `leastBytes` in a stretch counts as broken, too: a server that
+    /// sends a byte now and then is not silent. The slowest that is good enough takes `total` for a whole
+    /// bundle.
+    std::chrono::milliseconds stretch = std::chrono::minutes(1);
+    qint64 leastBytes = 64LL << 10U;
+    std::function<std::chrono::steady_clock::time_point()> now = &std::chrono::steady_clock::now;
     std::chrono::milliseconds total = std::chrono::hours(6);
     int resumptions = 5;
     std::chrono::milliseconds pause =
@@ -51,6 +57,8 @@ public:
 
     /// An address that may be asked: https, or http to this machine itself.
     [[nodiscard]] static bool isTrusted(const QUrl &address);
+    /// Whether an answer may lead there. No server elsewhere sends us to this machine's own services.
+    [[nodiscard]] static bool mayLead(const QUrl &from, const QUrl &target);
 
 Q_SIGNALS:
     /// `totalBytes` is -1 while the server has not said.
@@ -61,8 +69,9 @@ private:
     void send(const QNetworkProxy &proxy);
     void readHeader();
     void readContent();
+    void keepPace();
     void endOfReply();
-    void resumeOrFail(UpdateError::Kind kind, const QString &sentence);
+    void resumeOrFail();
     void fail(UpdateError::Kind kind, const QString &sentence);
     void finish(const std::optional<UpdateError> &error);
     void dropReply();
@@ -74,6 +83,8 @@ private:
     FileDescriptor m_file;
     qint64 m_receivedBytes = 0;
     QNetworkReply *m_reply = nullptr;
+    std::chrono::steady_clock::time_point m_stretchStart; ///< of this connection's latest stretch
+    qint64 m_stretchStartBytes = 0;
     bool m_hasHeader = false;
     bool m_wasReached = false; ///< the server has answered at least once
     int m_resumptions = 0;
