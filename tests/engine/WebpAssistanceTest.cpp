@@ -5,8 +5,7 @@
 #include "media/ImageSource.h"
 #include "support/Pictures.h"
 #include "support/TestFolder.h"
-
-#include <QProcess>
+#include "support/TestMedia.h"
 
 #include <gtest/gtest.h>
 
@@ -30,13 +29,7 @@ std::filesystem::path jpeg(const TestFolder &folder, const char *name, int orien
 
 std::filesystem::path webp(const TestFolder &folder, const std::filesystem::path &picture)
 {
-    std::filesystem::path output = folder / "out.webp";
-    QProcess::execute(QStringLiteral("ffmpeg"),
-                      {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-i"),
-                       QStringLiteral("file:") + QString::fromStdString(picture.native()),
-                       QStringLiteral("-c:v"), QStringLiteral("libwebp"),
-                       QString::fromStdString("file:" + output.native())});
-    return output;
+    return test::makeMedia(folder / "out.webp", {"-i", "file:" + picture.native(), "-c:v", "libwebp"});
 }
 
 TEST(WebpAssistance, leavesAPlainPictureToTheEngine)

@@ -1,8 +1,9 @@
 #include "support/Pictures.h"
 
+#include "platform/ChildProcess.h"
+#include "support/TestMedia.h"
+
 #include <QByteArray>
-#include <QProcess>
-#include <QStringList>
 #include <QtEndian>
 
 #include <cstdlib>
@@ -144,17 +145,17 @@ std::string tiffBytes(int width, int height, int photometric, int bits,
 
 Picture decodedByFfmpeg(const std::filesystem::path &path, int width, int height)
 {
-    QProcess process;
-    process.start(QStringLiteral("ffmpeg"),
-                  {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-noautorotate"),
-                   QStringLiteral("-i"), QStringLiteral("file:") + QString::fromStdString(path.native()),
-                   QStringLiteral("-frames:v"), QStringLiteral("1"), QStringLiteral("-f"),
-                   QStringLiteral("rawvideo"), QStringLiteral("-pix_fmt"), QStringLiteral("rgba"),
-                   QStringLiteral("-")});
-    process.waitForFinished(-1);
-    const QByteArray bytes = process.readAllStandardOutput();
-    if (bytes.size() != qsizetype{4} * width * height)
-        throw std::runtime_error("ffmpeg: another size, or " + process.readAllStandardError().toStdString());
+    ChildCommand command;
+    command.program = ffmpegProgram();
+    command.arguments = {
+        "-v",       "error",    "-noautorotate", "-i", "file:" + path.native(), "-frames:v", "1", "-f",
+        "rawvideo", "-pix_fmt", "rgba",          "-"};
+    ChildProcess process(command);
+    QByteArray bytes;
+    for (QByteArray part = process.readAvailable(); !part.isEmpty(); part = process.readAvailable())
+        bytes += part;
+    if (!process.wait().isSuccess() || bytes.size() != qsizetype{4} * width * height)
+        throw std::runtime_error("ffmpeg finds no picture of this size in " + path.native());
     Picture picture{width, height, {}};
     for (qsizetype at = 0; at < bytes.size(); at += 4) {
         Colour colour{};
