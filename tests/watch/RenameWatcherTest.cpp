@@ -48,9 +48,10 @@ public:
     void start(std::vector<fs::path> roots)
     {
         roots.emplace_back("/missing");
+        const auto before = traces();
         const auto isWatching = std::make_shared<std::atomic<bool>>(false);
         m_watcher.start(std::move(roots), [isWatching] { *isWatching = true; });
-        EXPECT_TRUE(waitFor([&] { return isWatching->load(); }));
+        EXPECT_TRUE(waitFor([&] { return isWatching->load() && traces() > before; }));
     }
     void pause() { m_watcher.start({}); }
     void complete(const fs::path &path) { m_watcher.complete(FileStamp::read(path).identity); }
@@ -58,7 +59,6 @@ public:
     void scan()
     {
         // Two listings: the first trace may be that of a listing which was already under way.
-        const auto traces = [this] { return m_log->problems.count(u"Dossier inaccessible : /missing"_s); };
         const auto before = traces();
         m_watcher.complete({});
         m_watcher.complete({});
@@ -79,6 +79,11 @@ public:
     [[nodiscard]] const QStringList &problems() const { return m_log->problems; }
 
 private:
+    [[nodiscard]] qsizetype traces() const
+    {
+        return m_log->problems.count(u"Dossier inaccessible : /missing"_s);
+    }
+
     struct Log
     {
         std::vector<RenameJob> jobs;
