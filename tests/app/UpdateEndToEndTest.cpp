@@ -78,9 +78,20 @@ protected:
     }
 
     [[nodiscard]] fs::path bundle() const { return home / "app"; }
+    [[nodiscard]] fs::path secretKey() const { return home / "secret"; }
     /// The conversion of a video takes from the one file's appearance to the other's.
     [[nodiscard]] fs::path started() const { return home / "started"; }
     [[nodiscard]] fs::path goOn() const { return home / "go on"; }
+
+    /// What the publisher's program answers.
+    static QByteArray published(const QStringList &arguments)
+    {
+        QProcess publish;
+        publish.start(QStringLiteral(QUORVALENT_PUBLISH_PROGRAM), arguments);
+        EXPECT_TRUE(publish.waitForFinished());
+        EXPECT_EQ(publish.exitCode(), 0) << publish.readAllStandardError().toStdString();
+        return publish.readAllStandardOutput();
+    }
 
     /// The bundle of this build as a given version, with some program in it.
     void makeBundle(const fs::path &place, const QString &version, const fs::path &itsProgram) const
@@ -96,7 +107,7 @@ protected:
         file.close();
         information["QuorvalentDisplayVersion"_L1] = version;
         information["SUFeedURL"_L1] = server.url("/feed").toString();
-        information["SUPublicEDKey"_L1] = key.publicBase64();
+        information["SUPublicEDKey"_L1] = publicKey;
         ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
         file.write(QJsonDocument(information).toJson());
     }
@@ -112,7 +123,9 @@ protected:
         }
         const fs::path archive = home / "quorvalent-2.0.tar.zst";
         writeArchive(archive, entries);
-        server.pages["/feed"] = {.content = signedFeed({signedRelease(key, "2.0", archive)}, key)};
+        home.write("releases", R"([{"version": "2.0", "archive": "quorvalent-2.0.tar.zst"}])");
+        server.pages["/feed"] = {
+            .content = published({u"feed"_s, text(secretKey()), text(home / "releases"), text(home.path())})};
         server.pages["/quorvalent-2.0.tar.zst"] = {.content = QByteArray::fromStdString(bytesOf(archive))};
     }
 
@@ -165,7 +178,7 @@ protected:
     TestFolder home;
     TestFolder folder; ///< the watched one
     HttpServer server;
-    SigningKey key = SigningKey::generate();
+    const QString publicKey = QString::fromLatin1(published({u"key"_s, text(secretKey())}).trimmed());
     QProcess program;
     QByteArray told;
 };
