@@ -1,4 +1,5 @@
 #include "support/TestFolder.h"
+#include "support/TestMedia.h"
 #include "support/WaitFor.h"
 
 #include <QJsonDocument>
@@ -75,22 +76,22 @@ protected:
         return program.exitCode();
     }
 
-    std::string makeMedia(const QStringList &ffmpegInput, const std::string &name)
+    std::string makeMedia(const std::string &name, const std::vector<std::string> &arguments)
     {
-        const fs::path path = media / name;
-        QProcess::execute(QStringLiteral(QUORVALENT_FFMPEG),
-                          QStringList({u"-v"_s, u"error"_s, u"-f"_s, u"lavfi"_s, u"-i"_s}) + ffmpegInput +
-                              QStringList(QString::fromStdString(path.native())));
+        test::makeMedia(media / name, arguments);
         const std::string bytes = media.read(name);
         folder.write(name, bytes);
         return bytes;
     }
     std::string makePhoto(const std::string &name)
     {
-        return makeMedia({u"testsrc=size=64x48"_s, u"-frames:v"_s, u"1"_s}, name);
+        return makeMedia(name, {"-f", "lavfi", "-i", "testsrc=size=64x48", "-frames:v", "1"});
     }
     // Long enough that its conversion still runs when a signal follows its start.
-    std::string makeSound(const std::string &name) { return makeMedia({u"anoisesrc=d=120:r=44100"_s}, name); }
+    std::string makeSound(const std::string &name)
+    {
+        return makeMedia(name, {"-f", "lavfi", "-i", "anoisesrc=d=120:r=44100"});
+    }
 
     TestFolder settings;
     TestFolder media;

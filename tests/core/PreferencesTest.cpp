@@ -63,14 +63,6 @@ TEST(Preferences, surviveTheirStoredForm)
     EXPECT_EQ(Preferences::decoded(*stored), preferences);
 }
 
-TEST(Preferences, areStoredAsSevenMembers)
-{
-    const QJsonObject object = QJsonDocument::fromJson(Preferences().encoded().value()).object();
-
-    EXPECT_EQ(object.keys(), QStringList({u"audioBitrate"_s, u"ffmpegPath"_s, u"folders"_s, u"imageQuality"_s,
-                                          u"keepOriginal"_s, u"launchAtLogin"_s, u"videoQuality"_s}));
-}
-
 TEST(Preferences, areNotStoredWithAQualityThatIsNoNumber)
 {
     Preferences preferences;

@@ -204,21 +204,6 @@ TEST_F(ModelSettingsTest, addsFoldersResolvedAndRestartsOnce)
     EXPECT_EQ(launch().preferences().folders, std::vector<std::filesystem::path>({"/nowhere/all"}));
 }
 
-TEST_F(ModelSettingsTest, stopsWatchingForAnUpdateAndResumes)
-{
-    start().addFolders({"/"});
-    world.log.clear();
-    model->prepareForUpdate();
-    model->enqueue(renamed("a.png", "a.jpg"));
-    EXPECT_TRUE(model->installingUpdate());
-    EXPECT_TRUE(model->isIdle());
-    EXPECT_EQ(model->preferences().folders.size(), 1U);
-
-    model->setInstallingUpdate(false);
-    model->restartWatcher();
-    EXPECT_EQ(world.log, Lines({"watch", "complete 1-1", "watch /"}));
-}
-
 TEST_F(ModelSettingsTest, tellsThatTheSystemSpeaksAnotherLanguage)
 {
     launch();

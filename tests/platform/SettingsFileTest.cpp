@@ -40,7 +40,7 @@ TEST_F(SettingsFileTest, hasNothingAtFirst)
     EXPECT_TRUE(m_folder.listing().empty()) << "reading creates nothing";
 }
 
-TEST_F(SettingsFileTest, givesBackEveryTypeAfterALaterLaunch)
+TEST_F(SettingsFileTest, givesBackEveryTypeAfterALaterLaunchButNoRemovedKey)
 {
     const QByteArray json = "{\"folders\":[\"/a,b;c\",\"/\\n=\\\\é\"],\"x\":\"@(1)\"}\0\xff"_ba;
     SettingsFile writer(file());
@@ -48,6 +48,8 @@ TEST_F(SettingsFileTest, givesBackEveryTypeAfterALaterLaunch)
     writer.set(u"preferences"_s, json);
     writer.set(u"loginConfigured"_s, true);
     writer.set(u"finderWarningConsent"_s, false);
+    writer.set(u"appearance"_s, u"dark"_s);
+    writer.remove(u"appearance"_s);
 
     // Asked while the first is still there: nothing waits for the end of the program.
     const SettingsFile reader(file());
@@ -55,6 +57,7 @@ TEST_F(SettingsFileTest, givesBackEveryTypeAfterALaterLaunch)
     EXPECT_EQ(reader.data(u"preferences"_s), json);
     EXPECT_EQ(reader.boolean(u"loginConfigured"_s), true);
     EXPECT_EQ(reader.boolean(u"finderWarningConsent"_s), false);
+    EXPECT_EQ(reader.string(u"appearance"_s), std::nullopt);
 }
 
 TEST_F(SettingsFileTest, doesNotTakeOneTypeForAnother)
@@ -66,15 +69,6 @@ TEST_F(SettingsFileTest, doesNotTakeOneTypeForAnother)
     EXPECT_EQ(defaults.data(u"text"_s), std::nullopt);
     EXPECT_EQ(defaults.boolean(u"text"_s), std::nullopt);
     EXPECT_EQ(defaults.string(u"blob"_s), std::nullopt);
-}
-
-TEST_F(SettingsFileTest, forgetsARemovedKey)
-{
-    SettingsFile defaults(file());
-    defaults.set(u"language"_s, u"fr"_s);
-    defaults.remove(u"language"_s);
-
-    EXPECT_EQ(SettingsFile(file()).string(u"language"_s), std::nullopt);
 }
 
 TEST_F(SettingsFileTest, standsInTheUsersConfigurationFolder)
