@@ -34,12 +34,17 @@ TEST(UpdateArchive, unpacksABundleWithItsLinksAndRights)
                  {{.name = "quorvalent/", .type = EntryType::Folder},
                   {.name = "quorvalent/lib/name", .content = "library"},
                   {.name = "quorvalent/bin/quorvalent", .content = "program", .mode = 06755},
+                  {.name = "quorvalent/Contents/Helpers/ffmpeg",
+                   .type = EntryType::Link,
+                   .content = "/usr/bin/ffmpeg"},
                   {.name = "./quorvalent/bin/link", .type = EntryType::Link, .content = "../lib/name"}});
 
     UpdateArchive::unpack(archive, folder / "new");
 
-    EXPECT_THAT(folder.listing(), ElementsAre("new/", "new/bin/", "new/bin/link", "new/bin/quorvalent",
-                                              "new/lib/", "new/lib/name", "update.tar.zst"));
+    EXPECT_THAT(folder.listing(), ElementsAre("new/", "new/Contents/", "new/Contents/Helpers/", "new/bin/",
+                                              "new/bin/link", "new/bin/quorvalent", "new/lib/",
+                                              "new/lib/name", "update.tar.zst"))
+        << "the engine of the installed bundle is handed on instead";
     EXPECT_EQ(folder.read("new/bin/link"), "library");
     EXPECT_EQ(folder.read("new/bin/quorvalent"), "program");
     EXPECT_EQ(modeOf(folder / "new/bin/quorvalent"), std::to_string(0755))

@@ -24,8 +24,6 @@ namespace {
 namespace fs = std::filesystem;
 using namespace Qt::StringLiterals;
 
-constexpr const char *systemEngine = "Contents/Helpers/ffmpeg";
-
 fs::path privateFolderBeside(const fs::path &bundle)
 {
     return bundle.parent_path() / ("." + bundle.filename().native() + ".update");
