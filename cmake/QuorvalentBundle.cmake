@@ -20,6 +20,9 @@ function(quorvalent_bundle)
         ${QUORVALENT_BUNDLE_DIR}/Contents/Info.json @ONLY)
     configure_file(${PROJECT_SOURCE_DIR}/LICENSE
         ${QUORVALENT_BUNDLE_DIR}/Contents/Resources/LICENSE COPYONLY)
+    # The licence of the external engine, as the system has it.
+    configure_file(/usr/share/common-licenses/GPL-3
+        ${QUORVALENT_BUNDLE_DIR}/Contents/Resources/FFmpeg/COPYING.GPLv3 COPYONLY)
     file(GLOB pages RELATIVE ${PROJECT_SOURCE_DIR}/resources CONFIGURE_DEPENDS
         ${PROJECT_SOURCE_DIR}/resources/Help/*.html)
     foreach(resource Translations.json ${pages})
