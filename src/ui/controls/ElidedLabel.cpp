@@ -19,7 +19,7 @@ bool ElidedLabel::event(QEvent *event)
 {
     if (event->type() != QEvent::ToolTip || !toolTip().isEmpty())
         return Label::event(event);
-    if (block(width()).isCut())
+    if (isCut())
         QToolTip::showText(static_cast<QHelpEvent *>(event)->globalPos(), text(), this);
     return true;
 }

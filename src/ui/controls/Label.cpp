@@ -2,6 +2,7 @@
 
 #include <QPainter>
 
+#include <algorithm>
 #include <cmath>
 
 namespace quorvalent {
@@ -29,12 +30,19 @@ void Label::showText(const QString &text)
 
 QSize Label::sizeHint() const
 {
-    return TextBlock(text(), font()).size().toSize();
+    return sizeOf(TextBlock(text(), font()));
 }
 
 QSize Label::minimumSizeHint() const
 {
     return sizeHint();
+}
+
+QSize Label::sizeOf(const TextBlock &text) const
+{
+    const int outside =
+        startsAtTop() ? text.above() + text.below() : 2 * std::max(text.above(), text.below());
+    return text.size().toSize() + QSize(0, outside);
 }
 
 TextBlock Label::block(double /*width*/) const
@@ -50,8 +58,7 @@ void Label::paintEvent(QPaintEvent * /*event*/)
         x = std::floor((width() - text.size().width()) / 2);
     else if ((alignment() & Qt::AlignRight) != 0)
         x = width() - text.size().width();
-    const double y =
-        (alignment() & Qt::AlignTop) != 0 ? 0 : std::floor((height() - text.size().height()) / 2);
+    const double y = startsAtTop() ? text.above() : std::floor((height() - text.size().height()) / 2);
     QPainter painter(this);
     if (!isEnabled())
         painter.setOpacity(disabledOpacity);

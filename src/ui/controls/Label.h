@@ -18,6 +18,8 @@ public:
 
     void setTone(Tone tone);
     [[nodiscard]] Tone tone() const { return m_tone; }
+    /// Something of the text has no room in the label's present size.
+    [[nodiscard]] bool isCut() const { return fittingBlock().isCut(); }
     /// Sets the text and shows the label only where there is one.
     void showText(const QString &text);
 
@@ -26,6 +28,9 @@ public:
     [[nodiscard]] bool hasHeightForWidth() const override { return false; }
 
 protected:
+    [[nodiscard]] bool startsAtTop() const { return (alignment() & Qt::AlignTop) != 0; }
+    /// With room for what reaches out of the lines; on both sides of a text that is centred.
+    [[nodiscard]] QSize sizeOf(const TextBlock &text) const;
     void paintEvent(QPaintEvent *event) override;
     /// The text as it is set in this width.
     [[nodiscard]] virtual TextBlock block(double width) const;

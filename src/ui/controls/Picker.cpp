@@ -4,7 +4,6 @@
 #include "ui/TypeScale.h"
 #include "ui/controls/Painting.h"
 #include "ui/controls/PickerDelegate.h"
-#include "ui/controls/TextBlock.h"
 #include "ui/icons/Symbol.h"
 
 #include <QKeyEvent>
@@ -20,8 +19,8 @@ namespace quorvalent {
 namespace {
 
 constexpr int chevronSize = 14;
-constexpr int chevronInset = 8;
-constexpr int textInset = 11;
+constexpr int chevronInset = 3; // the drawing has a margin of its own
+constexpr int textInset = 10;
 constexpr int mostRows = 16; // the longest list, languages, without scrolling
 
 } // namespace
@@ -61,6 +60,17 @@ QSize Picker::minimumSizeHint() const
     return sizeHint();
 }
 
+TextBlock Picker::block(const QString &text) const
+{
+    return {text, font(), double(width() - chevronSize - chevronInset - textInset), TextBlock::Elide::End};
+}
+
+bool Picker::isCut() const
+{
+    return std::ranges::any_of(m_choices,
+                               [this](const Choice &choice) { return block(choice.text).isCut(); });
+}
+
 void Picker::paintEvent(QPaintEvent * /*event*/)
 {
     const Theme &theme = Theme::of(*this);
@@ -72,7 +82,7 @@ void Picker::paintEvent(QPaintEvent * /*event*/)
     const QRectF chevrons(width() - chevronSize - chevronInset, (height() - chevronSize) / 2.0, chevronSize,
                           chevronSize);
     paintSymbol(painter, Symbol::Chevrons, chevrons, theme.readableSecondary, SymbolWeight::Semibold);
-    const TextBlock text(currentText(), font(), chevrons.left() - textInset, TextBlock::Elide::End);
+    const TextBlock text = block(currentText());
     text.paint(painter, QPointF(textInset, std::floor((height() - text.size().height()) / 2)), theme.text);
     if (showsFocus(*this))
         paintFocusRing(painter, rect(), metrics::buttonRadius, theme);

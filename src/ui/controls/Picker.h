@@ -1,12 +1,14 @@
 #pragma once
 
+#include "ui/controls/TextBlock.h"
+
 #include <QComboBox>
 #include <QVariant>
 
 namespace quorvalent {
 
-/// A choice out of a short list. Its accessible name says what is chosen, because it has no visible label of
-/// its own.
+/// A choice out of a short list. To a screen reader its name is what is chosen, and what it is for is told by
+/// the label whose buddy it is.
 class Picker : public QComboBox
 {
     Q_OBJECT
@@ -22,6 +24,8 @@ public:
     };
     /// Shows the model's state: the choices and the one that holds. Nothing is emitted.
     void setState(const QList<Choice> &choices, const QVariant &value);
+    /// A choice has no room for its text.
+    [[nodiscard]] bool isCut() const;
 
     [[nodiscard]] QSize sizeHint() const override;
     [[nodiscard]] QSize minimumSizeHint() const override;
@@ -36,6 +40,8 @@ protected:
     void keyPressEvent(QKeyEvent *event) override;
 
 private:
+    [[nodiscard]] TextBlock block(const QString &text) const;
+
     int m_width;
     QList<Choice> m_choices;
 };

@@ -12,7 +12,7 @@ class QPainter;
 namespace quorvalent {
 
 /// A text set in lines. Lines break at words, and inside a word that is too long or written without spaces,
-/// so that nothing is ever cut at the right edge; heights are those of the fonts that really draw the text.
+/// so that nothing is ever cut at the right edge. Lines are equally high, whatever scripts they mix.
 class TextBlock
 {
 public:
@@ -27,8 +27,12 @@ public:
     /// follows.
     TextBlock(const QString &text, const QFont &font, double width, int maxLines);
 
-    /// Whole pixels that hold the text.
+    /// Whole pixels that hold the lines.
     [[nodiscard]] QSizeF size() const { return m_size; }
+    /// How far marks reach above the first line and under the last one, in whole pixels: stacked consonants
+    /// and vowels go beyond what their font declares.
+    [[nodiscard]] int above() const { return m_above; }
+    [[nodiscard]] int below() const { return m_below; }
     /// Something of the text is not shown.
     [[nodiscard]] bool isCut() const { return m_isCut; }
     [[nodiscard]] int lines() const { return m_layout.lineCount(); }
@@ -39,6 +43,8 @@ private:
 
     QTextLayout m_layout;
     QSizeF m_size;
+    int m_above = 0;
+    int m_below = 0;
     bool m_isCut = false;
 };
 

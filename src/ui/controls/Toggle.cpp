@@ -79,8 +79,8 @@ int Toggle::heightForWidth(int width) const
 {
     double height = TextBlock(text(), font(), textWidth(width), 0).size().height();
     if (!m_subtitle.isEmpty()) {
-        height += metrics::textGap +
-                  TextBlock(m_subtitle, fontOf(TextStyle::Secondary), textWidth(width), 0).size().height();
+        const TextBlock line(m_subtitle, fontOf(TextStyle::Secondary), textWidth(width), 0);
+        height += metrics::textGap + line.size().height() + 2 * line.below(); // it is centred
     }
     return std::max(metrics::toggleHeight + 2 * metrics::focusRing, static_cast<int>(std::ceil(height)));
 }

@@ -3,8 +3,6 @@
 #include <QHelpEvent>
 #include <QToolTip>
 
-#include <cmath>
-
 namespace quorvalent {
 
 WrappingLabel::WrappingLabel(TextStyle style, Tone tone, int maxLines, QWidget *parent)
@@ -18,14 +16,20 @@ WrappingLabel::WrappingLabel(TextStyle style, Tone tone, int maxLines, QWidget *
     setAlignment(Qt::AlignLeft | Qt::AlignTop);
 }
 
+void WrappingLabel::shrinkTo(TextStyle smallest)
+{
+    m_smallest = smallest;
+    update();
+}
+
 int WrappingLabel::heightForWidth(int width) const
 {
-    return static_cast<int>(std::ceil(block(width).size().height()));
+    return sizeOf(block(width)).height();
 }
 
 QSize WrappingLabel::minimumSizeHint() const
 {
-    return {0, TextBlock(QString(), font()).size().toSize().height()};
+    return {0, sizeOf(TextBlock(QString(), font())).height()};
 }
 
 TextBlock WrappingLabel::block(double width) const
@@ -33,10 +37,10 @@ TextBlock WrappingLabel::block(double width) const
     return {text(), font(), width, m_maxLines};
 }
 
-int WrappingLabel::fittingLines() const
+int WrappingLabel::fittingLines(const QFont &font) const
 {
-    for (int lines = block(width()).lines(); lines > 1; --lines) {
-        if (TextBlock(text(), font(), width(), lines).size().height() <= height())
+    for (int lines = TextBlock(text(), font, width(), m_maxLines).lines(); lines > 1; --lines) {
+        if (sizeOf({text(), font, static_cast<double>(width()), lines}).height() <= height())
             return lines;
     }
     return 1;
@@ -44,14 +48,23 @@ int WrappingLabel::fittingLines() const
 
 TextBlock WrappingLabel::fittingBlock() const
 {
-    return {text(), font(), static_cast<double>(width()), fittingLines()};
+    QFont shown = font();
+    const auto fitting = [&] {
+        return TextBlock(text(), shown, static_cast<double>(width()), fittingLines(shown));
+    };
+    if (m_smallest) {
+        const int smallest = fontOf(*m_smallest).pixelSize();
+        while (shown.pixelSize() > smallest && fitting().isCut())
+            shown.setPixelSize(shown.pixelSize() - 1);
+    }
+    return fitting();
 }
 
 bool WrappingLabel::event(QEvent *event)
 {
     if (event->type() != QEvent::ToolTip || !toolTip().isEmpty())
         return Label::event(event);
-    if (fittingBlock().isCut())
+    if (isCut())
         QToolTip::showText(static_cast<QHelpEvent *>(event)->globalPos(), text(), this);
     return true;
 }

@@ -2,10 +2,12 @@
 
 #include "ui/controls/Label.h"
 
+#include <optional>
+
 namespace quorvalent {
 
 /// A text on as many lines as its width asks for, or at most `maxLines`; on a surface of a given height, as
-/// many as there is room for. What is left out is in the tooltip.
+/// many as there is room for, in smaller letters if that was asked for. What is left out is in the tooltip.
 class WrappingLabel : public Label
 {
     Q_OBJECT
@@ -14,6 +16,9 @@ public:
     /// With `maxLines` 0 there is no limit.
     explicit WrappingLabel(TextStyle style = TextStyle::Body, Tone tone = Tone::Primary, int maxLines = 0,
                            QWidget *parent = nullptr);
+
+    /// Where the whole text has no room, its letters become smaller, down to those of this style.
+    void shrinkTo(TextStyle smallest);
 
     [[nodiscard]] bool hasHeightForWidth() const override { return true; }
     [[nodiscard]] int heightForWidth(int width) const override;
@@ -25,9 +30,10 @@ protected:
     [[nodiscard]] TextBlock fittingBlock() const override;
 
 private:
-    [[nodiscard]] int fittingLines() const;
+    [[nodiscard]] int fittingLines(const QFont &font) const;
 
     int m_maxLines;
+    std::optional<TextStyle> m_smallest;
 };
 
 } // namespace quorvalent

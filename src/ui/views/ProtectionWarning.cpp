@@ -30,6 +30,7 @@ ProtectionWarning::ProtectionWarning(AppModel &model, Actions actions, QWidget *
     , m_dismiss(new PushButton(PushButton::Look::Bordered))
 {
     setFixedSize(metrics::warningSize);
+    m_message->shrinkTo(TextStyle::Small);
     m_details->setFixedHeight(metrics::warningButtonHeight);
     m_dismiss->setFixedHeight(metrics::warningButtonHeight);
     auto *header = new QHBoxLayout;
