@@ -1,12 +1,9 @@
 #include "ui/icons/AppIcon.h"
 
+#include "ui/icons/Drawing.h"
+
 #include <QPainter>
 #include <QSvgRenderer>
-
-static void loadAppIcon()
-{
-    Q_INIT_RESOURCE(icons);
-}
 
 namespace quorvalent {
 
@@ -16,8 +13,7 @@ namespace {
 
 QString drawing()
 {
-    loadAppIcon();
-    return u":/quorvalent/icons/quorvalent.svg"_s;
+    return drawingFile(u"quorvalent"_s);
 }
 
 } // namespace

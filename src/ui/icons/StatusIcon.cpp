@@ -1,9 +1,11 @@
 #include "ui/icons/StatusIcon.h"
 
 #include "ui/Theme.h"
-#include "ui/icons/Symbol.h"
+#include "ui/icons/Drawing.h"
 
+#include <QIconEngine>
 #include <QPainter>
+#include <QSvgRenderer>
 
 namespace quorvalent {
 
@@ -11,14 +13,11 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
-constexpr double grid = 24;
-constexpr double pausedOpacity = 0.55;
-const QColor ink(0xff, 0xff, 0xff);
+constexpr double grid = 16;
 const QColor rim(0, 0, 0, 0xa0);
-constexpr QPointF badgeCentre(17.6, 17.6);
-constexpr double badgeRadius = 5.2;
+const QList<QSize> sizes{{16, 16}, {22, 22}, {24, 24}, {32, 32}, {44, 44}, {48, 48}, {64, 64}};
 
-QString themeName(StatusState state)
+QString nameOf(StatusState state)
 {
     switch (state) {
     case StatusState::Idle:
@@ -31,52 +30,83 @@ QString themeName(StatusState state)
     Q_UNREACHABLE();
 }
 
-void paintBadge(QPainter &painter, StatusState state)
+QColor inkOf(StatusState state)
 {
-    if (state == StatusState::Idle)
-        return;
-    painter.setPen(QPen(rim, 1));
-    painter.setBrush(state == StatusState::Working ? Theme::dark().accent : Theme::dark().orange);
-    painter.drawEllipse(badgeCentre, badgeRadius, badgeRadius);
-    if (state == StatusState::Paused) {
-        painter.setPen(QPen(Theme::dark().onAccent, 1.8));
-        for (const double x : {-1.6, 1.6})
-            painter.drawLine(badgeCentre + QPointF(x, -2.2), badgeCentre + QPointF(x, 2.2));
+    switch (state) {
+    case StatusState::Idle:
+        return Qt::white;
+    case StatusState::Working:
+        return Theme::dark().accent;
+    case StatusState::Paused:
+        return Theme::dark().orange;
     }
+    Q_UNREACHABLE();
 }
 
-QPixmap drawn(StatusState state, int size)
+QPixmap inkedWith(const QColor &colour, QPixmap shape)
 {
-    QPixmap pixmap(size, size);
-    pixmap.fill(Qt::transparent);
-    QPainter painter(&pixmap);
-    painter.setRenderHint(QPainter::Antialiasing);
-    // A dark rim around light ink: one of them stands out on any panel.
-    const double unit = size / grid;
-    const QPixmap shadow = symbolPixmap(Symbol::ConvertArrows, size, rim, 1, SymbolWeight::Semibold);
-    const QPixmap mark = symbolPixmap(Symbol::ConvertArrows, size, ink, 1, SymbolWeight::Semibold);
-    if (state == StatusState::Paused)
-        painter.setOpacity(pausedOpacity);
-    for (const QPointF &offset : {QPointF(-1, 0), QPointF(1, 0), QPointF(0, -1), QPointF(0, 1)})
-        painter.drawPixmap(offset * unit * 0.9, shadow);
-    painter.drawPixmap(0, 0, mark);
-    painter.setOpacity(1);
-    painter.scale(unit, unit);
-    paintBadge(painter, state);
-    return pixmap;
+    QPainter painter(&shape);
+    painter.setCompositionMode(QPainter::CompositionMode_SourceIn);
+    painter.fillRect(shape.rect(), colour);
+    return shape;
 }
+
+// The drawing inside a dark rim: one of the two stands out on any panel.
+QPixmap drawn(StatusState state, const QSize &size)
+{
+    QPixmap shape(size);
+    shape.fill(Qt::transparent);
+    QPainter shapePainter(&shape);
+    const double unit = std::min(size.width(), size.height()) / grid;
+    QSvgRenderer(drawingFile(nameOf(state)))
+        .render(&shapePainter, QRectF(QPointF(), size).adjusted(unit / 2, unit / 2, -unit / 2, -unit / 2));
+    shapePainter.end();
+    const QPixmap shadow = inkedWith(rim, shape);
+    QPixmap picture(size);
+    picture.fill(Qt::transparent);
+    QPainter painter(&picture);
+    painter.setRenderHint(QPainter::SmoothPixmapTransform);
+    for (const QPointF &offset : {QPointF(-1, 0), QPointF(1, 0), QPointF(0, -1), QPointF(0, 1)})
+        painter.drawPixmap(offset * unit / 2, shadow);
+    painter.drawPixmap(0, 0, inkedWith(inkOf(state), shape));
+    return picture;
+}
+
+/// Gives a panel both: the name of the symbolic drawing, which a panel that knows names shows in its own
+/// colours, and pixels that can be read anywhere, for one that does not.
+class StatusIconEngine : public QIconEngine
+{
+public:
+    explicit StatusIconEngine(StatusState state)
+        : m_state(state)
+    {}
+
+    void paint(QPainter *painter, const QRect &place, QIcon::Mode /*mode*/, QIcon::State /*state*/) override
+    {
+        const double ratio = painter->device()->devicePixelRatioF();
+        painter->drawPixmap(place, drawn(m_state, (QSizeF(place.size()) * ratio).toSize()));
+    }
+    QPixmap pixmap(const QSize &size, QIcon::Mode /*mode*/, QIcon::State /*state*/) override
+    {
+        return drawn(m_state, size);
+    }
+    QSize actualSize(const QSize &size, QIcon::Mode /*mode*/, QIcon::State /*state*/) override
+    {
+        return size;
+    }
+    QList<QSize> availableSizes(QIcon::Mode /*mode*/, QIcon::State /*state*/) override { return sizes; }
+    QString iconName() override { return QIcon::hasThemeIcon(nameOf(m_state)) ? nameOf(m_state) : QString(); }
+    [[nodiscard]] QIconEngine *clone() const override { return new StatusIconEngine(*this); }
+
+private:
+    StatusState m_state;
+};
 
 } // namespace
 
 QIcon statusIcon(StatusState state)
 {
-    QIcon installed = QIcon::fromTheme(themeName(state));
-    if (!installed.isNull())
-        return installed;
-    QIcon icon;
-    for (const int size : {16, 22, 24, 32, 44, 48, 64})
-        icon.addPixmap(drawn(state, size));
-    return icon;
+    return QIcon(new StatusIconEngine(state));
 }
 
 } // namespace quorvalent

@@ -1,5 +1,7 @@
 #include "ui/icons/Symbol.h"
 
+#include "ui/icons/Drawing.h"
+
 #include <QFile>
 #include <QImage>
 #include <QPainter>
@@ -9,12 +11,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-
-// Outside every namespace, as the macro wants it: a static library's resources are not found by themselves.
-static void loadIcons()
-{
-    Q_INIT_RESOURCE(icons);
-}
 
 namespace quorvalent {
 
@@ -52,9 +48,8 @@ constexpr std::array files{
 
 QByteArray drawingOf(Symbol symbol, SymbolWeight weight)
 {
-    loadIcons();
     const char *name = files.at(static_cast<std::size_t>(symbol));
-    QFile file(u":/quorvalent/icons/%1.svg"_s.arg(QLatin1String(name)));
+    QFile file(drawingFile(QString::fromLatin1(name)));
     if (!file.open(QIODevice::ReadOnly))
         qFatal("the symbol %s is not in the program", name);
     QByteArray drawing = file.readAll();
