@@ -6,6 +6,7 @@
 #include "platform/TerminationSignals.h"
 #include "platform/update/FeedUpdater.h"
 #include "platform/update/StartNotice.h"
+#include "ui/Accessibility.h"
 #include "ui/AppDelegate.h"
 #include "ui/Style.h"
 #include "ui/UpdateWindow.h"
@@ -106,6 +107,7 @@ int runMenuBarProgram(int argc, char **argv)
         }
     }
 
+    describeToAssistiveTechnology();
     auto *style = new Style;
     Appearance appearance(*style);
     QApplication::setStyle(style);

@@ -46,6 +46,7 @@ bool canBeTranslucent()
 
 FloatingCard::FloatingCard(Kind kind, QWidget *content, double radius)
     : QWidget(nullptr, flagsOf(kind))
+    , m_kind(kind)
     , m_content(content)
     , m_radius(radius)
     , m_translucent(canBeTranslucent())

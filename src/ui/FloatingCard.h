@@ -26,6 +26,7 @@ public:
     /// The visible card, without the shadow; on the screen.
     [[nodiscard]] QRect card() const;
     [[nodiscard]] QSize cardSize() const;
+    [[nodiscard]] Kind kind() const { return m_kind; }
     [[nodiscard]] QWidget &content() const { return *m_content; }
 
     /// Takes the content's present size.
@@ -43,6 +44,7 @@ private:
     [[nodiscard]] int margin() const;
     void followCompositor();
 
+    Kind m_kind;
     QWidget *m_content;
     double m_radius;
     bool m_translucent;

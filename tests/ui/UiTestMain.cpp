@@ -1,3 +1,4 @@
+#include "ui/Accessibility.h"
 #include "ui/Style.h"
 #include "ui/Theme.h"
 
@@ -11,6 +12,7 @@ int main(int argc, char **argv)
     testing::InitGoogleTest(&argc, argv);
     qputenv("QT_QPA_PLATFORM", "offscreen");
     const QApplication application(argc, argv);
+    quorvalent::describeToAssistiveTechnology();
     QApplication::setStyle(new quorvalent::Style);
     QApplication::setPalette(quorvalent::Theme::light().palette());
     return RUN_ALL_TESTS();

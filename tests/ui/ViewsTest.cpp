@@ -1,9 +1,12 @@
+#include "core/RenamePolicy.h"
 #include "i18n/Localization.h"
 #include "model/AppModel.h"
+#include "platform/ComposedText.h"
 #include "support/FakeWorld.h"
-#include "ui/controls/Label.h"
-#include "ui/controls/PushButton.h"
-#include "ui/controls/TextBlock.h"
+#include "ui/FloatingCard.h"
+#include "ui/controls/ElidedLabel.h"
+#include "ui/controls/Picker.h"
+#include "ui/controls/SidebarButton.h"
 #include "ui/controls/Toggle.h"
 #include "ui/views/CompactBanner.h"
 #include "ui/views/MenuView.h"
@@ -11,8 +14,11 @@
 #include "ui/views/SettingsView.h"
 #include "update/UpdateManager.h"
 
+#include <QAbstractScrollArea>
+#include <QAccessible>
 #include <QApplication>
-#include <QRadioButton>
+#include <QPushButton>
+#include <QTest>
 
 #include <gtest/gtest.h>
 
@@ -134,42 +140,130 @@ TEST_F(Views, SettingsGoThroughTheModel)
     EXPECT_TRUE(texts(view).contains(u"/watched/A"_s));
 }
 
-// What does not fit is cut off or lies over its neighbour; both can be seen from the sizes.
+/// Every text of a view that is not whole on the screen, except those that are to lose their middle or end.
+std::string cutTexts(QWidget &view)
+{
+    QStringList cut;
+    for (const Label *label : view.findChildren<Label *>()) {
+        if (!label->isVisibleTo(&view) || qobject_cast<const ElidedLabel *>(label) != nullptr)
+            continue;
+        const QSize needed = label->minimumSizeHint();
+        const bool whole = label->hasHeightForWidth() ? !label->isCut() : label->height() >= needed.height();
+        if (!whole || label->width() < needed.width())
+            cut.append(label->text());
+    }
+    for (const QPushButton *button : view.findChildren<QPushButton *>()) {
+        if (button->isVisibleTo(&view) && button->width() < button->sizeHint().width())
+            cut.append(button->text());
+    }
+    for (const Picker *picker : view.findChildren<Picker *>()) {
+        if (picker->isVisibleTo(&view) && picker->isCut())
+            cut.append(picker->currentText());
+    }
+    for (const SidebarButton *button : view.findChildren<SidebarButton *>()) {
+        if (button->width() < button->sizeHint().width())
+            cut.append(button->text());
+    }
+    return cut.join(u", "_s).toStdString();
+}
+
 TEST_F(Views, NothingIsCutOffInAnyLanguage)
 {
     UpdateManager updates{model, nullptr};
-    const SettingsView view(model, {updates, [](QWidget &, const auto &) {}, [] { return false; }});
-    const MenuView menu(model, {.settings = [] {}, .quit = [] {}});
+    SettingsView settings(model, {updates, [](QWidget &, const auto &) {}, [] { return false; }});
+    settings.show();
+    FloatingCard menu(FloatingCard::Kind::Popover, new MenuView(model, {.settings = [] {}, .quit = [] {}}),
+                      0);
+    FloatingCard banner(FloatingCard::Kind::Notice, new CompactBanner(model), 0);
+    FloatingCard warning(FloatingCard::Kind::Warning,
+                         new ProtectionWarning(model, {.dismiss = [] {}, .details = [] {}}), 0);
+    std::vector<ConversionStatus> states{status(false, {}), status(true, {}), status(true, 1),
+                                         status(false, 1)};
+    states[0].warningTitle = u"Format non pris en charge"_s;
+    states[0].warningMessage = composed(
+        u"{0} Nom d’origine rétabli : « {1} ». Le contenu n’a pas été modifié."_s,
+        {RenameProtection::rejectionReason(u"mp3"_s, u"mkv"_s).value_or(QString()), u"musique.mp3"_s});
     model.setPaused(true);
-    const_cast<SettingsView &>(view).show();
     for (const Localization::Language &language : Localization::languages()) {
+        SCOPED_TRACE(language.code.toStdString());
         model.setLanguage(language.code);
         Localization::override = language.code;
-        for (const QRadioButton *section : view.findChildren<QRadioButton *>()) {
-            const_cast<QRadioButton *>(section)->click();
+        for (QRadioButton *section : settings.findChildren<QRadioButton *>()) {
+            section->click();
             QCoreApplication::processEvents(); // layouts follow their texts
-            QImage sink(view.size(), QImage::Format_RGB32);
-            const_cast<SettingsView &>(view).render(&sink);
-            for (const QWidget *window :
-                 {static_cast<const QWidget *>(&view), static_cast<const QWidget *>(&menu)}) {
-                for (const QPushButton *button : window->findChildren<QPushButton *>()) {
-                    if (button->isVisibleTo(window)) {
-                        EXPECT_GE(button->width(), button->sizeHint().width())
-                            << language.code.toStdString() << ": " << button->text().toStdString();
-                    }
-                }
-            }
-            for (const Label *label : view.findChildren<Label *>()) {
-                if (!label->isVisibleTo(&view) || label->toolTip() == label->text())
-                    continue;
-                const int needed = label->hasHeightForWidth() ? label->heightForWidth(label->width())
-                                                              : label->minimumSizeHint().height();
-                EXPECT_GE(label->height(), needed)
-                    << language.code.toStdString() << ": " << label->text().toStdString();
-                EXPECT_GE(label->width(), label->minimumSizeHint().width())
-                    << language.code.toStdString() << ": " << label->text().toStdString();
+            EXPECT_EQ(cutTexts(settings), "");
+        }
+        for (const ConversionStatus &state : states) {
+            model.showSample(state);
+            for (FloatingCard *card : {&menu, &banner, &warning}) {
+                card->fit();
+                EXPECT_EQ(cutTexts(*card), "");
             }
         }
+    }
+}
+
+TEST_F(Views, TheBannerIsOneThingToAScreenReader)
+{
+    FloatingCard card(FloatingCard::Kind::Notice, new CompactBanner(model), 0);
+    model.showSample(status(true, 0.42));
+    QAccessibleInterface *window = QAccessible::queryAccessibleInterface(&card);
+    ASSERT_EQ(window->childCount(), 1);
+    const QAccessibleInterface *banner = window->child(0);
+    EXPECT_EQ(banner->text(QAccessible::Name), u"photo.jpg, 42 %"_s);
+    EXPECT_EQ(banner->childCount(), 0);
+    EXPECT_EQ(window->text(QAccessible::Name), banner->text(QAccessible::Name));
+}
+
+/// The name of a control as a screen reader tells it: its own, or that of the label in front of it.
+QString spokenName(QWidget &control)
+{
+    QAccessibleInterface *interface = QAccessible::queryAccessibleInterface(&control);
+    const auto labels = interface->relations(QAccessible::Label);
+    return labels.isEmpty() ? interface->text(QAccessible::Name)
+                            : labels.first().first->text(QAccessible::Name);
+}
+
+/// What Tab leads to from here, in its order; each one wholly on the screen when it has the keyboard.
+QList<QWidget *> reachedByTab(QWidget &window, QWidget *start)
+{
+    QList<QWidget *> reached;
+    start->setFocus();
+    for (QWidget *now = start; !reached.contains(now); now = window.focusWidget()) {
+        EXPECT_EQ(now->visibleRegion().boundingRect(), now->rect()) << spokenName(*now).toStdString();
+        reached.append(now);
+        QTest::keyClick(now, Qt::Key_Tab);
+    }
+    return reached;
+}
+
+TEST_F(Views, EveryControlHasARoleANameAndTheKeyboard)
+{
+    UpdateManager updates{model, nullptr};
+    model.changePreferences([](Preferences &preferences) {
+        preferences.folders = {"/watched/A", "/watched/B"};
+    });
+    SettingsView settings(model, {updates, [](QWidget &, const auto &) {}, [] { return true; }});
+    settings.show();
+    settings.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&settings));
+    for (QRadioButton *section : settings.findChildren<QRadioButton *>()) {
+        section->click();
+        QCoreApplication::processEvents();
+        const QList<QWidget *> reached = reachedByTab(settings, section);
+        QStringList names;
+        for (QWidget *widget : settings.findChildren<QWidget *>()) {
+            if (!widget->isVisibleTo(&settings) || (widget->focusPolicy() & Qt::TabFocus) == 0 ||
+                qobject_cast<QAbstractScrollArea *>(widget) != nullptr)
+                continue;
+            EXPECT_NE(QAccessible::queryAccessibleInterface(widget)->role(), QAccessible::Client)
+                << widget->metaObject()->className();
+            EXPECT_TRUE(!widget->isEnabled() || reached.contains(widget))
+                << spokenName(*widget).toStdString();
+            EXPECT_FALSE(spokenName(*widget).isEmpty()) << widget->metaObject()->className();
+            names.append(spokenName(*widget));
+        }
+        EXPECT_EQ(names.removeDuplicates(), 0) << names.join(u", "_s).toStdString();
     }
 }
 

@@ -3,6 +3,7 @@
 #include "ui/Metrics.h"
 #include "ui/controls/Painting.h"
 
+#include <QApplication>
 #include <QPainter>
 #include <QScrollBar>
 
@@ -55,6 +56,17 @@ ScrollArea::ScrollArea(QWidget *parent)
     setVerticalScrollBar(new SlimScrollBar(Qt::Vertical));
     setFocusPolicy(Qt::NoFocus);
     viewport()->setAutoFillBackground(false);
+    connect(qApp, &QApplication::focusChanged, this,
+            [this](QWidget * /*old*/, QWidget *now) { showFocused(now); });
+}
+
+void ScrollArea::showFocused(QWidget *focused)
+{
+    // What the mouse is pressed on stays under it.
+    if (focused == nullptr || widget() == nullptr || !widget()->isAncestorOf(focused) ||
+        QGuiApplication::mouseButtons() != Qt::NoButton)
+        return;
+    ensureWidgetVisible(focused, 0, metrics::contentPadding);
 }
 
 void ScrollArea::fitPage()

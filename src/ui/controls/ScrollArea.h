@@ -16,6 +16,10 @@ public:
     /// Gives the page the height that its present texts need. Heights that depend on a width are remembered
     /// at every level of a page, and texts that changed deep inside do not reach all of them by themselves.
     void fitPage();
+
+private:
+    /// However the keyboard came there; Qt does it only for keys pressed inside the page.
+    void showFocused(QWidget *focused);
 };
 
 } // namespace quorvalent

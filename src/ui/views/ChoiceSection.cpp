@@ -34,7 +34,7 @@ void ChoiceSection::refresh()
 {
     m_text->setText(L(text()));
     for (const Row &row : m_rows) {
-        row.picker->setAccessibleName(L(pickerName(row.extension)));
+        row.picker->setAccessibleDescription(L(pickerName(row.extension)));
         row.picker->setState(choices(row.extension), value(row.extension));
     }
 }

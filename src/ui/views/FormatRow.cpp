@@ -19,6 +19,7 @@ QWidget *formatRow(const QString &extension, FormatEngine engine, QWidget *contr
     auto *name = new Label(TextStyle::BodyMono);
     name->setText(extension.toUpper());
     name->setMinimumWidth(metrics::formatName);
+    name->setBuddy(control); // what a screen reader calls the control
     items->addWidget(name);
     if (engine == FormatEngine::External)
         items->addWidget(new Tag(u"FFmpeg"_s));

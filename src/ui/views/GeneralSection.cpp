@@ -23,6 +23,7 @@ namespace {
 QHBoxLayout *pickerRow(Label *label, Picker *picker)
 {
     auto *row = new QHBoxLayout;
+    label->setBuddy(picker); // what a screen reader calls the picker
     row->addWidget(label);
     row->addStretch();
     row->addWidget(picker);
@@ -142,10 +143,8 @@ void GeneralSection::refreshChoices()
     for (const Localization::Language &language : Localization::languages())
         languages.append({language.name, language.code});
     m_languageLabel->setText(L(u"Langue"_s));
-    m_language->setAccessibleName(m_languageLabel->text());
     m_language->setState(languages, m_model.language());
     m_appearanceLabel->setText(L(u"Apparence"_s));
-    m_appearance->setAccessibleName(m_appearanceLabel->text());
     m_appearance->setState({{system, u"system"_s}, {L(u"Clair"_s), u"light"_s}, {L(u"Sombre"_s), u"dark"_s}},
                            m_model.appearance());
 }

@@ -84,6 +84,7 @@ MenuView::MenuView(AppModel &model, Actions actions, QWidget *parent)
 
 void MenuView::refresh()
 {
+    setAccessibleName(L(u"Quorvalent"_s));
     m_brand->refresh();
     m_progress->refresh();
     m_progress->setVisible(m_model.isConverting());

@@ -88,7 +88,9 @@ QWidget *SettingsView::makeSidebar()
     auto *sidebar = new QWidget;
     sidebar->setFixedWidth(metrics::sidebarWidth);
     m_brand = new Brand;
-    auto *buttons = new QVBoxLayout;
+    m_choices = new QWidget;
+    auto *buttons = new QVBoxLayout(m_choices);
+    buttons->setContentsMargins(0, 0, 0, 0);
     buttons->setSpacing(metrics::sidebarButtonGap);
     for (const SectionEntry &section : sections()) {
         auto *button = new SidebarButton(section.symbol);
@@ -106,7 +108,7 @@ QWidget *SettingsView::makeSidebar()
                                metrics::sidebarPadding);
     column->setSpacing(metrics::sidebarSpacing);
     column->addWidget(m_brand);
-    column->addLayout(buttons);
+    column->addWidget(m_choices);
     column->addStretch();
     column->addWidget(m_noStatusArea);
     column->addWidget(m_version);
@@ -178,6 +180,7 @@ void SettingsView::refresh()
     const int index = indexOf(m_model.selectedTab());
     showSection(index);
     m_brand->refresh();
+    m_choices->setAccessibleName(L(u"Sections des réglages"_s));
     for (int i = 0; i < m_buttons.size(); ++i) {
         m_buttons[i]->setText(L(sections().at(static_cast<std::size_t>(i)).name));
         if (i == index)

@@ -46,6 +46,7 @@ private:
     AppModel &m_model;
     Services m_services;
     Brand *m_brand = nullptr;
+    QWidget *m_choices = nullptr; ///< the sidebar's buttons
     QList<SidebarButton *> m_buttons;
     WrappingLabel *m_noStatusArea = nullptr;
     Label *m_version = nullptr;
