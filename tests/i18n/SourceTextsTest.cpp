@@ -2,6 +2,7 @@
 #include "i18n/Localization.h"
 #include "i18n/SourceLiterals.h"
 
+#include <QDirIterator>
 #include <QFile>
 #include <QRegularExpression>
 
@@ -76,7 +77,7 @@ const std::map<QString, const char *> &otherTexts()
         {u"• Pictures are ready sooner.\n• Folders can be sorted."_s, inPictures},
         {u"/home/camille/Vidéos/Vacances au bord de la mer 2026/À trier"_s, inPictures},
         {u" (?=[:;!?%»])"_s, layout},
-        {u"(?<=«) "_s, layout},
+        {u"(?<=[«\ufe0f]) "_s, layout},
         {u"\u00a0"_s, layout},
         {u" — "_s, layout},
         {u" · "_s, layout},
@@ -152,6 +153,40 @@ TEST(SourceTexts, haveAKeyOfTheCatalogue)
     EXPECT_GT(texts.size(), 100U) << "the sources were not read";
     for (const auto &[text, reason] : otherTexts())
         EXPECT_TRUE(excused.contains(text)) << "no longer in the sources: " << text.toStdString();
+}
+
+// Files that the build makes from the catalogue name its keys in quotes.
+QString packagingSources()
+{
+    QString texts;
+    for (QDirIterator files(QStringLiteral(QUORVALENT_SOURCE_DIR "/packaging"), QDir::Files,
+                            QDirIterator::Subdirectories);
+         files.hasNext();) {
+        QFile file(files.next());
+        if (file.open(QIODevice::ReadOnly))
+            texts += QString::fromUtf8(file.readAll());
+    }
+    return texts;
+}
+
+TEST(CatalogueKeys, areAllUsed)
+{
+    std::set<QString> used;
+    for (const SourceLiteral &literal : literalsBelow(QUORVALENT_SOURCE_DIR "/src"))
+        used.insert(literal.text);
+    const QString packaging = packagingSources();
+    const Catalogue::Table keys = english();
+    const std::set<QString> awaited{// of the desktop entry
+                                    u"Conversion de fichiers"_s,
+                                    u"Convertit photos, sons et vidéos quand vous changez leur extension"_s,
+                                    u"Ouvrir les réglages"_s, u"Mettre en pause ou reprendre"_s,
+                                    // of the session's end
+                                    u"Des conversions ne sont pas terminées."_s};
+    for (auto entry = keys.begin(); entry != keys.end(); ++entry) {
+        EXPECT_TRUE(used.contains(entry.key()) || awaited.contains(entry.key()) ||
+                    packaging.contains(u'"' + entry.key() + u'"'))
+            << "no source uses the text: " << entry.key().toStdString();
+    }
 }
 
 } // namespace

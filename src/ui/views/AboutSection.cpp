@@ -44,6 +44,16 @@ PushButton *linkButton(const QString &key, const QString &prefix)
     return button;
 }
 
+// A button that opens a licence text, or none where the bundle was built without it.
+PushButton *licenceButton(const AppModel &model, const QString &name, const QString &subdirectory = {})
+{
+    auto *button = new PushButton;
+    button->setVisible(Bundle::resource(name, subdirectory).has_value());
+    QObject::connect(button, &PushButton::clicked, button,
+                     [&model, name, subdirectory] { model.openLicense(name, subdirectory); });
+    return button;
+}
+
 } // namespace
 
 AboutSection::AboutSection(AppModel &model, QWidget *parent)
@@ -99,16 +109,11 @@ QWidget *AboutSection::makeLicences()
 {
     m_licences = new WrappingLabel(TextStyle::Heading);
     m_licenceText = new WrappingLabel(TextStyle::Body, Tone::Secondary);
-    auto *own = new PushButton;
+    PushButton *own = licenceButton(m_model, u"LICENSE"_s);
     own->setText(u"MIT"_s);
-    connect(own, &PushButton::clicked, this, [this] { m_model.openLicense(u"LICENSE"_s); });
-    auto *engine = new PushButton;
+    PushButton *engine = licenceButton(m_model, u"COPYING.GPLv3"_s, u"FFmpeg"_s);
     engine->setText(u"FFmpeg · GPLv3"_s);
-    connect(engine, &PushButton::clicked, this,
-            [this] { m_model.openLicense(u"COPYING.GPLv3"_s, u"FFmpeg"_s); });
-    m_libraries = new PushButton;
-    connect(m_libraries, &PushButton::clicked, this,
-            [this] { m_model.openLicense(u"Libraries-LICENSE.txt"_s); });
+    m_libraries = licenceButton(m_model, u"Libraries-LICENSE.txt"_s);
     auto *buttons = new QHBoxLayout;
     buttons->setSpacing(metrics::rowGap);
     buttons->addWidget(own);
