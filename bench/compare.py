@@ -17,6 +17,8 @@ import time
 from contextlib import contextmanager
 from pathlib import Path
 
+import desktop
+
 PAIRS = 5
 BUILD = Path(sys.argv[1] if len(sys.argv) > 1 else "build").resolve()
 ONLY = sys.argv[2:]
@@ -408,6 +410,7 @@ def main():
     sound_rows()
     long_sound_row()
     video_rows()
+    desktop.rows(BUILD, WORK, wanted, report)
 
 
 if __name__ == "__main__":
