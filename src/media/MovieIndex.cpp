@@ -293,9 +293,9 @@ void readMovie(const Bytes &movie, MovieIndex &index)
         const std::vector<std::uint32_t> named = chapterTracks(box.content);
         chapters.insert(chapters.end(), named.begin(), named.end());
     }
+    std::sort(chapters.begin(), chapters.end());
     for (std::size_t i = 0; i < numbers.size(); ++i)
-        index.tracks[i].isChapterList =
-            std::find(chapters.begin(), chapters.end(), numbers[i]) != chapters.end();
+        index.tracks[i].isChapterList = std::binary_search(chapters.begin(), chapters.end(), numbers[i]);
 }
 
 std::string readAt(const FileDescriptor &file, std::uint64_t offset, std::size_t length)

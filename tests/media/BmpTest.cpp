@@ -1,5 +1,6 @@
 #include "media/ImageDestination.h"
 #include "media/ImageSource.h"
+#include "media/image/BmpRle.h"
 #include "support/Pictures.h"
 #include "support/TestFolder.h"
 
@@ -89,6 +90,22 @@ TEST_P(Bmp, cutShortIsAReadingFailure)
 
 INSTANTIATE_TEST_SUITE_P(OfEachKind, Bmp, testing::ValuesIn(bmpCases),
                          [](const auto &row) { return row.param.name; });
+
+// Each skip moves 255 pixels to the right: more of them than fit an int once led to the pixels before the
+// picture.
+TEST(BmpRle, skipsAsFarAsItIsTold)
+{
+    constexpr std::size_t skips = (std::size_t{1} << 23U) + 40'000;
+    std::string codes;
+    codes.reserve(4 * skips + 8);
+    for (std::size_t i = 0; i < skips; ++i)
+        codes += "\0\2\xff\0"s;
+    codes += "\2\7"s + "\0\1"s;
+    BmpHeader header;
+    header.size = {2, 2};
+    header.coding = BmpHeader::Coding::Rle8;
+    EXPECT_EQ(unpackBmpRle(codes, header), QByteArray(4, '\0'));
+}
 
 TEST(BmpWriter, putsTransparencyOntoWhite)
 {

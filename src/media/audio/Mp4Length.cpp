@@ -6,6 +6,7 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
+#include <limits>
 #include <string>
 
 namespace quorvalent {
@@ -151,7 +152,8 @@ void readMovie(const ByteSource &file, const Box &movie, DeclaredLength &declare
         return;
     const TimeHeader mediaTime = timeHeader(file, *mediaHead);
     const TimeHeader movieTime = timeHeader(file, *movieHead);
-    if (mediaTime.scale <= 0 || mediaTime.duration <= 0 || movieTime.scale <= 0)
+    if (mediaTime.scale <= 0 || mediaTime.scale > std::numeric_limits<int>::max() ||
+        mediaTime.duration <= 0 || movieTime.scale <= 0)
         return;
 
     declared.sampleRate = static_cast<int>(mediaTime.scale);
@@ -159,10 +161,10 @@ void readMovie(const ByteSource &file, const Box &movie, DeclaredLength &declare
     if (const std::optional<Edit> edit = onlyEdit(file, *track); edit && edit->start >= 0) {
         frames -= std::min(edit->start, frames);
         const double ticks = static_cast<double>(mediaTime.scale) / static_cast<double>(movieTime.scale);
-        const auto cut = static_cast<std::int64_t>(std::llround(static_cast<double>(edit->duration) * ticks));
+        const double cut = std::round(static_cast<double>(edit->duration) * ticks); // may pass 64 bits
         // Within one tick of the movie's coarser clock the two say the same, and the finer one is exact.
-        if (edit->duration > 0 && static_cast<double>(frames - cut) > ticks)
-            frames = cut;
+        if (edit->duration > 0 && static_cast<double>(frames) - cut > ticks)
+            frames = static_cast<std::int64_t>(cut);
     } else if (const std::optional<std::int64_t> noted = notedFrames(file, movie)) {
         frames = std::min(frames, *noted);
     }

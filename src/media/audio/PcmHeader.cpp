@@ -99,9 +99,11 @@ std::optional<PcmHeader> PcmHeader::readAiff(const ByteSource &file)
     header.channels = static_cast<int>(file.big16(common->begin));
     header.sampleRate = extendedNumber(file, common->begin + 8);
     header.frames = file.big32(common->begin + 2);
+    if (!isUsable(header)) // also bounds the numbers multiplied below
+        return std::nullopt;
     constexpr std::uint64_t dataHead = 8; // two numbers before the samples
     const auto soundBytes = static_cast<std::uint64_t>(header.frames * header.channels * bits / 8);
-    if (!isUsable(header) || *data->bytes < dataHead + soundBytes)
+    if (*data->bytes < dataHead + soundBytes)
         return std::nullopt;
     return header;
 }

@@ -137,8 +137,11 @@ BmpHeader BmpHeader::of(QByteArrayView file)
 
     header.coding = compression == rle8 ? Coding::Rle8 : compression == rle4 ? Coding::Rle4 : Coding::Plain;
     header.strideBytes = (qsizetype{header.size.width} * header.bits + 31) / 32 * 4;
-    if (header.coding == Coding::Plain)
+    if (header.coding == Coding::Plain) {
+        if (height > file.size() / header.strideBytes) // the product may pass 64 bits
+            throw ImageReadError();
         (void)fields.checked(header.pixelsAt, header.strideBytes * height);
+    }
     return header;
 }
 

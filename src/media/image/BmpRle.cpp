@@ -75,8 +75,8 @@ private:
     const BmpHeader &m_header;
     QByteArray m_pixels;
     qsizetype m_at = 0;
-    int m_column = 0;
-    int m_row = 0; // in the order of the file
+    qsizetype m_column = 0; // a row of codes may run past any int
+    int m_row = 0;          // in the order of the file
 };
 
 } // namespace

@@ -5,25 +5,32 @@
 
 #include <QtEndian>
 
+#include <algorithm>
+#include <limits>
+
 namespace quorvalent {
 
 using vips::VImage;
 
 namespace {
 
-// The frame count of a PNG's animation control chunk, which stands before the pixels; 1 without one.
+// The frame count of a PNG's animation control chunk, which stands before the pixels; 1 without one. At most
+// as many frames as the file has room for: each is visited several times.
 int pngFrameCount(const std::filesystem::path &path)
 {
     const std::optional<MappedFile> file = MappedFile::open(path);
     if (!file)
         return 1;
     const QByteArrayView bytes = file->bytes();
+    constexpr qsizetype frameControlBytes = 38;
+    const int mostFrames = static_cast<int>(
+        std::clamp<qsizetype>(bytes.size() / frameControlBytes, 1, std::numeric_limits<int>::max()));
     qsizetype at = 8;
     while (bytes.size() - at >= 12) {
         const auto length = qFromBigEndian<quint32>(bytes.data() + at);
         const QByteArrayView type = bytes.sliced(at + 4, 4);
         if (type == QByteArrayView("acTL") && length >= 8)
-            return std::max(1, qFromBigEndian<qint32>(bytes.data() + at + 8));
+            return std::clamp(qFromBigEndian<qint32>(bytes.data() + at + 8), 1, mostFrames);
         if (type == QByteArrayView("IDAT") || length > bytes.size() - at - 12)
             return 1;
         at += qsizetype{length} + 12;

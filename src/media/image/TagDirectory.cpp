@@ -51,7 +51,13 @@ QByteArray littleEndian(QByteArray value, std::size_t unit)
 std::vector<Tag> tagsAt(const TiffBytes &structure, std::size_t offset)
 {
     std::vector<Tag> tags;
+    // Values of a sound directory do not overlap: a small file of entries that all name the same large value
+    // would fill the memory.
+    auto left = static_cast<std::size_t>(structure.bytes().size());
     for (const TagEntry &entry : entriesAt(structure, offset).entries) {
+        if (entry.valueBytes > left)
+            break;
+        left -= entry.valueBytes;
         QByteArray value =
             structure.bytes()
                 .sliced(static_cast<qsizetype>(entry.valueAt), static_cast<qsizetype>(entry.valueBytes))
