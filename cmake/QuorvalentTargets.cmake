@@ -3,6 +3,7 @@
 
 option(QUORVALENT_TESTS "Build the tests" ON)
 option(QUORVALENT_BENCH "Build the benchmarks' helper programs" OFF)
+option(QUORVALENT_FUZZ "Build the fuzzers, which need clang" OFF)
 set(QUORVALENT_SANITIZE "" CACHE STRING "Value of -fsanitize=, or empty")
 
 set(CMAKE_CXX_STANDARD 20)
@@ -27,7 +28,7 @@ if(QUORVALENT_SANITIZE)
     target_compile_options(quorvalent_rules INTERFACE
         -fsanitize=${QUORVALENT_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all
         # gcc's flow warnings see paths that only the instrumentation adds
-        -Wno-maybe-uninitialized)
+        $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
     target_link_options(quorvalent_rules INTERFACE -fsanitize=${QUORVALENT_SANITIZE})
 endif()
 
