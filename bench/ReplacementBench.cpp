@@ -97,7 +97,9 @@ Parts measure(const fs::path &folder, const std::string &bytes)
     engines.image = [&](const fs::path &, const fs::path &output, const Preferences &, const Progress &) {
         engineClock.timed("engine", [&] { std::ofstream(output, std::ios::binary) << bytes; });
     };
-    engines.imageCheck = [](const fs::path &) { return [](const fs::path &) { return true; }; };
+    engines.begin = [](const fs::path &, bool) {};
+    engines.matches = [](const fs::path &, const fs::path &) { return true; };
+    engines.end = [] {};
 
     const RenameJob named{folder / "photo.png", folder / "photo.jpg", {}};
     std::ofstream(named.newURL, std::ios::binary) << bytes;

@@ -1,6 +1,6 @@
 # The bundle: the folder tree that the program finds its own parts in. An installed copy has the same shape.
 #   bin/                       the programs
-#   Contents/Helpers/ffmpeg    the external engine
+#   Contents/Helpers/          the external engine (ffmpeg) and quorvalent-engine, which reads all media
 #   Contents/Resources/        catalogue, help, licences
 #   Contents/Info.json         version, release date, update settings
 
@@ -31,11 +31,16 @@ function(quorvalent_bundle)
     endforeach()
 endfunction()
 
-# A program of ours, in the bundle's bin/.
+# A program of ours, in the bundle's bin/. None of them reads media itself.
 function(quorvalent_program name)
     cmake_parse_arguments(PARSE_ARGV 1 ARG "" "" "SOURCES;USES")
     add_executable(${name} ${ARG_SOURCES})
     target_link_libraries(${name} PRIVATE ${ARG_USES} quorvalent_rules)
     set_target_properties(${name} PROPERTIES AUTOMOC ON
         RUNTIME_OUTPUT_DIRECTORY ${QUORVALENT_BUNDLE_DIR}/bin)
+    add_dependencies(${name} quorvalent-engine)
+    if(QUORVALENT_TESTS)
+        add_test(NAME ${name}-reads-no-media COMMAND ${CMAKE_COMMAND}
+            -DPROGRAM=$<TARGET_FILE:${name}> -P ${PROJECT_SOURCE_DIR}/cmake/ReadsNoMedia.cmake)
+    endif()
 endfunction()

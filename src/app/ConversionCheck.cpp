@@ -2,8 +2,6 @@
 
 #include "app/CheckFailure.h"
 #include "core/RenamePolicy.h"
-#include "media/ImageSignature.h"
-#include "media/MediaAsset.h"
 #include "model/AppModel.h"
 #include "model/SystemServices.h"
 #include "platform/ChildProcess.h"
@@ -15,7 +13,8 @@
 
 #include <chrono>
 #include <optional>
-#include <utility>
+#include <string>
+#include <vector>
 
 namespace quorvalent {
 
@@ -35,20 +34,27 @@ QByteArray bytesOf(const fs::path &path)
     return file.readAll();
 }
 
-// A picture, a tone or both, drawn by the external engine.
-void draw(const fs::path &path, const std::vector<std::string> &inputs)
+bool runsExternalEngine(const std::vector<std::string> &arguments)
 {
     const std::optional<fs::path> engine = Preferences::ffmpeg();
     require(engine.has_value(), u"the bundle has no external engine"_s);
     ChildCommand command;
     command.program = *engine;
     command.arguments = {"-nostdin", "-loglevel", "error"};
-    for (const std::string &input : inputs)
-        command.arguments.insert(command.arguments.end(), {"-f", "lavfi", "-i", input});
-    command.arguments.insert(command.arguments.end(), {"-pix_fmt", "yuv420p", path.native()});
+    command.arguments.insert(command.arguments.end(), arguments.begin(), arguments.end());
     ChildProcess child(command);
     child.readLines([](const QByteArray &) {});
-    require(child.wait().isSuccess(), u"the external engine cannot make "_s + displayName(path));
+    return child.wait().isSuccess();
+}
+
+// A picture, a tone or both, drawn by the external engine.
+void draw(const fs::path &path, const std::vector<std::string> &inputs)
+{
+    std::vector<std::string> arguments;
+    for (const std::string &input : inputs)
+        arguments.insert(arguments.end(), {"-f", "lavfi", "-i", input});
+    arguments.insert(arguments.end(), {"-pix_fmt", "yuv420p", path.native()});
+    require(runsExternalEngine(arguments), u"the external engine cannot make "_s + displayName(path));
 }
 
 // The whole program without its windows, on one folder.
@@ -107,29 +113,26 @@ void requireConverted(const JobOutcome &outcome)
         throw CheckFailure(outcome.failure->message);
 }
 
-bool hasStreams(const fs::path &path, const std::vector<std::pair<MediaStream::Kind, QString>> &expected)
+// A file of the kind that begins with these bytes, with streams that can be decoded from first to last.
+bool holds(const fs::path &path, const QByteArray &beginning, const std::vector<std::string> &streams)
 {
-    const std::optional<MediaAsset> asset = MediaAsset::read(path);
-    if (!asset)
-        return false;
-    std::vector<std::pair<MediaStream::Kind, QString>> found;
-    for (const MediaStream &stream : asset->streams)
-        found.emplace_back(stream.kind, stream.codec);
-    return found == expected;
+    std::vector<std::string> arguments = {"-xerror", "-i", path.native()};
+    for (const std::string &stream : streams)
+        arguments.insert(arguments.end(), {"-map", stream});
+    arguments.insert(arguments.end(), {"-f", "null", "-"});
+    return bytesOf(path).startsWith(beginning) && runsExternalEngine(arguments);
 }
 
 void checkFamilies(const fs::path &folder, WatchedFolder &watched)
 {
-    using Kind = MediaStream::Kind;
     requireConverted(watched.rename("photo.png", "photo.jpg"));
-    require(imageTypeOf(folder / "photo.jpg") == ImageType::Jpeg, u"photo.jpg is no JPEG"_s);
+    require(holds(folder / "photo.jpg", "\xff\xd8\xff", {"0:v"}), u"photo.jpg is no JPEG"_s);
 
     requireConverted(watched.rename("sound.wav", "sound.flac"));
-    require(hasStreams(folder / "sound.flac", {{Kind::Audio, u"flac"_s}}), u"sound.flac is no FLAC"_s);
+    require(holds(folder / "sound.flac", "fLaC", {"0:a"}), u"sound.flac is no FLAC"_s);
 
     requireConverted(watched.rename("clip.mov", "clip.mkv"));
-    require(hasStreams(folder / "clip.mkv", {{Kind::Video, u"h264"_s}, {Kind::Audio, u"aac"_s}}),
-            u"clip.mkv is no such clip"_s);
+    require(holds(folder / "clip.mkv", "\x1a\x45\xdf\xa3", {"0:v", "0:a"}), u"clip.mkv is no such clip"_s);
 }
 
 void checkRefusal(const fs::path &folder, WatchedFolder &watched)

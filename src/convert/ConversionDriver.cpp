@@ -49,6 +49,17 @@ std::uint64_t smallestResult(const RenameJob &job)
     return grows ? job.stamp.size : 1;
 }
 
+ConversionError noValidOutput()
+{
+    return ConversionError(u"Le moteur n’a produit aucun fichier valide."_s);
+}
+
+struct EnginesInUse
+{
+    const Engines &engines;
+    ~EnginesInUse() { engines.end(); }
+};
+
 } // namespace
 
 ConversionDriver::ConversionDriver(const Files &files, Engines engines)
@@ -78,15 +89,16 @@ void ConversionDriver::replace(const RenameJob &job, const Preferences &preferen
 {
     requireStamp(job, u"Le fichier a changé. Conversion annulée pour le protéger."_s);
     const WorkFolder work(m_files, job, preferences.keepOriginal);
+    const EnginesInUse inUse{m_engines}; // gone before the folder that they work in
+    m_engines.begin(work.mediaFolder(), isImageJob(job));
     m_files.copy(job.newURL, work.sourceCopy());
+    const FileAttributes copy = m_files.attributes(work.sourceCopy());
     requireStamp(job, u"Le fichier est en cours de modification."_s);
     requireSpaceForResult(job);
-    const OutputCheckMaker &makeCheck = isImageJob(job) ? m_engines.imageCheck : m_engines.mediaCheck;
-    const OutputCheck matches = makeCheck(work.sourceCopy());
     {
         const EarlyFlush flush(work.output());
         runEngine(job, work, preferences, progress);
-        requireSoundOutput(work, matches);
+        requireSoundOutput(work, copy);
     }
     SafeReplacement(m_files, job, work).run(preferences.keepOriginal);
     progress(1.0);
@@ -135,11 +147,24 @@ void ConversionDriver::runEngine(const RenameJob &job, const WorkFolder &work, c
     m_engines.external(work.sourceCopy(), work.output(), preferences, progress);
 }
 
-void ConversionDriver::requireSoundOutput(const WorkFolder &work, const OutputCheck &matches) const
+void ConversionDriver::requireSoundOutput(const WorkFolder &work, const FileAttributes &copy) const
 {
-    const FileAttributes output = m_files.attributes(work.output());
-    if (output.type != FileType::Regular || output.sizeBytes == 0 || !matches(work.output()))
-        throw ConversionError(u"Le moteur n’a produit aucun fichier valide."_s);
+    requireFileLike(copy, work.output()); // else the check might wait for a pipe's other end
+    const bool matches = m_engines.matches(work.sourceCopy(), work.output());
+    m_engines.end();
+    if (!matches)
+        throw noValidOutput();
+    requireFileLike(copy, work.output()); // now that nobody can put another in its place
+}
+
+// A file of its own that holds something. What the file system makes of a new file of this user's, the copy
+// that we made ourselves shows; a link to a file elsewhere, or one that was moved here, differs.
+void ConversionDriver::requireFileLike(const FileAttributes &copy, const fs::path &output) const
+{
+    const FileAttributes found = m_files.attributes(output);
+    if (found.type != FileType::Regular || found.sizeBytes == 0 || found.device != copy.device ||
+        found.isOwn != copy.isOwn || found.links != copy.links)
+        throw noValidOutput();
 }
 
 void ConversionDriver::giveNameBack(const RenameJob &job, const Error &failure) const

@@ -16,26 +16,28 @@ namespace quorvalent {
 using Engine = std::function<void(const std::filesystem::path &source, const std::filesystem::path &output,
                                   const Preferences &preferences, const Progress &progress)>;
 
-/// Whether an engine's output holds what its source holds, as far as a look from outside can tell.
-using OutputCheck = std::function<bool(const std::filesystem::path &output)>;
-/// Makes the check before the engine runs, so that it can look at the source meanwhile.
-using OutputCheckMaker = std::function<OutputCheck(const std::filesystem::path &source)>;
-
 /// What a conversion is done with.
 struct Engines
 {
+    /// Called before the source is copied: what the engines need gets ready meanwhile. They will read and
+    /// write in that folder alone.
+    std::function<void(const std::filesystem::path &mediaFolder, bool isImage)> begin;
+
     Engine image;
     Engine audio; ///< first engine for wav, aif, aiff and m4a
     Engine video; ///< first engine for mp4, mov and m4v
     Engine external;
     std::function<bool()> hasExternal; ///< whether `external` may stand in for a first engine that failed
-    OutputCheckMaker imageCheck;
-    OutputCheckMaker mediaCheck;
+    /// Whether an engine's output holds what its source holds, as far as a look from outside can tell.
+    std::function<bool(const std::filesystem::path &source, const std::filesystem::path &output)> matches;
+    /// When it returns, nothing that an engine started runs any more. Called more than once; throws nothing.
+    std::function<void()> end;
 };
 
 /// Converts one renamed file in place: a private copy is converted and checked, then the result and the file
-/// change places. Never writes into the user's file and never replaces one. Without state of its own; one
-/// job at a time, and each call blocks its thread.
+/// change places. Never writes into the user's file and never replaces one. An engine's word is not enough
+/// for it: an engine may have been taken over by the file that it read. Without state of its own; one job at
+/// a time, and each call blocks its thread.
 class ConversionDriver
 {
 public:
@@ -51,7 +53,8 @@ private:
     void replace(const RenameJob &job, const Preferences &preferences, const Progress &progress) const;
     void runEngine(const RenameJob &job, const WorkFolder &work, const Preferences &preferences,
                    const Progress &progress) const;
-    void requireSoundOutput(const WorkFolder &work, const OutputCheck &matches) const;
+    void requireSoundOutput(const WorkFolder &work, const FileAttributes &copy) const;
+    void requireFileLike(const FileAttributes &copy, const std::filesystem::path &output) const;
     void requireSpaceForResult(const RenameJob &job) const;
     void giveNameBack(const RenameJob &job, const Error &failure) const;
 

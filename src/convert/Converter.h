@@ -10,6 +10,9 @@ namespace quorvalent {
 
 /// Turns the content of a renamed file into what its new name says, in place and without ever writing into
 /// the user's file. No state; every function blocks its thread and throws a class derived from Error.
+///
+/// The engines run in a process of their own, in a cage. Those below read `source` and write `output`, which
+/// lie in one folder: the one folder that they may touch.
 struct Converter
 {
     /// Converts one job, or puts the old name back when the policy refuses it (UnsupportedRenameError). One

@@ -15,6 +15,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr char prefix[] = ".quorvalent-";
+constexpr char mediaName[] = "media";
 
 std::string newUuid()
 {
@@ -51,7 +52,7 @@ WorkFolder::WorkFolder(const Files &files, const RenameJob &job, bool keepsOrigi
         create(job, keepsOriginal);
     }
     m_sourceCopy = sourceCopyIn(m_path, job.oldURL.filename());
-    m_output = m_path / ("output." + pathExtension(job.newURL).toLower().toStdString());
+    m_output = m_path / mediaName / ("output." + pathExtension(job.newURL).toLower().toStdString());
 }
 
 void WorkFolder::create(const RenameJob &job, bool keepsOriginal)
@@ -61,6 +62,7 @@ void WorkFolder::create(const RenameJob &job, bool keepsOriginal)
     try {
         m_journal = LockedFile::create(journalIn(m_path));
         m_journal->write(SwapJournal::of(job, m_collisionBackup.filename(), keepsOriginal).encoded());
+        m_files.createPrivateFolder(m_path / mediaName);
     } catch (...) {
         removeFolder(m_files, m_path);
         throw;
@@ -95,7 +97,7 @@ fs::path WorkFolder::journalIn(const fs::path &workFolder)
 
 fs::path WorkFolder::sourceCopyIn(const fs::path &workFolder, const fs::path &oldName)
 {
-    return workFolder / ("source" + oldName.extension().native());
+    return workFolder / mediaName / ("source" + oldName.extension().native());
 }
 
 void WorkFolder::removeFolder(const Files &files, const fs::path &workFolder)

@@ -12,7 +12,8 @@ namespace quorvalent {
 
 /// Owns the hidden, private folder beside a renamed file in which its conversion works, and removes it with
 /// everything in it at the end of its life. The journal inside is locked while this object lives and says
-/// what to put right should the program be killed. One conversion's thread.
+/// what to put right should the program be killed. The engines have a folder of their own in it, so that the
+/// journal is out of their reach. One conversion's thread.
 class WorkFolder
 {
 public:
@@ -24,6 +25,8 @@ public:
     WorkFolder &operator=(const WorkFolder &) = delete;
 
     [[nodiscard]] const std::filesystem::path &path() const { return m_path; }
+    /// All that an engine may read and write.
+    [[nodiscard]] std::filesystem::path mediaFolder() const { return m_sourceCopy.parent_path(); }
     /// The private copy that the engines read.
     [[nodiscard]] const std::filesystem::path &sourceCopy() const { return m_sourceCopy; }
     /// The file that the engines write.

@@ -4,10 +4,8 @@
 #include "platform/Bundle.h"
 #include "platform/ChildProcess.h"
 #include "platform/ComposedText.h"
-#include "platform/FileDescriptor.h"
+#include "platform/NamelessFile.h"
 
-#include <fcntl.h>
-#include <sys/mman.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -24,13 +22,6 @@ using namespace Qt::StringLiterals;
 
 constexpr std::array allFileTypes{MovieFileType::QuickTimeMovie, MovieFileType::AppleM4V,
                                   MovieFileType::Mpeg4};
-
-// A file without a name in the folder, for as long as it is open; in memory where the file system has none.
-FileDescriptor namelessFile(const std::filesystem::path &folder)
-{
-    FileDescriptor file(::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
-    return file.isOpen() ? std::move(file) : FileDescriptor(::memfd_create("export log", MFD_CLOEXEC));
-}
 
 // The counts and the last words stand at the end; a damaged source may fill any length before them.
 QByteArray endOf(const FileDescriptor &file)
@@ -172,7 +163,7 @@ void ExportSession::run()
 ExportSession::Status ExportSession::exportNow()
 {
     const ExportPlan &plan = m_plans.at(outputFileType);
-    const FileDescriptor log = namelessFile(outputURL.parent_path());
+    const FileDescriptor log = createNamelessFile(outputURL.parent_path());
     ChildCommand command;
     command.program = m_program;
     command.arguments = argumentsFor(plan, m_source, outputURL);

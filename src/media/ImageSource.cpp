@@ -33,6 +33,11 @@ constexpr int lastOrientationInReadingOrder = 2;
 
 } // namespace
 
+void ImageSource::prepare()
+{
+    startVips();
+}
+
 std::optional<ImageSource> ImageSource::open(const std::filesystem::path &path,
                                              const std::filesystem::path &scratchFolder)
 {

@@ -16,6 +16,9 @@ class ImageReader;
 class ImageSource
 {
 public:
+    /// Gets the image library ready, which the first open() would otherwise have to wait for.
+    static void prepare();
+
     /// Nothing when the file is no image of a known type or cannot be read at all. A frame too large for
     /// memory that must be turned is spilled into `scratchFolder`, without leaving anything there.
     [[nodiscard]] static std::optional<ImageSource> open(const std::filesystem::path &path,

@@ -1,10 +1,10 @@
 #include "media/MediaAsset.h"
 
 #include "platform/Error.h"
+#include "platform/NamelessFile.h"
 
 #include <QHash>
 
-#include <sys/mman.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -43,14 +43,6 @@ ChildCommand probeCommand(const std::filesystem::path &path, std::optional<Media
     command.environment = {"LC_ALL=C.UTF-8"};
     command.standardError = warnings.get();
     return command;
-}
-
-FileDescriptor memoryFile()
-{
-    FileDescriptor file(::memfd_create("warnings", MFD_CLOEXEC));
-    if (!file.isOpen())
-        throw FileError(errno, "memfd");
-    return file;
 }
 
 bool contains(const FileDescriptor &file, const char *text)
@@ -174,7 +166,7 @@ void addPacket(const Fields &packet, std::map<std::size_t, Packets> &streams)
 } // namespace
 
 MediaProbe::MediaProbe(const std::filesystem::path &path, std::optional<MediaSeconds> packetsFrom)
-    : m_warnings(memoryFile())
+    : m_warnings(createNamelessFile(std::filesystem::temp_directory_path()))
     , m_child(probeCommand(path, packetsFrom, m_warnings))
 {}
 

@@ -11,6 +11,7 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <thread>
 
 // The C library's clone() under its other name: the checker for races takes clone() for a fork, also where
 // memory is shared, and does not follow the calling thread any more.
@@ -52,7 +53,7 @@ void stopIgnoringSignals()
 __attribute__((no_sanitize("address", "thread"))) int runChild(void *argument)
 {
     auto &launch = *static_cast<Launch *>(argument);
-    ::setsid();
+    ::setsid(); // refused in a cage
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     // Had our program died before the line above, no signal would ever come.
     if (::getppid() != launch.parent)
@@ -164,9 +165,16 @@ ChildProcess::~ChildProcess()
 {
     if (m_status)
         return;
-    ::kill(-m_processId, SIGKILL);
+    kill();
     while (::waitpid(m_processId, nullptr, 0) < 0 && errno == EINTR) {
     }
+}
+
+// Before the child is reaped, so that no other process can have its number.
+void ChildProcess::kill() const
+{
+    if (::kill(-m_processId, SIGKILL) != 0)
+        ::kill(m_processId, SIGKILL); // it could not leave our group
 }
 
 QByteArray ChildProcess::readAvailable()
@@ -200,6 +208,12 @@ ExitStatus ChildProcess::wait()
 {
     if (m_status)
         return *m_status;
+    siginfo_t end = {};
+    while (::waitid(P_PID, static_cast<id_t>(m_processId), &end, WEXITED | WNOWAIT) != 0) {
+        if (errno != EINTR)
+            throw FileError(errno, "waitid");
+    }
+    kill();
     int status = 0;
     while (::waitpid(m_processId, &status, 0) < 0) {
         if (errno != EINTR)
@@ -208,6 +222,26 @@ ExitStatus ChildProcess::wait()
     m_status = WIFSIGNALED(status) ? ExitStatus{.code = 0, .signal = WTERMSIG(status)}
                                    : ExitStatus{.code = WEXITSTATUS(status), .signal = 0};
     return *m_status;
+}
+
+std::optional<ExitStatus> ChildProcess::endWithin(std::chrono::milliseconds patience)
+{
+    constexpr std::chrono::milliseconds pause(1);
+    const auto deadline = std::chrono::steady_clock::now() + patience;
+    const auto hasEnded = [this] {
+        siginfo_t end = {};
+        return ::waitid(P_PID, static_cast<id_t>(m_processId), &end, WEXITED | WNOWAIT | WNOHANG) == 0 &&
+               end.si_pid == m_processId;
+    };
+    while (!m_status && !hasEnded()) {
+        if (std::chrono::steady_clock::now() >= deadline) {
+            kill();
+            wait();
+            return std::nullopt;
+        }
+        std::this_thread::sleep_for(pause);
+    }
+    return wait();
 }
 
 } // namespace quorvalent

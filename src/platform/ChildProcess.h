@@ -6,6 +6,7 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <filesystem>
 #include <functional>
 #include <optional>
@@ -40,6 +41,9 @@ struct ExitStatus
 ///
 /// The kernel ties that last promise to the thread, not to the process: the thread that starts a child has to
 /// outlive it. Used by that one thread; every function that waits may be interrupted by no signal.
+///
+/// In a cage a child stays in our session and process group, because nothing may leave those: whoever kills
+/// the group from outside has killed it too.
 class ChildProcess
 {
 public:
@@ -57,14 +61,21 @@ public:
     /// after the last line feed is dropped. Blocks meanwhile.
     void readLines(const std::function<void(const QByteArray &line)> &onLine);
 
-    /// Blocks until the child has ended. Read to the end first, or a child that writes much never ends.
+    /// Blocks until the child has ended, then kills what it left running in its group. Read to the end first,
+    /// or a child that writes much never ends.
     ExitStatus wait();
+
+    /// Waits that long for the child to end by itself, then kills it with its whole group. Nothing where it
+    /// had to be killed.
+    std::optional<ExitStatus> endWithin(std::chrono::milliseconds patience);
 
     [[nodiscard]] pid_t processId() const { return m_processId; }
     /// The read end of its standard output, to poll.
     [[nodiscard]] int outputDescriptor() const { return m_output.get(); }
 
 private:
+    void kill() const;
+
     pid_t m_processId = -1;
     FileDescriptor m_output;
     std::optional<ExitStatus> m_status;

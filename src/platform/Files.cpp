@@ -197,8 +197,13 @@ FileAttributes Files::attributes(const fs::path &path) const
     const FileTime modified(std::chrono::seconds(status.stx_mtime.tv_sec) +
                             std::chrono::nanoseconds(status.stx_mtime.tv_nsec));
     const std::uint64_t device = (std::uint64_t(status.stx_dev_major) << 32U) | status.stx_dev_minor;
-    return {typeOf(status.stx_mode), device,   status.stx_ino,
-            status.stx_size,         modified, status.stx_uid == ::geteuid()};
+    return {.type = typeOf(status.stx_mode),
+            .device = device,
+            .inode = status.stx_ino,
+            .sizeBytes = status.stx_size,
+            .modified = modified,
+            .isOwn = status.stx_uid == ::geteuid(),
+            .links = status.stx_nlink};
 }
 
 bool Files::exists(const fs::path &path) const

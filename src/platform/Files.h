@@ -19,7 +19,8 @@ struct FileAttributes
     std::uint64_t inode = 0;
     std::uint64_t sizeBytes = 0;
     FileTime modified;
-    bool isOwn = false; ///< belongs to the user who runs this program
+    bool isOwn = false;      ///< belongs to the user who runs this program
+    std::uint64_t links = 0; ///< names that it has
 
     bool operator==(const FileAttributes &) const = default;
 };

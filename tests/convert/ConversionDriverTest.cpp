@@ -133,7 +133,7 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         Case{"folderFails", before(CreateFolder, 0), fail, nameBack, "a.png=old"},
         Case{"copyFails", before(Copy), fail, nameBack, "a.png=old"},
-        Case{"outputMissing", before(Attributes), fail, nameBack, "a.png=old"},
+        Case{"outputMissing", before(Attributes, 2), fail, nameBack, "a.png=old"},
         Case{"attributesFail", before(CarryOver), fail, nameBack, "a.png=old"},
         Case{"flushOfOutputFails", before(Flush, 1), fail, nameBack, "a.png=old"},
         Case{"flushOfJournalFails", before(Flush, 2), fail, nameBack, "a.png=old"},
@@ -143,8 +143,8 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"flushOfFolderFails", before(Flush, 3), fail, "done", "a.jpg=new, a.png=old"},
         Case{"removalFails", before(Remove), fail, "done", "a.jpg=new, a.png=old"},
         Case{"editedWhileCopied", after(Copy), editNew, changing, "a.jpg=edit"},
-        Case{"editedWhileConverted", before(Attributes), editNew, changed, "a.jpg=edit"},
-        Case{"savedOverWhileConverted", before(Attributes), saveOver, changed, "a.jpg=edit"},
+        Case{"editedWhileConverted", before(Attributes, 2), editNew, changed, "a.jpg=edit"},
+        Case{"savedOverWhileConverted", before(Attributes, 2), saveOver, changed, "a.jpg=edit"},
         Case{"editedWhileFlushed", after(Flush, 2), editNew, changed, "a.jpg=edit"},
         Case{"editedBeforeTheSwap", before(Move), editNew, changed, "a.jpg=edit"},
         Case{"savedOverBeforeTheSwap", before(Move), saveOver, changed, "a.jpg=edit"},
@@ -153,9 +153,9 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"editedAndTaken", after(Move), editOldTakeNew, moveFailed, "a.jpg=other, a.png=edit"},
         Case{"editedBeforeRemoval", after(Move, 2), editOld, "done", "a.jpg=new, a.png=edit"},
         Case{"oldNameTaken", before(Move), editOld, "« a.png » existe déjà.", "a.jpg=old, a.png=edit"},
-        Case{"removed", before(Attributes), removeNew, "« a.jpg » est introuvable.", ""},
+        Case{"removed", before(Attributes, 2), removeNew, "« a.jpg » est introuvable.", ""},
         Case{"becameALink", after(Copy), makeLink, noFile, "a.jpg"},
-        Case{"becameAFolder", before(Attributes), makeFolder, noFile, "a.jpg/"},
+        Case{"becameAFolder", before(Attributes, 2), makeFolder, noFile, "a.jpg/"},
         Case{"becameAPipe", before(Copy), makePipe, "« a.jpg » n’est pas un fichier ordinaire.", "a.jpg"},
         Case{"becameAPipeInTheSwap", before(Move), makePipe, changed, "a.jpg"}),
     [](const auto &row) { return row.param.title; });
@@ -249,7 +249,7 @@ TEST(ConversionDriverTest, refusesWhatTheEnginesGetWrong)
     const auto outcome = [](const Make &engine, bool matches = true) {
         ConversionWorld world;
         world.engines.image = [&](auto &, const fs::path &output, auto &, auto &) { engine(output); };
-        world.engines.imageCheck = [&](auto &) { return [&](auto &) { return matches; }; };
+        world.engines.matches = [&](auto &, auto &) { return matches; };
         const std::string text = world.convert(world.renamed("a.png", "a.jpg"));
         EXPECT_EQ(world.contents(), "a.png=old");
         return text;

@@ -21,8 +21,9 @@ ConversionWorld::ConversionWorld()
     engines.image = engine("image");
     engines.external = engine("external");
     engines.hasExternal = [] { return true; };
-    engines.imageCheck = [](const fs::path &) { return [](const fs::path &) { return true; }; };
-    engines.mediaCheck = engines.imageCheck;
+    engines.begin = [](const fs::path &, bool) {};
+    engines.matches = [](const fs::path &, const fs::path &) { return true; };
+    engines.end = [] {};
 }
 
 RenameJob ConversionWorld::renamed(const std::string &oldName, const std::string &newName) const

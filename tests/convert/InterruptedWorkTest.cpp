@@ -77,7 +77,8 @@ TEST(InterruptedWorkTest, findsTheOriginalOrTheResultWheneverTheProgramWasKilled
 
 TEST(InterruptedWorkTest, putsRightWhatItFinds)
 {
-    const std::string stays = workName + "/, " + workName + "/journal, " + workName + "/source.png=old, ";
+    const std::string stays = workName + "/, " + workName + "/journal, " + workName + "/media/, " + workName +
+                              "/media/source.png=old, ";
     struct Row
     {
         std::string original; ///< where the journal's original stands, empty when it is nowhere
@@ -93,13 +94,13 @@ TEST(InterruptedWorkTest, putsRightWhatItFinds)
           Row{"",
               {"a.png", "aside.png"},
               "old",
-              toldCopy + workName + "/source.png",
+              toldCopy + workName + "/media/source.png",
               stays + "a.png=other, aside.png=other"}}) {
         SCOPED_TRACE(row.contents);
         const ConversionWorld world;
         const RenameJob job = world.renamed("a.png", "a.jpg");
         world.folder.write(workName + "/journal", SwapJournal::of(job, "aside.png", false).encoded());
-        world.folder.write(workName + "/source.png", row.copy);
+        world.folder.write(workName + "/media/source.png", row.copy);
         if (row.original.empty())
             fs::remove(job.newURL);
         else

@@ -67,7 +67,6 @@ const std::map<QString, const char *> &otherTexts()
         {u"—"_s, layout},
         {u"quorvalent replacement 1"_s, ours},
         {u"output."_s, ours},
-        {u"export log"_s, ours},
         {u"animation frame: delay "_s, ours},
         {u"(?:^|\\n)animation frame: delay (\\d{1,8}) ms(?:, loops (\\d{1,6}))?$"_s, ours},
         {u"Help"_s, ours},

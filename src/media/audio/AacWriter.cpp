@@ -1,9 +1,11 @@
 #include "media/audio/AacWriter.h"
 
 #include "platform/ComposedText.h"
+#include "platform/QuietWrite.h"
 
+#include <fcntl.h>
 #include <poll.h>
-#include <sys/socket.h>
+#include <unistd.h>
 
 #include <array>
 #include <cerrno>
@@ -97,11 +99,11 @@ AacWriter::AacWriter(const std::filesystem::path &path, int bitRate, const Audio
                      std::optional<std::int64_t> length)
     : AacWriter(path, bitRate, source, [&] {
         requireEncodable(source, length);
-        // A socket, because writing to it can be told not to raise a signal when the child is gone.
         std::array<int, 2> ends{};
-        if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0)
+        if (::pipe2(ends.data(), O_CLOEXEC) != 0)
             throw FileError(errno, path);
-        return Feed{FileDescriptor(ends[0]), FileDescriptor(ends[1])};
+        ::fcntl(ends[1], F_SETFL, O_NONBLOCK);
+        return Feed{FileDescriptor(ends[1]), FileDescriptor(ends[0])};
     }())
 {}
 
@@ -128,7 +130,7 @@ void AacWriter::write(const AudioBuffer &buffer)
             receive();
         if (ends[0].revents == 0)
             continue;
-        const ssize_t count = ::send(m_feed.get(), rest.data(), rest.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+        const ssize_t count = quietWrite(m_feed.get(), rest);
         if (count < 0 && errno != EAGAIN && errno != EINTR)
             throw encodingFailed();
         if (count > 0)

@@ -2,6 +2,7 @@
 
 #include "media/image/Colour.h"
 
+#include <gmodule.h>
 #include <libheif/heif.h>
 
 namespace quorvalent {
@@ -37,11 +38,20 @@ bool isDisplayP3(heif_image_handle *handle)
     return HeifColours(colours)->color_primaries == heif_color_primaries_SMPTE_EG_432_1;
 }
 
+// libvips reads HEIC by a module, which it loads at its start with all others, or here where it is kept from
+// that. Where it has no modules, it reads HEIC by itself.
+void loadVipsModule()
+{
+    static const GModule *const module = g_module_open(QUORVALENT_VIPS_HEIF_MODULE, G_MODULE_BIND_LAZY);
+    (void)module;
+}
+
 } // namespace
 
 HeicReader::HeicReader(std::filesystem::path path)
     : m_path(std::move(path))
 {
+    loadVipsModule();
     const HeifContext context(heif_context_alloc());
     if (!context || heif_context_read_from_file(context.get(), m_path.c_str(), nullptr).code != heif_error_Ok)
         throw ImageReadError();

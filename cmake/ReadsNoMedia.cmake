@@ -1,0 +1,10 @@
+# cmake -DPROGRAM=… -P ReadsNoMedia.cmake: fails when the program, or a library that it loads, loads one that reads
+# media. Those belong into the engine helper. (Qt Gui has libpng for the pictures that programs bring along.)
+execute_process(COMMAND ldd ${PROGRAM} OUTPUT_VARIABLE libraries COMMAND_ERROR_IS_FATAL ANY)
+string(REGEX MATCHALL "lib(vips|heif|tiff|webp|sndfile|tag|jpeg|gif|FLAC|vorbis|av)[^ ]*\\.so[^ ]*" media "${libraries}")
+if(NOT libraries MATCHES "libQt6Core")
+    message(FATAL_ERROR "${PROGRAM}: unexpected answer of ldd: ${libraries}")
+endif()
+if(media)
+    message(FATAL_ERROR "${PROGRAM} loads ${media}")
+endif()

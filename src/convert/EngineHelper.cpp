@@ -1,0 +1,139 @@
+#include "convert/EngineHelper.h"
+
+#include "core/ConversionError.h"
+#include "platform/Error.h"
+#include "platform/QuietWrite.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <optional>
+
+namespace quorvalent {
+
+namespace {
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+namespace fs = std::filesystem;
+namespace Protocol = EngineProtocol;
+
+ConversionError outOfMemory()
+{
+    return ConversionError(u"Mémoire insuffisante pour convertir ce fichier."_s);
+}
+
+// SIGKILL that is not ours is the kernel's, when the machine has no memory left; SIGTRAP is GLib's way out
+// when it gets none.
+bool endedForWantOfMemory(const ExitStatus &status)
+{
+    return status.signal == SIGKILL || status.signal == SIGTRAP ||
+           status == ExitStatus{.code = Protocol::outOfMemoryExitCode, .signal = 0};
+}
+
+ChildCommand helperCommand(const fs::path &program, const fs::path &workFolder, EngineHelper::Family family,
+                           const FileDescriptor &requests)
+{
+    ChildCommand command;
+    command.program = program;
+    command.arguments = {workFolder.native(), family == EngineHelper::Family::Image ? "image" : "media"};
+    // Nothing of the user's environment may change what a library does. libvips would look for modules of
+    // its own in its home; it is kept from those, which take longer to load than a picture to convert.
+    command.environment = {"LC_ALL=C.UTF-8", "TMPDIR=" + workFolder.native(), "VIPSHOME=/nonexistent"};
+    command.workingFolder = workFolder;
+    command.standardInput = requests.get();
+    return command;
+}
+
+} // namespace
+
+EngineHelper::Pipe::Pipe()
+{
+    std::array<int, 2> ends{};
+    if (::pipe2(ends.data(), O_CLOEXEC) != 0)
+        throw FileError(errno, "pipe");
+    read = FileDescriptor(ends[0]);
+    write = FileDescriptor(ends[1]);
+}
+
+EngineHelper::EngineHelper(const fs::path &program, const fs::path &workFolder, Family family)
+    : EngineHelper(program, workFolder, family, Pipe())
+{}
+
+EngineHelper::EngineHelper(const fs::path &program, const fs::path &workFolder, Family family, Pipe requests)
+    : m_requests(std::move(requests.write))
+    , m_process([&] {
+        try {
+            return ChildProcess(helperCommand(program, workFolder, family, requests.read));
+        } catch (const FileError &failure) {
+            if (failure.isNotFound())
+                throw ConversionError(u"Le moteur intégré est manquant. Réinstallez Quorvalent."_s);
+            throw;
+        }
+    }())
+{}
+
+void EngineHelper::convert(const Protocol::Conversion &conversion, const Progress &progress)
+{
+    if (!std::holds_alternative<Protocol::Done>(ask(conversion, progress)))
+        giveUp();
+}
+
+bool EngineHelper::matches(const Protocol::Check &check)
+{
+    const Protocol::Reply reply = ask(check, {});
+    const auto *verdict = std::get_if<Protocol::Verdict>(&reply);
+    if (verdict == nullptr)
+        giveUp();
+    return verdict->matches;
+}
+
+// The answer that ends the request, unless it is a failure. Without `progress`, none is to be reported.
+Protocol::Reply EngineHelper::ask(const Protocol::Request &request, const Progress &progress)
+{
+    const QByteArray bytes = Protocol::encoded(request);
+    // Less than a pipe holds, and the answer to the request before has come: it is written in one piece.
+    if (m_isLost || quietWrite(m_requests.get(), std::as_bytes(std::span(bytes))) != bytes.size())
+        giveUp();
+    Protocol::Reply reply = nextReply();
+    for (; progress && std::holds_alternative<Protocol::ProgressReport>(reply); reply = nextReply())
+        progress(std::get<Protocol::ProgressReport>(reply).fraction);
+    if (const auto *failure = std::get_if<Protocol::Failure>(&reply))
+        throw ConversionError(failure->sentence);
+    if (std::holds_alternative<Protocol::OutOfMemory>(reply))
+        throw outOfMemory();
+    return reply;
+}
+
+Protocol::Reply EngineHelper::nextReply()
+{
+    try {
+        while (true) {
+            if (const std::optional<Protocol::Reply> reply = Protocol::takeReply(m_received))
+                return *reply;
+            const QByteArray bytes = m_process.readAvailable();
+            if (bytes.isEmpty())
+                giveUp();
+            m_received += bytes;
+        }
+    } catch (const Protocol::ProtocolError &) {
+        giveUp();
+    }
+}
+
+void EngineHelper::giveUp()
+{
+    // One that died closed its pipe a moment before; one that only hung up is not waited for any longer.
+    constexpr auto patience = 500ms;
+    m_isLost = true;
+    const std::optional<ExitStatus> status = m_process.endWithin(patience);
+    if (status && endedForWantOfMemory(*status))
+        throw outOfMemory();
+    throw ConversionError(u"Le moteur de conversion s’est arrêté de façon inattendue."_s);
+}
+
+} // namespace quorvalent

@@ -1,0 +1,102 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+#include <optional>
+#include <string>
+#include <variant>
+
+namespace quorvalent {
+
+/// What the program and its engine helper say to each other over two pipes: messages of one byte for the
+/// kind, four for the length of the rest, and the rest. Each end takes nothing from the other on trust: what
+/// is not exactly a message of the right kind and within its bounds is a ProtocolError.
+namespace EngineProtocol {
+
+/// The other end does not keep to the protocol.
+class ProtocolError
+{};
+
+enum class EngineKind : quint8 { Image, Audio, Video, External };
+
+/// Files by their plain names in the work folder that the helper was started on.
+struct WorkFiles
+{
+    std::string source;
+    std::string output;
+
+    bool operator==(const WorkFiles &) const = default;
+};
+
+/// Run an engine. Answered by any number of ProgressReport, then Done, Failure or OutOfMemory. Of the three
+/// choices, each engine reads its own.
+struct Conversion
+{
+    EngineKind engine = EngineKind::Image;
+    WorkFiles files;
+    double imageQuality = 1.0; ///< finite
+    qint64 bitrateKbps = 0;
+    qint64 videoLevel = 0;
+
+    bool operator==(const Conversion &) const = default;
+};
+
+/// Does the output hold what the source holds? Answered by Verdict, Failure or OutOfMemory.
+struct Check
+{
+    WorkFiles files;
+
+    bool operator==(const Check &) const = default;
+};
+
+using Request = std::variant<Conversion, Check>;
+
+struct ProgressReport
+{
+    std::optional<double> fraction; ///< 0 to 1; nothing while it is unknown
+
+    bool operator==(const ProgressReport &) const = default;
+};
+
+struct Done
+{
+    bool operator==(const Done &) const = default;
+};
+
+struct Verdict
+{
+    bool matches = false;
+
+    bool operator==(const Verdict &) const = default;
+};
+
+/// The engine's own sentence.
+struct Failure
+{
+    QString sentence;
+
+    bool operator==(const Failure &) const = default;
+};
+
+struct OutOfMemory
+{
+    bool operator==(const OutOfMemory &) const = default;
+};
+
+using Reply = std::variant<ProgressReport, Done, Verdict, Failure, OutOfMemory>;
+
+[[nodiscard]] QByteArray encoded(const Request &request);
+/// A sentence is cut and cleaned until the other end can take it.
+[[nodiscard]] QByteArray encoded(const Reply &reply);
+
+/// Takes the first message out of the bytes received so far; nothing while it is incomplete.
+[[nodiscard]] std::optional<Request> takeRequest(QByteArray &received);
+[[nodiscard]] std::optional<Reply> takeReply(QByteArray &received);
+
+/// How a helper ends that got no memory where it could not say so.
+constexpr int outOfMemoryExitCode = 12;
+
+} // namespace EngineProtocol
+
+} // namespace quorvalent

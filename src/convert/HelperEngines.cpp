@@ -1,0 +1,87 @@
+#include "convert/HelperEngines.h"
+
+#include "core/RenameJob.h"
+#include "platform/Bundle.h"
+
+#include <memory>
+
+namespace quorvalent {
+
+namespace {
+
+namespace fs = std::filesystem;
+using Kind = EngineProtocol::EngineKind;
+
+EngineProtocol::WorkFiles workFiles(const fs::path &source, const fs::path &output)
+{
+    return {source.filename().native(), output.filename().native()};
+}
+
+} // namespace
+
+HelperEngines::HelperEngines(fs::path program)
+    : m_program(std::move(program))
+{}
+
+fs::path HelperEngines::bundledProgram()
+{
+    return Bundle::root() / "Contents/Helpers/quorvalent-engine";
+}
+
+void HelperEngines::begin(const fs::path &mediaFolder, EngineHelper::Family family)
+{
+    m_mediaFolder = mediaFolder;
+    m_family = family;
+    m_helper.emplace(m_program, m_mediaFolder, m_family);
+}
+
+EngineHelper &HelperEngines::helper()
+{
+    if (!m_helper || m_helper->isLost())
+        m_helper.emplace(m_program, m_mediaFolder, m_family);
+    return *m_helper;
+}
+
+void HelperEngines::convert(Kind engine, const fs::path &source, const fs::path &output,
+                            const Preferences &preferences, const Progress &progress)
+{
+    const QString extension = pathExtension(output);
+    helper().convert({.engine = engine,
+                      .files = workFiles(source, output),
+                      .imageQuality = preferences.quality(extension),
+                      .bitrateKbps = preferences.bitrate(extension),
+                      .videoLevel = preferences.video(extension)},
+                     progress);
+}
+
+bool HelperEngines::matches(const fs::path &source, const fs::path &output)
+{
+    return helper().matches({.files = workFiles(source, output)});
+}
+
+Engines HelperEngines::forDriver(const fs::path &program)
+{
+    const auto run = std::make_shared<HelperEngines>(program);
+    const auto engine = [run](Kind kind) -> Engine {
+        return [run, kind](const fs::path &source, const fs::path &output, const Preferences &preferences,
+                           const Progress &progress) {
+            run->convert(kind, source, output, preferences, progress);
+        };
+    };
+    Engines engines;
+    engines.begin = [run](const fs::path &mediaFolder, bool isImage) {
+        run->begin(mediaFolder, isImage ? EngineHelper::Family::Image : EngineHelper::Family::Media);
+    };
+    engines.image = engine(Kind::Image);
+    engines.audio = engine(Kind::Audio);
+    engines.video = engine(Kind::Video);
+    engines.external = engine(Kind::External);
+    engines.hasExternal = [] { return Preferences::ffmpeg().has_value(); };
+    engines.matches = [run](const fs::path &source, const fs::path &output) {
+        return run->matches(source, output);
+    };
+    engines.end = [run] { run->end(); };
+    return engines;
+}
+
+} // namespace quorvalent
