@@ -1,0 +1,131 @@
+// What the helper costs: converts a picture by the engine linked in here and by the bundle's helper in turn,
+// and prints medians as one JSON object: milliseconds of each whole safe replacement, their ratio, and what a
+// helper takes until it has answered its first question. Arguments: a folder on the disk to be measured, a
+// PNG.
+
+#include "convert/HelperEngines.h"
+#include "core/ConversionError.h"
+#include "engine/ImageCheck.h"
+#include "engine/ImageEngine.h"
+#include "platform/ChildProcess.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <algorithm>
+#include <chrono>
+#include <iostream>
+#include <vector>
+
+namespace {
+
+using namespace quorvalent;
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+
+constexpr int rounds = 15;
+
+double milliseconds(const std::function<void()> &work)
+{
+    const Clock::time_point start = Clock::now();
+    work();
+    return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+}
+
+double medianOf(std::vector<double> values)
+{
+    std::ranges::nth_element(values, values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2));
+    return values[values.size() / 2];
+}
+
+Engines enginesHere()
+{
+    Engines engines;
+    engines.begin = [](const fs::path &, bool) {};
+    engines.image = [](const fs::path &source, const fs::path &output, const Preferences &preferences,
+                       const Progress &progress) {
+        runImageEngine(source, output, preferences.quality(QStringLiteral("jpg")), progress);
+    };
+    engines.matches = &imageMatches;
+    engines.end = [] {};
+    return engines;
+}
+
+double conversion(const fs::path &folder, const fs::path &png, const Engines &engines)
+{
+    const Files files;
+    const RenameJob named{folder / "photo.png", folder / "photo.jpg", {}};
+    fs::copy_file(png, named.newURL);
+    files.flush(named.newURL);
+    const RenameJob job{named.oldURL, named.newURL, FileStamp::read(named.newURL)};
+    Preferences preferences;
+    preferences.imageQuality.insert(QStringLiteral("jpg"), 0.9);
+    const double taken = milliseconds(
+        [&] { ConversionDriver(files, engines).convert(job, preferences, [](std::optional<double>) {}); });
+    fs::remove(job.newURL);
+    return taken;
+}
+
+// A program that says at once that it was called wrongly: the start of a process and its libraries.
+double bareStart()
+{
+    return milliseconds([] {
+        ChildCommand command;
+        command.program = HelperEngines::bundledProgram();
+        ChildProcess(command).wait();
+    });
+}
+
+double firstAnswer(const fs::path &folder, EngineHelper::Family family)
+{
+    return milliseconds([&] {
+        EngineHelper helper(HelperEngines::bundledProgram(), folder, family);
+        (void)helper.matches({.files = {"missing.png", "missing.jpg"}});
+    });
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    if (argc != 3) {
+        std::cerr << "usage: bench-engine FOLDER PNG\n";
+        return 2;
+    }
+    try {
+        const fs::path folder = fs::path(argv[1]) / "engine";
+        fs::remove_all(folder);
+        fs::create_directories(folder);
+        const fs::path png(argv[2]);
+        std::vector<double> here;
+        std::vector<double> caged;
+        std::vector<double> ratios;
+        std::vector<double> starts;
+        std::vector<double> media;
+        std::vector<double> images;
+        (void)conversion(folder, png,
+                         enginesHere()); // the program that stays in memory has its library ready
+        for (int round = 0; round < rounds; ++round) {
+            here.push_back(conversion(folder, png, enginesHere()));
+            caged.push_back(conversion(folder, png, HelperEngines::forDriver()));
+            ratios.push_back(caged.back() / here.back());
+            starts.push_back(bareStart());
+            media.push_back(firstAnswer(folder, EngineHelper::Family::Media));
+            images.push_back(firstAnswer(folder, EngineHelper::Family::Image));
+        }
+        const QJsonObject medians{
+            {QStringLiteral("ratio"), medianOf(ratios)},
+            {QStringLiteral("in process"), medianOf(here)},
+            {QStringLiteral("by helper"), medianOf(caged)},
+            {QStringLiteral("start"), medianOf(starts)},
+            {QStringLiteral("with cage"), medianOf(media)},
+            {QStringLiteral("with libvips"), medianOf(images)},
+        };
+        std::cout << QJsonDocument(medians).toJson(QJsonDocument::Compact).toStdString() << '\n';
+        fs::remove_all(folder);
+        return 0;
+    } catch (const std::exception &failure) {
+        std::cerr << failure.what() << '\n';
+        return 1;
+    }
+}
