@@ -10,6 +10,7 @@
 #include "platform/ComposedText.h"
 #include "platform/Error.h"
 #include "platform/TerminationSignals.h"
+#include "platform/cage/CageReach.h"
 
 #include <QCoreApplication>
 
@@ -37,6 +38,12 @@ int print(const QString &text)
     StandardOutput output(STDOUT_FILENO);
     output.write(text.toUtf8());
     return output.isBroken() ? EXIT_FAILURE : EXIT_SUCCESS;
+}
+
+QString versionText()
+{
+    return u"quorvalent-watch "_s + L(AppVersion::display()) + u'\n' +
+           L(CageReach::ofThisMachine().description()) + u'\n';
 }
 
 int watch(const Options &options)
@@ -78,7 +85,7 @@ int main(int argc, char **argv)
         if (options.action == Options::Action::ShowHelp)
             return print(helpText());
         if (options.action == Options::Action::ShowVersion)
-            return print(u"quorvalent-watch "_s + L(AppVersion::display()) + u'\n');
+            return print(versionText());
         const QCoreApplication application(argc, argv);
         return watch(options);
     } catch (const UsageError &error) {

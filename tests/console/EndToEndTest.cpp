@@ -123,6 +123,16 @@ TEST_F(EndToEndTest, convertsAFileWhoseNameIsNoText)
     EXPECT_EQ(exitStatus(), 0);
 }
 
+TEST_F(EndToEndTest, tellsItsVersionAndHowFarConversionsAreIsolated)
+{
+    start({u"--version"_s, u"--language"_s, u"fr"_s});
+    EXPECT_EQ(exitStatus(), 0);
+    const QList<QByteArray> lines = program.readAllStandardOutput().split('\n');
+    ASSERT_EQ(lines.size(), 3);
+    EXPECT_TRUE(lines[0].startsWith("quorvalent-watch "));
+    EXPECT_TRUE(lines[1].startsWith("Conversions ")) << lines[1].toStdString();
+}
+
 TEST_F(EndToEndTest, putsTheNameBackOfWhatItRefuses)
 {
     const std::string bytes = makePhoto("photo.png");

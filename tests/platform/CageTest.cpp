@@ -38,8 +38,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int newestLandlock = 7;
-
 // The folders that the tests are about, and somebody who listens, all within reach of any user.
 class World
 {
@@ -307,15 +305,12 @@ TEST_P(CageAttempt, isRefusedByEachPartThatGuardsIt)
     ASSERT_GE(machine.landlockVersion, 1) << "this kernel offers no Landlock to test";
     ASSERT_TRUE(machine.filtersSystemCalls);
 
-    for (const CageReach reach : {CageReach{0, false},
-                                  {1, false},
-                                  {2, false},
-                                  {3, false},
-                                  {5, false},
-                                  {newestLandlock, false},
-                                  {0, true},
-                                  {2, true},
-                                  {newestLandlock, true}}) {
+    std::vector<CageReach> reaches{
+        {0, false}, {machine.landlockVersion, false}, {0, true}, {machine.landlockVersion, true}};
+    if (attempt.refusedByLandlock > 1)
+        reaches.insert(reaches.end(),
+                       {{attempt.refusedByLandlock - 1, false}, {attempt.refusedByLandlock, false}});
+    for (const CageReach reach : reaches) {
         if (reach.landlockVersion > machine.landlockVersion)
             continue;
         const World world;
@@ -581,6 +576,19 @@ TEST(Cage, refusesToBeEnteredWhereItWouldNotHold)
         return "entered";
     });
     EXPECT_EQ(result.text, "refused");
+}
+
+TEST(CageReach, tellsPeopleHowFarItGoes)
+{
+    using namespace Qt::StringLiterals;
+    const auto text = [](int landlockVersion, bool filters) {
+        return CageReach{.landlockVersion = landlockVersion, .filtersSystemCalls = filters}.description();
+    };
+    EXPECT_EQ(text(7, true), u"Conversions isolées du reste du système (Landlock 7, seccomp)."_s);
+    EXPECT_EQ(text(5, true), u"Conversions isolées en partie (Landlock 5, seccomp)."_s);
+    EXPECT_EQ(text(7, false), u"Conversions isolées en partie (Landlock 7)."_s);
+    EXPECT_EQ(text(0, true), u"Conversions isolées en partie (seccomp)."_s);
+    EXPECT_EQ(text(0, false), u"Conversions non isolées : ni Landlock, ni seccomp."_s);
 }
 
 } // namespace quorvalent::test

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QString>
+
 namespace quorvalent {
 
 /// How far a cage reaches: what the running kernel offers of the two means it is made of. Each may be missing
@@ -13,6 +15,9 @@ struct CageReach
 
     /// What this machine offers; costs two system calls.
     [[nodiscard]] static CageReach ofThisMachine();
+
+    /// One French line for people.
+    [[nodiscard]] QString description() const;
 
     bool operator==(const CageReach &) const = default;
 };
