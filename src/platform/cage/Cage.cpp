@@ -101,7 +101,7 @@ Cage Cage::forConversion(const std::filesystem::path &workFolder)
 {
     return {.workFolder = workFolder,
             .readable = {"/usr/lib", "/usr/lib64", "/usr/lib32", "/usr/libx32", "/lib", "/lib64",
-                         "/usr/local/lib", "/usr/share", "/etc/ld.so.cache", "/dev/urandom",
+                         "/usr/local/lib", "/usr/share", "/etc/ld.so.cache", "/etc/localtime", "/dev/urandom",
                          // what x265's library for memory nodes asks, about this process alone
                          "/sys/devices/system/cpu", "/sys/devices/system/node", "/proc/self/status"},
             .programs = {},

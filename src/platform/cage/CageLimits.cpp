@@ -15,21 +15,20 @@ namespace {
 
 constexpr std::uint64_t gibibyte = 1ULL << 30;
 
-// Below this, one 8K film or one picture of 500 megapixels might not pass; there the kernel's killer decides.
-constexpr std::uint64_t leastMemoryBytes = 8 * gibibyte;
+// What x264 reserves for an 8K film on 16 cores; where the machine has less, the kernel's killer decides.
+constexpr std::uint64_t leastMemoryBytes = 16 * gibibyte;
 // Room for what the conversion starts on the largest machines, and for what its user starts meanwhile.
 constexpr std::uint64_t furtherTasks = 4096;
 // Some ten times what a conversion was seen to hold open.
 constexpr std::uint64_t mostOpenFiles = 256;
 
-// Three quarters of the machine's: a conversion that needs more would push everything else out of memory.
+// All of it, because what is reserved counts, and encoders touch two thirds of that.
 std::uint64_t memoryOfThisMachine()
 {
     struct sysinfo machine = {};
     if (::sysinfo(&machine) != 0)
         return leastMemoryBytes;
-    const std::uint64_t installed = std::uint64_t{machine.totalram} * machine.mem_unit;
-    return std::max(installed / 4 * 3, leastMemoryBytes);
+    return std::max(std::uint64_t{machine.totalram} * machine.mem_unit, leastMemoryBytes);
 }
 
 // Twice what is free, because a file system that compresses holds more than it has room for, and what
