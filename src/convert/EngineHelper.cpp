@@ -22,6 +22,9 @@ using namespace std::chrono_literals;
 namespace fs = std::filesystem;
 namespace Protocol = EngineProtocol;
 
+// One that died closed its pipe a moment before; one that only hung up is not waited for any longer.
+constexpr auto untilItsEnd = 500ms;
+
 ConversionError outOfMemory()
 {
     return ConversionError(u"Mémoire insuffisante pour convertir ce fichier."_s);
@@ -80,7 +83,7 @@ EngineHelper::EngineHelper(const fs::path &program, const fs::path &workFolder, 
 void EngineHelper::convert(const Protocol::Conversion &conversion, const Progress &progress)
 {
     if (!std::holds_alternative<Protocol::Done>(ask(conversion, progress)))
-        giveUp();
+        giveUp(0ms);
 }
 
 bool EngineHelper::matches(const Protocol::Check &check)
@@ -88,7 +91,7 @@ bool EngineHelper::matches(const Protocol::Check &check)
     const Protocol::Reply reply = ask(check, {});
     const auto *verdict = std::get_if<Protocol::Verdict>(&reply);
     if (verdict == nullptr)
-        giveUp();
+        giveUp(0ms);
     return verdict->matches;
 }
 
@@ -98,7 +101,7 @@ Protocol::Reply EngineHelper::ask(const Protocol::Request &request, const Progre
     const QByteArray bytes = Protocol::encoded(request);
     // Less than a pipe holds, and the answer to the request before has come: it is written in one piece.
     if (m_isLost || quietWrite(m_requests.get(), std::as_bytes(std::span(bytes))) != bytes.size())
-        giveUp();
+        giveUp(untilItsEnd);
     Protocol::Reply reply = nextReply();
     for (; progress && std::holds_alternative<Protocol::ProgressReport>(reply); reply = nextReply())
         progress(std::get<Protocol::ProgressReport>(reply).fraction);
@@ -117,18 +120,17 @@ Protocol::Reply EngineHelper::nextReply()
                 return *reply;
             const QByteArray bytes = m_process.readAvailable();
             if (bytes.isEmpty())
-                giveUp();
+                giveUp(untilItsEnd);
             m_received += bytes;
         }
     } catch (const Protocol::ProtocolError &) {
-        giveUp();
+        giveUp(0ms);
     }
 }
 
-void EngineHelper::giveUp()
+// `patience` is for one that seems to have died, so that it can be told what of.
+void EngineHelper::giveUp(std::chrono::milliseconds patience)
 {
-    // One that died closed its pipe a moment before; one that only hung up is not waited for any longer.
-    constexpr auto patience = 500ms;
     m_isLost = true;
     const std::optional<ExitStatus> status = m_process.endWithin(patience);
     if (status && endedForWantOfMemory(*status))

@@ -5,6 +5,7 @@
 #include "platform/ChildProcess.h"
 #include "platform/FileDescriptor.h"
 
+#include <chrono>
 #include <filesystem>
 
 namespace quorvalent {
@@ -52,7 +53,7 @@ private:
 
     EngineProtocol::Reply ask(const EngineProtocol::Request &request, const Progress &progress);
     EngineProtocol::Reply nextReply();
-    [[noreturn]] void giveUp();
+    [[noreturn]] void giveUp(std::chrono::milliseconds patience);
 
     FileDescriptor m_requests;
     ChildProcess m_process;

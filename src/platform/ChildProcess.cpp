@@ -3,8 +3,10 @@
 #include "platform/Error.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sched.h>
 #include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -159,6 +161,7 @@ ChildProcess::ChildProcess(const ChildCommand &command)
     if (launch.errorNumber != 0)
         throw FileError(launch.errorNumber, launch.refused);
     m_processId = child;
+    m_end = FileDescriptor(static_cast<int>(::syscall(SYS_pidfd_open, child, 0)));
 }
 
 ChildProcess::~ChildProcess()
@@ -177,8 +180,22 @@ void ChildProcess::kill() const
         ::kill(m_processId, SIGKILL); // it could not leave our group
 }
 
+// False when the child has ended and everything that it wrote was read.
+bool ChildProcess::waitForOutput() const
+{
+    // Descriptors that are not open are passed over.
+    std::array<pollfd, 2> sources{{{m_output.get(), POLLIN, 0}, {m_end.get(), POLLIN, 0}}};
+    while (::poll(sources.data(), sources.size(), -1) < 0) {
+        if (errno != EINTR)
+            throw FileError(errno, "poll");
+    }
+    return sources[0].revents != 0 || ::poll(sources.data(), 1, 0) > 0;
+}
+
 QByteArray ChildProcess::readAvailable()
 {
+    if (!waitForOutput())
+        return {};
     QByteArray bytes(65536, Qt::Uninitialized);
     ssize_t count = 0;
     do {

@@ -54,7 +54,8 @@ public:
     ChildProcess(const ChildProcess &) = delete;
     ChildProcess &operator=(const ChildProcess &) = delete;
 
-    /// Blocks until the child has written something and returns it, at most 64 KiB; empty at the end.
+    /// Blocks until the child has written something and returns it, at most 64 KiB; empty at the end: when
+    /// nobody can write any more, or when the child itself has ended, whoever else may hold its output open.
     [[nodiscard]] QByteArray readAvailable();
 
     /// Hands over each complete line of what the child writes, without its line feed, until the end; text
@@ -76,7 +77,10 @@ public:
 private:
     void kill() const;
 
+    [[nodiscard]] bool waitForOutput() const;
+
     pid_t m_processId = -1;
+    FileDescriptor m_end; ///< readable when the child has ended; not open where the kernel has no such thing
     FileDescriptor m_output;
     std::optional<ExitStatus> m_status;
 };

@@ -63,6 +63,12 @@ TEST(ChildProcess, tellsHowTheChildEnded)
     EXPECT_FALSE((ExitStatus{.code = 0, .signal = SIGTERM}.isSuccess()));
 }
 
+TEST(ChildProcess, hasNothingMoreToSayOnceItHasEnded)
+{
+    // Whoever it leaves behind holds its output open.
+    EXPECT_EQ(outputOf(shell("sleep 1000 & echo words")), "words\n");
+}
+
 TEST(ChildProcess, reportsAProgramThatCannotStart)
 {
     const TestFolder folder;

@@ -1,0 +1,167 @@
+#include "convert/ConversionDriver.h"
+#include "convert/HelperEngines.h"
+#include "platform/Error.h"
+#include "support/TestFolder.h"
+#include "support/WaitFor.h"
+
+#include <gtest/gtest.h>
+
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+#include <array>
+#include <fstream>
+#include <string>
+
+// The driver with real files and a helper process that misbehaves.
+
+namespace quorvalent::test {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// A watched folder, and beside it the helper with what it may be after.
+class HelperWorld
+{
+public:
+    HelperWorld()
+        : m_listener(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
+    {
+        sockaddr_in address = {};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t length = sizeof(address);
+        auto *anyAddress = reinterpret_cast<sockaddr *>(&address);
+        if (::bind(m_listener.get(), anyAddress, length) != 0 || ::listen(m_listener.get(), 8) != 0 ||
+            ::getsockname(m_listener.get(), anyAddress, &length) != 0)
+            throw std::runtime_error("no listener");
+        m_beside.write("port", std::to_string(ntohs(address.sin_port)));
+        m_beside.write("diary", "private");
+        fs::create_symlink(MISBEHAVING_ENGINE_PROGRAM, m_beside / "engine");
+    }
+
+    void setBehaviour(const std::string &name) const { m_beside.write("behaviour", name); }
+
+    // "done", or the sentence of the error.
+    [[nodiscard]] std::string convert(const std::string &oldName, const std::string &newName) const
+    {
+        const fs::path newURL = folder.path() / newName;
+        const RenameJob job{folder.path() / oldName, newURL, FileStamp::read(newURL)};
+        try {
+            m_driver.convert(job, {}, [](std::optional<double>) {});
+            return "done";
+        } catch (const Error &failure) {
+            return failure.what();
+        }
+    }
+
+    [[nodiscard]] std::string diary() const { return m_beside.read("diary"); }
+
+    // Processes that were started as our helper, forked ones too.
+    [[nodiscard]] int helpersRunning() const
+    {
+        int count = 0;
+        for (const fs::directory_entry &process : fs::directory_iterator("/proc")) {
+            std::string program;
+            std::ifstream commandLine(process.path() / "cmdline");
+            if (std::getline(commandLine, program, '\0') && program == (m_beside / "engine").native())
+                ++count;
+        }
+        return count;
+    }
+
+    const TestFolder folder;
+
+private:
+    const TestFolder m_beside;
+    const FileDescriptor m_listener;
+    const Files m_files;
+    const ConversionDriver m_driver{m_files, HelperEngines::forDriver(m_beside / "engine")};
+};
+
+constexpr auto stopped = "Le moteur de conversion s’est arrêté de façon inattendue.";
+constexpr auto outOfMemory = "Mémoire insuffisante pour convertir ce fichier.";
+constexpr auto notValid = "Le moteur n’a produit aucun fichier valide.";
+constexpr auto notThere = "« output.jpg » est introuvable.";
+constexpr auto caged = "Refusé par la cage.";
+
+struct Misbehaviour
+{
+    const char *name;
+    const char *sentence;
+};
+
+void PrintTo(const Misbehaviour &misbehaviour, std::ostream *out)
+{
+    *out << misbehaviour.name;
+}
+
+const std::array misbehaviours
+{
+    Misbehaviour{"diesAtTheStart", stopped}, Misbehaviour{"crashes", stopped},
+        Misbehaviour{"isKilled", outOfMemory}, Misbehaviour{"hangsUpAndGoesOn", stopped},
+        Misbehaviour{"sendsGarbage", stopped}, Misbehaviour{"sendsAHugeLength", stopped},
+        Misbehaviour{"sendsHalfAMessage", stopped}, Misbehaviour{"sendsARequest", stopped},
+        Misbehaviour{"answersAnotherQuestion", stopped}, Misbehaviour{"goesBeyondTheEnd", stopped},
+        Misbehaviour{"goesBackBeyondTheStart", stopped}, Misbehaviour{"reportsNoNumber", stopped},
+        Misbehaviour{"exitsWithoutAWord", stopped}, Misbehaviour{"claimsToBeDone", notThere},
+        Misbehaviour{"leavesAChildAndDies", stopped}, Misbehaviour{"opensTheUsersTable", caged},
+        Misbehaviour{"opensTheHome", caged}, Misbehaviour{"writesElsewhere", caged},
+        Misbehaviour{"connectsToLoopback", caged},
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // those have no memory limit
+        Misbehaviour{"eatsMemory", outOfMemory}, Misbehaviour{"diesForWantOfMemory", outOfMemory},
+#endif
+        Misbehaviour{"leavesALink", notValid}, Misbehaviour{"leavesAnotherNameOfAFile", notValid},
+        Misbehaviour{"leavesAPipe", notValid}, Misbehaviour{"leavesAFolder", notValid},
+        Misbehaviour{"leavesNothingInAFile", notValid},
+};
+
+class MisbehavingEngine : public testing::TestWithParam<Misbehaviour>
+{};
+
+} // namespace
+
+TEST_P(MisbehavingEngine, endsOneJobAndNothingElse)
+{
+    const HelperWorld world;
+    world.setBehaviour(GetParam().name);
+    world.folder.write("photo.jpg", "old");
+
+    EXPECT_EQ(world.convert("photo.png", "photo.jpg"),
+              std::string(GetParam().sentence) + " Extension d’origine rétablie.");
+    EXPECT_EQ(world.folder.listing(), std::vector<std::string>{"photo.png"});
+    EXPECT_EQ(world.folder.read("photo.png"), "old");
+    EXPECT_EQ(world.diary(), "private");
+    EXPECT_TRUE(waitFor([&] { return world.helpersRunning() == 0; }));
+
+    world.setBehaviour("good");
+    fs::rename(world.folder / "photo.png", world.folder / "photo.jpg");
+    EXPECT_EQ(world.convert("photo.png", "photo.jpg"), "done");
+    EXPECT_EQ(world.folder.listing(), std::vector<std::string>{"photo.jpg"});
+    EXPECT_EQ(world.folder.read("photo.jpg"), "new");
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, MisbehavingEngine, testing::ValuesIn(misbehaviours),
+                         [](const auto &row) { return std::string(row.param.name); });
+
+TEST(MisbehavingEngineTest, isReplacedForTheSecondEnginesTurn)
+{
+    const HelperWorld world;
+    world.setBehaviour("crashesOnce");
+    world.folder.write("sound.m4a", "old");
+    EXPECT_EQ(world.convert("sound.wav", "sound.m4a"), "done");
+    EXPECT_EQ(world.folder.listing(), std::vector<std::string>{"sound.m4a"});
+    EXPECT_EQ(world.folder.read("sound.m4a"), "new");
+}
+
+TEST(MisbehavingEngineTest, leavesNoChildBehindASuccessfulJob)
+{
+    const HelperWorld world;
+    world.setBehaviour("leavesAChild");
+    world.folder.write("photo.jpg", "old");
+    EXPECT_EQ(world.convert("photo.png", "photo.jpg"), "done");
+    EXPECT_TRUE(waitFor([&] { return world.helpersRunning() == 0; }));
+}
+
+} // namespace quorvalent::test
