@@ -1,5 +1,6 @@
 #include "app/MenuBarProgram.h"
 
+#include "i18n/Localization.h"
 #include "model/AppModel.h"
 #include "model/DesktopServices.h"
 #include "model/SystemServices.h"
@@ -12,6 +13,7 @@
 #include "ui/UpdateWindow.h"
 #include "ui/desktop/ApplicationService.h"
 #include "ui/desktop/FolderChooser.h"
+#include "ui/desktop/SessionInhibitor.h"
 #include "ui/icons/AppIcon.h"
 #include "update/UpdateManager.h"
 
@@ -128,11 +130,19 @@ int runMenuBarProgram(int argc, char **argv)
                                    .quit = &QCoreApplication::quit};
     UpdateManager updates(model, std::make_unique<FeedUpdater>(UpdateSource::ofRunningBundle(), defaults,
                                                                updateWindow, relaunch));
+    SessionInhibitor inhibitor;
+    const auto holdSession = [&inhibitor, preview](bool isBusy) {
+        if (isBusy && !preview)
+            inhibitor.hold(L(u"Des conversions ne sont pas terminées."_s));
+        else
+            inhibitor.release();
+    };
     shell = std::make_unique<AppDelegate>(AppDelegate::Services{.model = model,
                                                                 .updater = updates,
                                                                 .appearance = appearance,
                                                                 .scheduler = systemScheduler(),
                                                                 .chooseFolders = desktopFolderChooser(),
+                                                                .holdSession = holdSession,
                                                                 .quit = &QCoreApplication::quit},
                                           LaunchOptions::of(arguments));
     TerminationSignals termination;

@@ -16,6 +16,8 @@
 #include <QSessionManager>
 #include <QTranslator>
 
+#include <utility>
+
 namespace quorvalent {
 
 namespace {
@@ -25,6 +27,8 @@ using namespace std::chrono_literals;
 
 constexpr auto previewRun = 10s; // the banner converts, in a preview
 constexpr auto previewEnd = 13s; // and the program ends
+// Work that is over sooner is not worth asking the desktop to wait for; a termination signal waits for it.
+constexpr auto shortWork = 2s;
 
 } // namespace
 
@@ -92,10 +96,7 @@ void AppDelegate::connectModel()
     m_model.askConsent = [this](const ConsentQuestion &question) {
         return askConsent(m_settingsWindow.get(), question);
     };
-    connect(&m_model, &AppModel::changed, this, [this] {
-        if (m_isEnding && m_model.isIdle())
-            m_services.quit();
-    });
+    connect(&m_model, &AppModel::changed, this, &AppDelegate::onModelChange);
 }
 
 void AppDelegate::launch()
@@ -200,6 +201,19 @@ void AppDelegate::finishAndQuit()
     m_isEnding = true;
     m_model.prepareForUpdate(); // nothing new begins
     requestQuit();
+}
+
+void AppDelegate::onModelChange()
+{
+    if (!m_model.isIdle()) {
+        if (!m_sessionHold)
+            m_sessionHold = m_services.scheduler(shortWork, [this] { m_services.holdSession(true); });
+        return;
+    }
+    if (std::exchange(m_sessionHold, nullptr))
+        m_services.holdSession(false);
+    if (m_isEnding)
+        m_services.quit();
 }
 
 void AppDelegate::onSessionEnd(QSessionManager &session)

@@ -48,6 +48,8 @@ public:
         Appearance &appearance;
         Scheduler scheduler;
         ChooseFolders chooseFolders;
+        /// Told that conversions run, which the session's end would interrupt, and that none does any more.
+        std::function<void(bool isBusy)> holdSession;
         std::function<void()> quit; ///< ends the program
     };
 
@@ -80,6 +82,7 @@ private:
     void applyLanguage();
     void playPreviewBanner();
     void onSessionEnd(QSessionManager &session);
+    void onModelChange();
 
     Services m_services;
     LaunchOptions m_options;
@@ -93,6 +96,7 @@ private:
     std::unique_ptr<FloatingCard> m_warningPanel;     ///< made when first shown
     std::unique_ptr<SettingsWindow> m_settingsWindow; ///< made when first shown
     std::vector<std::unique_ptr<PendingTask>> m_previewTasks;
+    std::unique_ptr<PendingTask> m_sessionHold; ///< while work is pending
     bool m_isEnding = false;
 };
 

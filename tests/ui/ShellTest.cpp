@@ -28,6 +28,7 @@ protected:
                  .appearance = appearance,
                  .scheduler = clock.scheduler(),
                  .chooseFolders = [](QWidget &, const auto &) {},
+                 .holdSession = [this](bool isBusy) { isHeld = isBusy; },
                  .quit = [this] { ++quits; }},
                 {})
     {
@@ -72,6 +73,7 @@ protected:
     AppModel model;
     UpdateManager updates{model, nullptr};
     int quits = 0;
+    bool isHeld = false;
     AppDelegate shell;
 };
 
@@ -182,6 +184,20 @@ TEST_F(Shell, RefusesToQuitWhileAConversionRuns)
     EXPECT_EQ(quits, 0);
     succeed();
     EXPECT_GE(quits, 1);
+}
+
+TEST_F(Shell, HoldsTheSessionForConversionsThatLast)
+{
+    begin();
+    clock.advance(1s);
+    succeed();
+    clock.advance(5s);
+    EXPECT_FALSE(isHeld);
+    begin();
+    clock.advance(2s);
+    EXPECT_TRUE(isHeld);
+    fail();
+    EXPECT_FALSE(isHeld);
 }
 
 TEST_F(Shell, PutsBannerAndWarningTwelvePointsFromTheCorner)
