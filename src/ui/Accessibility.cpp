@@ -6,7 +6,9 @@
 #include "ui/controls/IconView.h"
 #include "ui/views/CompactBanner.h"
 
+#include <QAccessibleObject>
 #include <QAccessibleWidget>
+#include <QApplication>
 
 namespace quorvalent {
 
@@ -81,9 +83,46 @@ private:
     QWidget &m_content;
 };
 
+/// Qt lists a program's windows without those that close at a press elsewhere, because most of them belong to
+/// a control; the popover belongs to none.
+class ApplicationInterface : public QAccessibleApplication
+{
+public:
+    [[nodiscard]] int childCount() const override
+    {
+        return QAccessibleApplication::childCount() + static_cast<int>(popovers().size());
+    }
+    [[nodiscard]] QAccessibleInterface *child(int index) const override
+    {
+        const int others = QAccessibleApplication::childCount();
+        return index < others ? QAccessibleApplication::child(index)
+                              : QAccessible::queryAccessibleInterface(popovers().value(index - others));
+    }
+    int indexOfChild(const QAccessibleInterface *child) const override
+    {
+        const auto at = popovers().indexOf(child->object());
+        return at < 0 ? QAccessibleApplication::indexOfChild(child)
+                      : QAccessibleApplication::childCount() + static_cast<int>(at);
+    }
+
+private:
+    static QObjectList popovers()
+    {
+        QObjectList open;
+        for (QWidget *window : QApplication::topLevelWidgets()) {
+            const auto *card = qobject_cast<FloatingCard *>(window);
+            if (card != nullptr && card->kind() == FloatingCard::Kind::Popover && card->isVisible())
+                open.append(window);
+        }
+        return open;
+    }
+};
+
 // The caller, which takes the most derived class that is answered for, owns the interface.
 QAccessibleInterface *interfaceOf(const QString & /*className*/, QObject *object)
 {
+    if (object == qApp)
+        return new ApplicationInterface;
     if (auto *card = qobject_cast<FloatingCard *>(object))
         return new CardWindowInterface(*card);
     if (auto *banner = qobject_cast<CompactBanner *>(object))
