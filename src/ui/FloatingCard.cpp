@@ -4,7 +4,7 @@
 #include "ui/Metrics.h"
 #include "ui/controls/Painting.h"
 
-#include <QGuiApplication>
+#include <QApplication>
 #include <QLayout>
 #include <QPainter>
 #include <QPainterPath>
@@ -121,6 +121,9 @@ void FloatingCard::showAt(const QPoint &corner)
     moveTo(corner);
     show();
     raise();
+    // Popover and menus are what the user is busy with.
+    if (QWidget *popup = QApplication::activePopupWidget(); popup != nullptr && popup != this)
+        popup->raise();
 }
 
 void FloatingCard::hideEvent(QHideEvent *event)
@@ -155,9 +158,10 @@ void FloatingCard::paintEvent(QPaintEvent * /*event*/)
                                     m_radius + spread, m_radius + spread);
         }
         painter.setClipping(false);
-    } else {
-        fill.setAlpha(255);
     }
+    // The popover opens over the banner's corner, whose text would be read through it.
+    if (!m_translucent || windowType() == Qt::Popup)
+        fill.setAlpha(255);
     paintRounded(painter, card, m_radius, fill, theme.materialBorder);
 }
 
