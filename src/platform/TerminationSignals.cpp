@@ -7,6 +7,7 @@
 #include <array>
 #include <cerrno>
 #include <system_error>
+#include <utility>
 
 namespace quorvalent {
 
@@ -32,8 +33,8 @@ void handle(int signalNumber, void (*handler)(int))
     action.sa_flags = SA_RESTART;
     // One after another: of two pending signals the later handler would run first, on top of the other.
     sigemptyset(&action.sa_mask);
-    sigaddset(&action.sa_mask, SIGINT);
-    sigaddset(&action.sa_mask, SIGTERM);
+    for (const int other : {SIGINT, SIGTERM, SIGHUP})
+        sigaddset(&action.sa_mask, other);
     ::sigaction(signalNumber, &action, nullptr);
 }
 
@@ -52,6 +53,13 @@ TerminationSignals::TerminationSignals()
     pipeToLoop = m_writeEnd.get();
     handle(SIGINT, &passOn);
     handle(SIGTERM, &passOn);
+    // Ends a session together with SIGTERM, or with the terminal alone; whoever had it ignored wants to go
+    // on.
+    struct sigaction hangUp = {};
+    ::sigaction(SIGHUP, nullptr, &hangUp);
+    m_hearsHangUp = hangUp.sa_handler != SIG_IGN;
+    if (m_hearsHangUp)
+        handle(SIGHUP, &passOn);
     // A handler of our own and not SIG_IGN, which child programs would inherit.
     handle(SIGPIPE, &ignoreOne);
 }
@@ -60,6 +68,8 @@ TerminationSignals::~TerminationSignals()
 {
     for (const int signalNumber : {SIGINT, SIGTERM, SIGPIPE})
         handle(signalNumber, SIG_DFL);
+    if (m_hearsHangUp)
+        handle(SIGHUP, SIG_DFL);
     pipeToLoop = -1;
 }
 
@@ -68,8 +78,10 @@ void TerminationSignals::readPending()
     std::array<unsigned char, 16> numbers{};
     const ssize_t count = ::read(m_readEnd.get(), numbers.data(), numbers.size());
     for (ssize_t at = 0; at < count; ++at) {
-        if (onSignal)
-            onSignal(numbers[static_cast<std::size_t>(at)]);
+        const int number = numbers[static_cast<std::size_t>(at)];
+        const bool isRepeated = std::exchange(m_heardOne, true);
+        if (onSignal && !(number == SIGHUP && isRepeated))
+            onSignal(number);
     }
 }
 

@@ -9,8 +9,9 @@
 
 namespace quorvalent {
 
-/// Turns SIGINT and SIGTERM into ordinary calls on the main thread's event loop, and keeps a broken pipe from
-/// ending the program. One at a time; signals are handled as before once it is destroyed.
+/// Turns SIGINT, SIGTERM and SIGHUP into ordinary calls on the main thread's event loop, and keeps a broken
+/// pipe from ending the program. A SIGHUP that was ignored stays so. One at a time; signals are handled as
+/// before once it is destroyed.
 class TerminationSignals
 {
 public:
@@ -20,7 +21,7 @@ public:
     TerminationSignals(const TerminationSignals &) = delete;
     TerminationSignals &operator=(const TerminationSignals &) = delete;
 
-    /// Each signal once, in order.
+    /// Each signal once, in order; a SIGHUP only when it is the first, because it accompanies a SIGTERM.
     std::function<void(int signalNumber)> onSignal;
 
 private:
@@ -29,6 +30,8 @@ private:
     FileDescriptor m_readEnd;
     FileDescriptor m_writeEnd;
     std::optional<QSocketNotifier> m_notifier;
+    bool m_hearsHangUp = false;
+    bool m_heardOne = false;
 };
 
 } // namespace quorvalent
