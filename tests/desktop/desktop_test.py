@@ -1,0 +1,182 @@
+#!/usr/bin/python3
+"""The menu-bar program as its user meets it: desktop_test.py BUNDLE PICTURES
+
+Adds a folder, renames real files, reads menu, banner and warning, changes the language, quits. A picture of the
+screen at each step is left in the folder PICTURES."""
+
+import contextlib
+import json
+import os
+import pathlib
+import shutil
+import subprocess
+import sys
+import tempfile
+
+from desktop import Atspi, Desktop, Failure, PATIENCE, wait_for
+
+PNG = b"\x89PNG"
+WEBP = b"RIFF"
+REFUSAL = ("Le format de destination .pdf n’est pas pris en charge. Nom d’origine rétabli : « {name} ». "
+           "Le contenu n’a pas été modifié.")
+
+ATTEMPTS = 10
+
+# Lets a conversion take as long as the test looks at it.
+HELPER = """#!/bin/sh
+touch "{home}/started"
+while [ ! -e "{home}/go on" ]; do sleep 0.02; done
+exec {ffmpeg} "$@"
+"""
+
+
+class Session:
+    def __init__(self, home, bundle, pictures):
+        self.home = home
+        self.bundle = home / "quorvalent"
+        shutil.copytree(bundle, self.bundle, symlinks=True)
+        ffmpeg = self.bundle / "Contents/Helpers/ffmpeg"
+        self.ffmpeg = ffmpeg.resolve()
+        ffmpeg.unlink()
+        ffmpeg.write_text(HELPER.format(home=home, ffmpeg=self.ffmpeg))
+        ffmpeg.chmod(0o755)
+        self.folder = home / "Bilder été"
+        self.folder.mkdir()
+        self.make_pictures()
+        self.desktop = Desktop(home)
+        self.desktop.pictures = pictures
+        # Asked by the accessibility bus too, which this process waits for: it cannot be this process.
+        self.desktop.start(sys.executable, str(pathlib.Path(__file__).with_name("inhibitors.py")),
+                           str(home / "inhibitors"))
+        wait_for("a session manager", lambda: self.inhibitors() == {})
+        self.program = None
+        self.application = None
+        self.photo = None
+
+    def make_pictures(self):
+        subprocess.run([self.ffmpeg, "-v", "error", "-f", "lavfi", "-i", "testsrc=size=64x48", "-frames:v",
+                        str(ATTEMPTS), self.folder / "photo%d.png"], check=True)
+
+    def rename_until(self, extension, is_noticed):
+        """Renames one picture after the other: nothing outside tells when the program has begun to watch."""
+        for stem in (f"photo{number}" for number in range(1, ATTEMPTS + 1)):
+            os.rename(self.folder / f"{stem}.png", self.folder / f"{stem}{extension}")
+            with contextlib.suppress(Failure):
+                wait_for("a noticed rename", is_noticed, seconds=3)
+                return f"{stem}{extension}"
+        raise Failure("no rename is noticed")
+
+    def sees(self, text, role=None):
+        return wait_for(f"“{text}”", lambda: self.desktop.seen(self.application, text, role))
+
+    def sees_no(self, text):
+        wait_for(f"the end of “{text}”", lambda: not self.desktop.seen(self.application, text))
+
+    def begins_with(self, name, magic):
+        file = self.folder / name
+        return file.exists() and file.read_bytes().startswith(magic)
+
+    def is_enabled(self, text):
+        return self.sees(text, "push button").get_state_set().contains(Atspi.StateType.ENABLED)
+
+    def inhibitors(self):
+        file = self.home / "inhibitors"
+        return json.loads(file.read_text()) if file.exists() else None
+
+    def open_menu(self):
+        # Panels move their items for a while after one has come.
+        self.desktop.click(*wait_for("the status item", lambda: self.desktop.tray_icon("quorvalent")))
+
+    # The steps, in their order
+
+    def start(self):
+        self.program = self.desktop.start(str(self.bundle / "bin/quorvalent"), stderr=None)
+        self.application = wait_for("the program", lambda: self.desktop.application("quorvalent"))
+
+    def add_folder(self):
+        self.desktop.click_on(self.sees("Dossiers", "radio button"))
+        self.desktop.click_on(self.sees("Choisir un dossier…", "push button"))
+        self.desktop.write_into(self.sees("Dossier :", "text"), str(self.folder))
+        self.desktop.picture("folder-dialog")
+        self.desktop.click_on(self.sees("Ajouter", "push button"))
+        self.sees(self.folder.name, "label")
+        self.desktop.picture("folder-added")
+        wait_for("the window's focus", lambda: self.desktop.focused() == "Quorvalent")
+        self.desktop.press("ctrl+w")
+        self.sees_no(self.folder.name)
+
+    def read_menu(self):
+        self.open_menu()
+        self.sees("À l’écoute des changements d’extension", "label")
+        self.desktop.picture("menu")
+        self.desktop.press("Escape")
+        self.sees_no("À l’écoute des changements d’extension")
+
+    def convert(self):
+        self.photo = self.rename_until(".webp", (self.home / "started").exists)
+        self.sees(f"{self.photo}, En cours")
+        self.desktop.picture("banner")
+        self.open_menu()
+        self.sees("Conversion en cours", "label")
+        self.desktop.picture("menu-converting")
+        if self.is_enabled("Quitter"):
+            raise Failure("“Quitter” can be pressed during a conversion")
+        if not self.begins_with(self.photo, PNG):
+            raise Failure("the file has changed before its conversion was over")
+        wait_for("the wish to stay", lambda: self.inhibitors() == {
+            "session": "Des conversions ne sont pas terminées.",
+            "system": "Des conversions ne sont pas terminées."})
+        (self.home / "go on").touch()
+        wait_for("the result", lambda: self.begins_with(self.photo, WEBP))
+        self.sees(f"{self.photo} · Conversion terminée", "label")
+        wait_for("the end of the wish to stay", lambda: self.inhibitors() == {})
+        self.desktop.picture("menu-converted")
+        self.desktop.press("Escape")
+
+    def refuse(self):
+        os.rename(self.folder / self.photo, (self.folder / self.photo).with_suffix(".pdf"))
+        self.sees("Format non pris en charge", "label")
+        refusal = REFUSAL.format(name=self.photo)
+        self.sees(refusal, "label")
+        self.desktop.picture("warning")
+        wait_for("the old name", lambda: self.begins_with(self.photo, WEBP))
+        self.desktop.click_on(self.sees("Détails", "push button"))
+        self.sees("Les 30 dernières conversions de cette session.", "label")
+        self.sees_no("Détails")
+        self.sees(refusal, "label")
+        self.desktop.picture("activity")
+
+    def change_language(self):
+        self.desktop.click_on(self.sees("Général", "radio button"))
+        self.desktop.click_on(self.sees("Système", "combo box"))
+        self.desktop.type("Deutsch")
+        self.desktop.press("Return")
+        self.sees("Sprache", "label")
+        self.sees("Allgemein", "radio button")
+        self.sees_no("Langue")
+        self.desktop.picture("german")
+
+    def quit(self):
+        self.open_menu()
+        self.desktop.click_on(self.sees("Beenden", "push button"))
+        if self.program.wait(timeout=PATIENCE) != 0:
+            raise Failure(f"the program ended with {self.program.returncode}")
+
+
+def main(bundle, pictures):
+    pictures.mkdir(parents=True, exist_ok=True)
+    with tempfile.TemporaryDirectory(prefix="quorvalent-desktop-") as home:
+        session = Session(pathlib.Path(home), bundle, pictures)
+        try:
+            for step in (session.start, session.add_folder, session.read_menu, session.convert, session.refuse,
+                         session.change_language, session.quit):
+                step()
+        except Failure as failure:
+            session.desktop.picture("failed")
+            sys.exit(f"{step.__name__}: {failure}")
+        finally:
+            session.desktop.close()
+
+
+if __name__ == "__main__":
+    main(pathlib.Path(sys.argv[1]), pathlib.Path(sys.argv[2]))
