@@ -125,6 +125,7 @@ TEST(SourceLiterals, areFoundAsTheCompilerReadsThem)
     )cpp"_s,
                                      "file.cpp");
     std::vector<std::string> found;
+    found.reserve(literals.size());
     for (const SourceLiteral &literal : literals)
         found.push_back(literal.callee + '/' + std::to_string(literal.line) + '/' +
                         literal.text.toStdString());

@@ -215,6 +215,20 @@ TEST_F(Views, TheBannerIsOneThingToAScreenReader)
     EXPECT_EQ(window->text(QAccessible::Name), banner->text(QAccessible::Name));
 }
 
+TEST_F(Views, ThePopoverIsFoundFromTheProgram)
+{
+    FloatingCard card(FloatingCard::Kind::Popover, new MenuView(model, {.settings = [] {}, .quit = [] {}}),
+                      0);
+    QAccessibleInterface *program = QAccessible::queryAccessibleInterface(qApp);
+    const int others = program->childCount();
+    card.show();
+    ASSERT_EQ(program->childCount(), others + 1);
+    const QAccessibleInterface *popover = program->child(others);
+    EXPECT_EQ(popover->role(), QAccessible::Dialog);
+    EXPECT_EQ(popover->text(QAccessible::Name), u"Quorvalent"_s);
+    EXPECT_EQ(program->indexOfChild(popover), others);
+}
+
 /// The name of a control as a screen reader tells it: its own, or that of the label in front of it.
 QString spokenName(QWidget &control)
 {
