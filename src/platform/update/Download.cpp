@@ -168,10 +168,12 @@ void Download::readHeader()
     m_hasHeader = true;
     m_wasReached = true;
     const int status = statusOf(*m_reply);
+    m_replyStartBytes = m_receivedBytes;
     if (m_receivedBytes == 0 || (status == partialContent && rangeStart(*m_reply) == m_receivedBytes))
         return;
     // The server begins anew, and so do we.
     m_receivedBytes = 0;
+    m_replyStartBytes = 0;
     m_stretchStartBytes = 0;
     if (::ftruncate(m_file.get(), 0) != 0 || ::lseek(m_file.get(), 0, SEEK_SET) != 0)
         fail(UpdateError::Kind::Failed, FileError(errno, m_request.file).errorDescription());
@@ -225,7 +227,13 @@ void Download::endOfReply()
             return;
         }
         readContent();
-        if (m_reply != nullptr)
+        if (m_reply == nullptr)
+            return;
+        // A connection that ends together with its first bytes can pass for a complete answer.
+        const QVariant length = m_reply->header(QNetworkRequest::ContentLengthHeader);
+        if (length.isValid() && m_receivedBytes - m_replyStartBytes < length.toLongLong())
+            resumeOrFail();
+        else
             finish(std::nullopt);
         return;
     }

@@ -84,6 +84,7 @@ private:
     qint64 m_receivedBytes = 0;
     QNetworkReply *m_reply = nullptr;
     std::chrono::steady_clock::time_point m_stretchStart; ///< of this connection's latest stretch
+    qint64 m_replyStartBytes = 0; ///< what was there when the answer that comes in began
     qint64 m_stretchStartBytes = 0;
     bool m_hasHeader = false;
     bool m_wasReached = false; ///< the server has answered at least once
