@@ -56,10 +56,6 @@ class UpdateEndToEndTest : public testing::Test
 protected:
     UpdateEndToEndTest()
     {
-        const auto quoted = [](const fs::path &path) { return '"' + path.native() + '"'; };
-        home.write("helper", "#!/bin/sh\ntouch " + quoted(started()) + "\nwhile [ ! -e " + quoted(goOn()) +
-                                 " ]; do sleep 0.05; done\nexec " + ffmpegProgram().native() + " \"$@\"\n");
-        fs::permissions(home / "helper", fs::perms::owner_all);
         Preferences preferences;
         preferences.folders = {folder.path()};
         SettingsFile settings(text(home / "config/quorvalent/quorvalent.conf"));
@@ -110,6 +106,19 @@ protected:
         information["SUPublicEDKey"_L1] = publicKey;
         ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
         file.write(QJsonDocument(information).toJson());
+    }
+
+    /// Makes conversions take as long as the test looks at them.
+    void delayEngine() const
+    {
+        const auto quoted = [](const fs::path &path) { return '"' + path.native() + '"'; };
+        const fs::path engine = bundle() / "Contents/Helpers/quorvalent-engine";
+        const fs::path real = bundle() / "Contents/Helpers/engine";
+        fs::rename(engine, real);
+        std::ofstream(engine) << "#!/bin/sh\ntouch " + quoted(started()) + "\nwhile [ ! -e " +
+                                     quoted(goOn()) + " ]; do sleep 0.05; done\nexec " + quoted(real) +
+                                     " \"$@\"\n";
+        fs::permissions(engine, fs::perms::owner_all);
     }
 
     void publish(const fs::path &newBundle)
@@ -186,7 +195,9 @@ protected:
 TEST_F(UpdateEndToEndTest, waitsForTheConversionAndGoesOnAsTheNewVersion)
 {
     makeBundle(bundle(), u"1.0"_s, QUORVALENT_DRIVEN_PROGRAM);
-    fs::create_symlink(home / "helper", bundle() / "Contents/Helpers/ffmpeg");
+    fs::create_symlink(ffmpegProgram(), home / "ffmpeg");
+    fs::create_symlink(home / "ffmpeg", bundle() / "Contents/Helpers/ffmpeg");
+    delayEngine();
     makeBundle(home / "new", u"2.0"_s, fs::path(QUORVALENT_BUNDLE) / "bin/quorvalent");
     publish(home / "new");
     const fs::path video =
@@ -211,7 +222,7 @@ TEST_F(UpdateEndToEndTest, waitsForTheConversionAndGoesOnAsTheNewVersion)
     EXPECT_TRUE(anyStartsWith(".mkv", "\x1a\x45\xdf\xa3")) << "the conversion was finished first";
     EXPECT_EQ(installedVersion(), u"2.0"_s);
     EXPECT_FALSE(fs::exists(home / ".app.update"));
-    EXPECT_EQ(fs::read_symlink(bundle() / "Contents/Helpers/ffmpeg"), home / "helper");
+    EXPECT_EQ(fs::read_symlink(bundle() / "Contents/Helpers/ffmpeg"), home / "ffmpeg");
 
     const pid_t newProgram = processOf(bundle() / "bin/quorvalent");
     ASSERT_NE(newProgram, 0);

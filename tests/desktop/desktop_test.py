@@ -26,7 +26,7 @@ ATTEMPTS = 10
 HELPER = """#!/bin/sh
 touch "{home}/started"
 while [ ! -e "{home}/go on" ]; do sleep 0.02; done
-exec {ffmpeg} "$@"
+exec "{engine}" "$@"
 """
 
 
@@ -35,11 +35,12 @@ class Session:
         self.home = home
         self.bundle = home / "quorvalent"
         shutil.copytree(bundle, self.bundle, symlinks=True)
-        ffmpeg = self.bundle / "Contents/Helpers/ffmpeg"
-        self.ffmpeg = ffmpeg.resolve()
-        ffmpeg.unlink()
-        ffmpeg.write_text(HELPER.format(home=home, ffmpeg=self.ffmpeg))
-        ffmpeg.chmod(0o755)
+        helpers = self.bundle / "Contents/Helpers"
+        self.ffmpeg = helpers / "ffmpeg"
+        helper = helpers / "quorvalent-engine"
+        helper.rename(helpers / "engine")
+        helper.write_text(HELPER.format(home=home, engine=helpers / "engine"))
+        helper.chmod(0o755)
         self.folder = home / "Bilder été"
         self.folder.mkdir()
         self.make_pictures()
@@ -84,8 +85,13 @@ class Session:
         return json.loads(file.read_text()) if file.exists() else None
 
     def open_menu(self):
-        # Panels move their items for a while after one has come.
-        self.desktop.click(*wait_for("the status item", lambda: self.desktop.tray_icon("quorvalent")))
+        # Panels move their items for a while after one has come: the press may meet the place it has left.
+        for _ in range(3):
+            self.desktop.click(*wait_for("the status item", lambda: self.desktop.tray_icon("quorvalent")))
+            with contextlib.suppress(Failure):
+                wait_for("the menu", lambda: self.desktop.seen(self.application, "Quorvalent", "dialog"), seconds=8)
+                return
+        raise Failure("the status item opens no menu")
 
     # The steps, in their order
 
