@@ -1,5 +1,6 @@
 #include "convert/Converter.h"
 
+#include "convert/HelperEngines.h"
 #include "core/ConversionError.h"
 #include "support/TestFolder.h"
 #include "support/TestMedia.h"
@@ -8,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <string_view>
 
 // The engines as the program calls them: in the bundle's helper, in its cage.
 
@@ -63,6 +65,26 @@ TEST(Converter, runsEveryEngineInTheHelper)
 
         folder.write("broken.dat", "no media");
         EXPECT_THROW(row.run(folder / "broken.dat", output, [](auto) {}), ConversionError);
+    }
+}
+
+// What a library or a probe does in the cage only for some files.
+TEST(Converter, readsInTheCageWhatItWrites)
+{
+    const TestFolder folder;
+    makeMedia(folder / "a.png", {"-f", "lavfi", "-i", "testsrc=size=64x48", "-frames:v", "1"});
+    Converter::image(folder / "a.png", folder / "b.heic", 1.0, [](auto) {});
+    Converter::image(folder / "b.heic", folder / "c.jpg", 1.0, [](auto) {});
+    EXPECT_THAT(folder.read("c.jpg"), testing::StartsWith("\xff\xd8\xff"));
+
+    makeMedia(folder / "a.mkv", {"-f", "lavfi", "-i", "testsrc=size=64x48:duration=1"});
+    HelperEngines engines;
+    engines.begin(folder.path(), EngineHelper::Family::Media);
+    for (const char *const target : {"b.mp4", "b.avi", "b.webm"}) {
+        const auto engine = std::string_view(target) == "b.mp4" ? EngineProtocol::EngineKind::Video
+                                                                : EngineProtocol::EngineKind::External;
+        engines.convert(engine, folder / "a.mkv", folder / target, {}, [](auto) {});
+        EXPECT_TRUE(engines.matches(folder / "a.mkv", folder / target)) << target;
     }
 }
 
