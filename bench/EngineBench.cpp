@@ -93,10 +93,10 @@ int main(int argc, char **argv)
         return 2;
     }
     try {
-        const fs::path folder = fs::path(argv[1]) / "engine";
+        const fs::path folder = fs::absolute(argv[1]) / "engine";
         fs::remove_all(folder);
         fs::create_directories(folder);
-        const fs::path png(argv[2]);
+        const fs::path png = fs::absolute(argv[2]);
         std::vector<double> here;
         std::vector<double> caged;
         std::vector<double> ratios;
