@@ -57,7 +57,7 @@ struct DamagedFile
 
 // Whether another program than the one under test makes something of the result. FFmpeg reads neither HEIC
 // nor every TIFF.
-bool canBeDecoded(const fs::path &path)
+bool canBeDecoded(const fs::path &path, const std::string &family)
 {
     if (path.extension() == ".heic" || path.extension() == ".tiff") {
         try {
@@ -72,8 +72,10 @@ bool canBeDecoded(const fs::path &path)
     ChildCommand command;
     command.program = ffmpegProgram();
     command.arguments = {
-        "-nostdin", "-loglevel", "quiet", "-max_error_rate", "1", "-i", "file:" + path.native(),
-        "-f",       "null",      "-"};
+        "-nostdin", "-loglevel", "quiet", "-max_error_rate", "1", "-i", "file:" + path.native()};
+    if (family == "audio")
+        command.arguments.emplace_back("-vn"); // a cover travels as it is
+    command.arguments.insert(command.arguments.end(), {"-f", "null", "-"});
     return ChildProcess(command).wait().isSuccess();
 }
 
@@ -184,7 +186,7 @@ protected:
     {
         const bool isWhereItShouldBe =
             file.isConverted() ? fs::exists(folder / file.newName) && !fs::exists(folder / file.oldName) &&
-                                     canBeDecoded(folder / file.newName)
+                                     canBeDecoded(folder / file.newName, file.family)
                                : !fs::exists(folder / file.newName) && fs::exists(folder / file.oldName) &&
                                      folder.read(file.oldName) == file.bytes;
         if (isWhereItShouldBe)
