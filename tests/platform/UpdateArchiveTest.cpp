@@ -41,9 +41,9 @@ TEST(UpdateArchive, unpacksABundleWithItsLinksAndRights)
 
     UpdateArchive::unpack(archive, folder / "new");
 
-    EXPECT_THAT(folder.listing(), ElementsAre("new/", "new/Contents/", "new/Contents/Helpers/", "new/bin/",
-                                              "new/bin/link", "new/bin/quorvalent", "new/lib/",
-                                              "new/lib/name", "update.tar.zst"))
+    EXPECT_THAT(folder.listing(),
+                ElementsAre("new/", "new/Contents/", "new/Contents/Helpers/", "new/bin/", "new/bin/link",
+                            "new/bin/quorvalent", "new/lib/", "new/lib/name", "update.tar.zst"))
         << "the engine of the installed bundle is handed on instead";
     EXPECT_EQ(folder.read("new/bin/link"), "library");
     EXPECT_EQ(folder.read("new/bin/quorvalent"), "program");

@@ -7,8 +7,8 @@
 
 namespace quorvalent {
 
-/// Where a bundle has its external engine: in an archive, a link to where this system most likely has the program;
-/// after an exchange, what the bundle before had.
+/// Where a bundle has its external engine: in an archive, a link to where this system most likely has the
+/// program; after an exchange, what the bundle before had.
 inline constexpr const char *systemEngine = "Contents/Helpers/ffmpeg";
 
 /// Why a bundle is not ours to replace.
