@@ -38,16 +38,15 @@ bool endedForWantOfMemory(const ExitStatus &status)
            status == ExitStatus{.code = Protocol::outOfMemoryExitCode, .signal = 0};
 }
 
-ChildCommand helperCommand(const fs::path &program, const fs::path &workFolder, EngineHelper::Family family,
+ChildCommand helperCommand(const fs::path &program, EngineHelper::Family family,
                            const FileDescriptor &requests)
 {
     ChildCommand command;
     command.program = program;
-    command.arguments = {workFolder.native(), family == EngineHelper::Family::Image ? "image" : "media"};
+    command.arguments = {family == EngineHelper::Family::Image ? "image" : "media"};
     // Nothing of the user's environment may change what a library does. libvips would look for modules of
     // its own in its home; it is kept from those, which take longer to load than a picture to convert.
-    command.environment = {"LC_ALL=C.UTF-8", "TMPDIR=" + workFolder.native(), "VIPSHOME=/nonexistent"};
-    command.workingFolder = workFolder;
+    command.environment = {"LC_ALL=C.UTF-8", "VIPSHOME=/nonexistent"};
     command.standardInput = requests.get();
     return command;
 }
@@ -63,15 +62,15 @@ EngineHelper::Pipe::Pipe()
     write = FileDescriptor(ends[1]);
 }
 
-EngineHelper::EngineHelper(const fs::path &program, const fs::path &workFolder, Family family)
-    : EngineHelper(program, workFolder, family, Pipe())
+EngineHelper::EngineHelper(const fs::path &program, Family family)
+    : EngineHelper(program, family, Pipe())
 {}
 
-EngineHelper::EngineHelper(const fs::path &program, const fs::path &workFolder, Family family, Pipe requests)
+EngineHelper::EngineHelper(const fs::path &program, Family family, Pipe requests)
     : m_requests(std::move(requests.write))
     , m_process([&] {
         try {
-            return ChildProcess(helperCommand(program, workFolder, family, requests.read));
+            return ChildProcess(helperCommand(program, family, requests.read));
         } catch (const FileError &failure) {
             if (failure.isNotFound())
                 throw ConversionError(u"Le moteur intégré est manquant. Réinstallez Quorvalent."_s);
@@ -79,6 +78,11 @@ EngineHelper::EngineHelper(const fs::path &program, const fs::path &workFolder, 
         }
     }())
 {}
+
+void EngineHelper::begin(const fs::path &workFolder)
+{
+    m_isLost = !send(Protocol::Begin{workFolder.native()});
+}
 
 void EngineHelper::convert(const Protocol::Conversion &conversion, const Progress &progress)
 {
@@ -95,12 +99,17 @@ bool EngineHelper::matches(const Protocol::Check &check)
     return verdict->matches;
 }
 
+// All of it, because it is less than a pipe holds, and at most a Begin lies there still.
+bool EngineHelper::send(const Protocol::Request &request) const
+{
+    const QByteArray bytes = Protocol::encoded(request);
+    return quietWrite(m_requests.get(), std::as_bytes(std::span(bytes))) == bytes.size();
+}
+
 // The answer that ends the request, unless it is a failure. Without `progress`, none is to be reported.
 Protocol::Reply EngineHelper::ask(const Protocol::Request &request, const Progress &progress)
 {
-    const QByteArray bytes = Protocol::encoded(request);
-    // Less than a pipe holds, and the answer to the request before has come: it is written in one piece.
-    if (m_isLost || quietWrite(m_requests.get(), std::as_bytes(std::span(bytes))) != bytes.size())
+    if (m_isLost || !send(request))
         giveUp(untilItsEnd);
     Protocol::Reply reply = nextReply();
     for (; progress && std::holds_alternative<Protocol::ProgressReport>(reply); reply = nextReply())

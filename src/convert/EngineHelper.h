@@ -10,24 +10,27 @@
 
 namespace quorvalent {
 
-/// One running helper: the process of ours in which engines run, locked into the work folder that it was
-/// started on. Nothing that comes back from it is believed before it was looked at, because the file that it
-/// reads may have taken it over.
+/// One running helper: the process of ours in which engines run, locked into the work folder that it is
+/// told. Nothing that comes back from it is believed before it was looked at, because the file that it reads
+/// may have taken it over.
 ///
 /// A helper that dies, hangs up or does not keep to the protocol is killed with everything it started, and
-/// the request ends in one complete sentence. Used by the one thread that created it, which must outlive it.
+/// the request ends in one complete sentence. Used by one thread at a time; the one that created it must
+/// outlive it.
 class EngineHelper
 {
 public:
-    /// What the helper may get ready while it waits for its first request.
+    /// What the helper gets ready while it waits for its folder.
     enum class Family { Image, Media };
 
-    /// Starts the program and returns at once; ConversionError when it cannot be started. The folder is
-    /// absolute and stays until the object is gone.
-    EngineHelper(const std::filesystem::path &program, const std::filesystem::path &workFolder,
-                 Family family);
+    /// Starts the program and returns at once; ConversionError when it cannot be started.
+    EngineHelper(const std::filesystem::path &program, Family family);
     /// Ends the helper with everything it started.
     ~EngineHelper() = default;
+
+    /// Locks the helper into a folder, in which the files of all requests lie; to be called once, before
+    /// them. Returns at once. The path is absolute; the folder stays until the object is gone.
+    void begin(const std::filesystem::path &workFolder);
 
     /// Runs an engine; throws ConversionError. Blocks meanwhile. An exception out of `progress` leaves a
     /// helper that is good for nothing but being destroyed.
@@ -38,6 +41,8 @@ public:
 
     /// Whether a request failed in a way after which no other can follow.
     [[nodiscard]] bool isLost() const { return m_isLost; }
+    /// Whether the process is no more, whatever it was asked.
+    [[nodiscard]] bool hasEnded() const { return m_process.hasEnded(); }
 
 private:
     /// Both ends of the pipe for requests.
@@ -48,9 +53,9 @@ private:
         FileDescriptor write;
     };
 
-    EngineHelper(const std::filesystem::path &program, const std::filesystem::path &workFolder, Family family,
-                 Pipe requests);
+    EngineHelper(const std::filesystem::path &program, Family family, Pipe requests);
 
+    [[nodiscard]] bool send(const EngineProtocol::Request &request) const;
     EngineProtocol::Reply ask(const EngineProtocol::Request &request, const Progress &progress);
     EngineProtocol::Reply nextReply();
     [[noreturn]] void giveUp(std::chrono::milliseconds patience);

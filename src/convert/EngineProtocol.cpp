@@ -15,7 +15,7 @@ constexpr quint32 longestBody = 16 * 1024;  // bytes
 constexpr qsizetype longestSentence = 2048; // characters: the end of FFmpeg's log and a name, several times
 constexpr std::size_t longestName = 255;    // bytes, as everywhere in Linux
 
-enum class Kind : quint8 { Conversion = 1, Check, Progress = 16, Done, Verdict, Failure, OutOfMemory };
+enum class Kind : quint8 { Conversion = 1, Check, Begin, Progress = 16, Done, Verdict, Failure, OutOfMemory };
 
 void require(bool keepsTheProtocol)
 {
@@ -27,6 +27,11 @@ bool isPlainName(const std::string &name)
 {
     return !name.empty() && name.size() <= longestName && name != "." && name != ".." &&
            name.find('/') == std::string::npos && name.find('\0') == std::string::npos;
+}
+
+bool isAbsolutePath(const std::string &path)
+{
+    return path.starts_with('/') && path.find('\0') == std::string::npos;
 }
 
 // A line feed is part of what FFmpeg says; any other control character is there to fool a terminal.
@@ -55,6 +60,19 @@ QDataStream &operator>>(QDataStream &stream, WorkFiles &files)
     files = {source.toStdString(), output.toStdString()};
     require(isPlainName(files.source) && isPlainName(files.output) && files.source != files.output);
     return stream;
+}
+
+void write(QDataStream &body, const Begin &begin)
+{
+    body << QByteArray::fromStdString(begin.workFolder);
+}
+
+void read(QDataStream &body, Begin &begin)
+{
+    QByteArray workFolder;
+    body >> workFolder;
+    begin.workFolder = workFolder.toStdString();
+    require(isAbsolutePath(begin.workFolder));
 }
 
 void write(QDataStream &body, const Conversion &conversion)
@@ -138,7 +156,9 @@ void read(QDataStream &, Empty &)
 template <typename Message>
 constexpr Kind kindOf()
 {
-    if constexpr (std::is_same_v<Message, Conversion>)
+    if constexpr (std::is_same_v<Message, Begin>)
+        return Kind::Begin;
+    else if constexpr (std::is_same_v<Message, Conversion>)
         return Kind::Conversion;
     else if constexpr (std::is_same_v<Message, Check>)
         return Kind::Check;
@@ -218,7 +238,7 @@ QByteArray encoded(const Reply &reply)
 
 std::optional<Request> takeRequest(QByteArray &received)
 {
-    return takeMessage<Conversion, Check>(received);
+    return takeMessage<Begin, Conversion, Check>(received);
 }
 
 std::optional<Reply> takeReply(QByteArray &received)

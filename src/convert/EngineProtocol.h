@@ -20,7 +20,15 @@ class ProtocolError
 
 enum class EngineKind : quint8 { Image, Audio, Video, External };
 
-/// Files by their plain names in the work folder that the helper was started on.
+/// The folder to work in: the first request, made once, and the only one that is not answered.
+struct Begin
+{
+    std::string workFolder; ///< an absolute path
+
+    bool operator==(const Begin &) const = default;
+};
+
+/// Files by their plain names in the work folder.
 struct WorkFiles
 {
     std::string source;
@@ -50,7 +58,7 @@ struct Check
     bool operator==(const Check &) const = default;
 };
 
-using Request = std::variant<Conversion, Check>;
+using Request = std::variant<Begin, Conversion, Check>;
 
 struct ProgressReport
 {

@@ -3,7 +3,7 @@
 #include "core/RenameJob.h"
 #include "platform/Bundle.h"
 
-#include <memory>
+#include <utility>
 
 namespace quorvalent {
 
@@ -19,8 +19,8 @@ EngineProtocol::WorkFiles workFiles(const fs::path &source, const fs::path &outp
 
 } // namespace
 
-HelperEngines::HelperEngines(fs::path program)
-    : m_program(std::move(program))
+HelperEngines::HelperEngines(HelperSource helpers)
+    : m_helpers(std::move(helpers))
 {}
 
 fs::path HelperEngines::bundledProgram()
@@ -28,18 +28,30 @@ fs::path HelperEngines::bundledProgram()
     return Bundle::root() / "Contents/Helpers/quorvalent-engine";
 }
 
+HelperSource HelperEngines::starting(const fs::path &program)
+{
+    return [program](EngineHelper::Family family) { return std::make_unique<EngineHelper>(program, family); };
+}
+
 void HelperEngines::begin(const fs::path &mediaFolder, EngineHelper::Family family)
 {
     m_mediaFolder = mediaFolder;
     m_family = family;
-    m_helper.emplace(m_program, m_mediaFolder, m_family);
+    replaceHelper();
 }
 
 EngineHelper &HelperEngines::helper()
 {
     if (!m_helper || m_helper->isLost())
-        m_helper.emplace(m_program, m_mediaFolder, m_family);
+        replaceHelper();
     return *m_helper;
+}
+
+void HelperEngines::replaceHelper()
+{
+    m_helper.reset(); // the new one is to find no other in the folder
+    m_helper = m_helpers(m_family);
+    m_helper->begin(m_mediaFolder);
 }
 
 void HelperEngines::convert(Kind engine, const fs::path &source, const fs::path &output,
@@ -59,9 +71,9 @@ bool HelperEngines::matches(const fs::path &source, const fs::path &output)
     return helper().matches({.files = workFiles(source, output)});
 }
 
-Engines HelperEngines::forDriver(const fs::path &program)
+Engines HelperEngines::forDriver(HelperSource helpers)
 {
-    const auto run = std::make_shared<HelperEngines>(program);
+    const auto run = std::make_shared<HelperEngines>(std::move(helpers));
     const auto engine = [run](Kind kind) -> Engine {
         return [run, kind](const fs::path &source, const fs::path &output, const Preferences &preferences,
                            const Progress &progress) {

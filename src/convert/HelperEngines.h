@@ -4,22 +4,30 @@
 #include "convert/EngineHelper.h"
 
 #include <filesystem>
-#include <optional>
+#include <functional>
+#include <memory>
 
 namespace quorvalent {
 
-/// The engines of one conversion, run by a helper that is started for it. A helper that was lost is replaced
-/// by a new one when the next engine gets its turn. One conversion's thread.
+/// Hands out a helper that has not begun; ConversionError when there is none. Called on a conversion's
+/// thread.
+using HelperSource = std::function<std::unique_ptr<EngineHelper>(EngineHelper::Family)>;
+
+/// The engines of one conversion, run by a helper of its own. A helper that was lost is replaced by another
+/// when the next engine gets its turn. One conversion's thread.
 class HelperEngines
 {
 public:
-    explicit HelperEngines(std::filesystem::path program = bundledProgram());
+    explicit HelperEngines(HelperSource helpers = starting(bundledProgram()));
 
     /// The helper program of the application bundle.
     [[nodiscard]] static std::filesystem::path bundledProgram();
 
-    /// Starts the helper ahead; ConversionError when that cannot be done. The engines' files all lie in
-    /// `mediaFolder`.
+    /// Starts this program on the thread that asks.
+    [[nodiscard]] static HelperSource starting(const std::filesystem::path &program);
+
+    /// Gets the helper ahead of its first request; ConversionError when there is none. The engines' files all
+    /// lie in `mediaFolder`.
     void begin(const std::filesystem::path &mediaFolder, EngineHelper::Family family);
 
     /// Runs one engine with the preferences for the output's extension; throws ConversionError.
@@ -34,15 +42,16 @@ public:
     void end() { m_helper.reset(); }
 
     /// Those of the driver, run by a helper.
-    [[nodiscard]] static Engines forDriver(const std::filesystem::path &program = bundledProgram());
+    [[nodiscard]] static Engines forDriver(HelperSource helpers = starting(bundledProgram()));
 
 private:
     EngineHelper &helper();
+    void replaceHelper();
 
-    std::filesystem::path m_program;
+    HelperSource m_helpers;
     std::filesystem::path m_mediaFolder;
     EngineHelper::Family m_family = EngineHelper::Family::Media;
-    std::optional<EngineHelper> m_helper;
+    std::unique_ptr<EngineHelper> m_helper;
 };
 
 } // namespace quorvalent

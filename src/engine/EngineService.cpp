@@ -14,9 +14,6 @@
 #include "platform/Error.h"
 #include "platform/QuietWrite.h"
 
-#include <unistd.h>
-
-#include <array>
 #include <cerrno>
 #include <new>
 
@@ -54,41 +51,23 @@ Preferences preferencesOf(const Protocol::Conversion &conversion, const QString 
 
 } // namespace
 
-EngineService::EngineService(fs::path workFolder, std::optional<fs::path> external, FileDescriptor requests,
-                             FileDescriptor replies)
+EngineService::EngineService(fs::path workFolder, std::optional<fs::path> external, Conversation conversation)
     : m_workFolder(std::move(workFolder))
     , m_external(std::move(external))
-    , m_requests(std::move(requests))
-    , m_replies(std::move(replies))
+    , m_conversation(std::move(conversation))
 {}
 
 void EngineService::run()
 {
-    while (const std::optional<Protocol::Request> request = nextRequest())
+    while (const auto request = m_conversation.stream.next(m_conversation.requests.get()))
         send(answer(*request));
-}
-
-std::optional<Protocol::Request> EngineService::nextRequest()
-{
-    while (true) {
-        if (std::optional<Protocol::Request> request = Protocol::takeRequest(m_received))
-            return request;
-        std::array<char, 4096> bytes{};
-        const ssize_t count = ::read(m_requests.get(), bytes.data(), bytes.size());
-        if (count == 0)
-            return std::nullopt;
-        if (count < 0 && errno != EINTR)
-            throw FileError(errno, "pipe");
-        if (count > 0)
-            m_received.append(bytes.data(), count);
-    }
 }
 
 void EngineService::send(const Protocol::Reply &reply) const
 {
     const QByteArray bytes = Protocol::encoded(reply);
     for (auto rest = std::as_bytes(std::span(bytes)); !rest.empty();) {
-        const ssize_t count = quietWrite(m_replies.get(), rest);
+        const ssize_t count = quietWrite(m_conversation.replies.get(), rest);
         if (count < 0 && errno != EINTR)
             throw FileError(errno, "pipe");
         if (count > 0)
@@ -99,6 +78,8 @@ void EngineService::send(const Protocol::Reply &reply) const
 Protocol::Reply EngineService::answer(const Protocol::Request &request)
 {
     try {
+        if (std::holds_alternative<Protocol::Begin>(request))
+            throw Protocol::ProtocolError(); // there is one folder in a helper's life
         if (const auto *check = std::get_if<Protocol::Check>(&request))
             return Protocol::Verdict{matches(*check)};
         convert(std::get<Protocol::Conversion>(request));

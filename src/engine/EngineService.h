@@ -3,6 +3,7 @@
 #include "convert/EngineProtocol.h"
 #include "core/Progress.h"
 #include "engine/MediaCheck.h"
+#include "engine/RequestStream.h"
 #include "platform/FileDescriptor.h"
 
 #include <filesystem>
@@ -15,17 +16,23 @@ namespace quorvalent {
 class EngineService
 {
 public:
-    /// `external` is the FFmpeg program of the external engine, nothing where it is missing. The first
-    /// descriptor is read, the second is written.
+    /// Where the requests come from, and where the answers go.
+    struct Conversation
+    {
+        RequestStream stream;
+        FileDescriptor requests;
+        FileDescriptor replies;
+    };
+
+    /// `external` is the FFmpeg program of the external engine, nothing where it is missing.
     EngineService(std::filesystem::path workFolder, std::optional<std::filesystem::path> external,
-                  FileDescriptor requests, FileDescriptor replies);
+                  Conversation conversation);
 
     /// Returns when the other end hangs up. EngineProtocol::ProtocolError when it does not keep to the
     /// protocol, FileError when the conversation breaks off.
     void run();
 
 private:
-    [[nodiscard]] std::optional<EngineProtocol::Request> nextRequest();
     void send(const EngineProtocol::Reply &reply) const;
 
     [[nodiscard]] EngineProtocol::Reply answer(const EngineProtocol::Request &request);
@@ -35,9 +42,7 @@ private:
 
     std::filesystem::path m_workFolder;
     std::optional<std::filesystem::path> m_external;
-    FileDescriptor m_requests;
-    FileDescriptor m_replies;
-    QByteArray m_received;
+    Conversation m_conversation;
     std::optional<MediaCheck> m_mediaCheck; ///< begun before the engine, so that the source is probed once
 };
 

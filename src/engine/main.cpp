@@ -1,6 +1,6 @@
 // The engine helper: a process of its own for each conversion, in which all media is read, so that what a
-// file does to a decoder stays here. Arguments: the folder to work in, and "image" or "media" for what will
-// be asked. Requests come in by standard input, answers go out by standard output.
+// file does to a decoder stays here. Argument: "image" or "media" for what will be asked. Requests come in by
+// standard input, the folder to work in first, answers go out by standard output.
 
 #include "engine/EngineService.h"
 #include "media/ImageSource.h"
@@ -54,6 +54,26 @@ void enterCage(const fs::path &workFolder, const std::optional<fs::path> &extern
     cage.enter();
 }
 
+// Where to work. It may be a while until it is told: helpers are started ahead.
+fs::path nextFolder(RequestStream &stream)
+{
+    const std::optional<EngineProtocol::Request> request = stream.next(STDIN_FILENO);
+    if (!request)
+        ::_exit(0); // there will be no conversion
+    const auto *begin = std::get_if<EngineProtocol::Begin>(&*request);
+    if (begin == nullptr)
+        throw EngineProtocol::ProtocolError();
+    return begin->workFolder;
+}
+
+// What a library or a child leaves to the system to place.
+void workIn(const fs::path &folder)
+{
+    fs::current_path(folder);
+    if (::setenv("TMPDIR", folder.c_str(), 1) != 0)
+        throw FileError(errno, folder);
+}
+
 // A descriptor above the standard three, which whatever prints cannot reach and no child inherits.
 FileDescriptor keptAside(int descriptor)
 {
@@ -67,22 +87,26 @@ FileDescriptor keptAside(int descriptor)
 
 int main(int argc, char **argv)
 {
-    if (argc != 3)
+    if (argc != 2)
         return badUsage;
     std::set_terminate(exitForWantOfMemory);
     try {
-        const fs::path workFolder(argv[1]);
-        const std::optional<fs::path> external = externalEngine();
-        enterCage(workFolder, external);
-        FileDescriptor requests = keptAside(STDIN_FILENO);
-        FileDescriptor replies = keptAside(STDOUT_FILENO);
-        if (std::string_view(argv[2]) == "image")
+        if (std::string_view(argv[1]) == "image")
             ImageSource::prepare();
-        EngineService(workFolder, external, std::move(requests), std::move(replies)).run();
+        EngineService::Conversation conversation;
+        const fs::path workFolder = nextFolder(conversation.stream);
+        const std::optional<fs::path> external = externalEngine();
+        workIn(workFolder);
+        enterCage(workFolder, external);
+        conversation.requests = keptAside(STDIN_FILENO);
+        conversation.replies = keptAside(STDOUT_FILENO);
+        EngineService(workFolder, external, std::move(conversation)).run();
         ::_exit(0); // nothing is left that the libraries' clean-up could be good for
     } catch (const EngineProtocol::ProtocolError &) {
         return brokenConversation;
     } catch (const Error &) {
+        return brokenConversation;
+    } catch (const fs::filesystem_error &) {
         return brokenConversation;
     }
 }

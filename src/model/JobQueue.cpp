@@ -95,6 +95,7 @@ void JobQueue::finish(const RenameJob &job, const JobOutcome &outcome)
     Q_EMIT finished(job, outcome);
 
     if (!m_jobs.empty()) {
+        m_services.expect(m_jobs.front());
         m_services.later(outcome.succeeded() ? pauseAfterSuccess : pauseAfterFailure,
                          [self = QPointer(this)] {
                              if (self)

@@ -47,6 +47,8 @@ struct ModelServices
     /// Puts right what a killed run left in these folders; runs in the background before they are watched.
     /// Answers with what the user has to know, French source texts.
     std::function<QStringList(const std::vector<std::filesystem::path> &folders)> restoreInterruptedWork;
+    /// Told of a job that will be run soon, so that what it needs can be got ready; returns at once.
+    std::function<void(const RenameJob &)> expect;
     /// Runs long work off the main thread.
     std::function<void(Task)> inBackground;
     /// Runs a task on the main thread after a delay; a delay of 0 means the next turn of the event loop.

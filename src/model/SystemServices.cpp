@@ -1,7 +1,9 @@
 #include "model/SystemServices.h"
 
-#include "convert/Converter.h"
+#include "convert/HelperReserve.h"
 #include "convert/InterruptedWork.h"
+#include "core/MediaFamilies.h"
+#include "core/RenamePolicy.h"
 #include "platform/FolderRules.h"
 #include "watch/RenameWatcher.h"
 
@@ -15,8 +17,8 @@ namespace {
 class WatcherSource : public JobSource
 {
 public:
-    explicit WatcherSource(JobSourceHandlers handlers)
-        : m_watcher(std::move(handlers.onRename), std::move(handlers.onProblem))
+    WatcherSource(JobSourceHandlers handlers, NewNameHandler onNewName)
+        : m_watcher(std::move(handlers.onRename), std::move(handlers.onProblem), {}, std::move(onNewName))
     {}
 
     void start(std::vector<std::filesystem::path> folders, std::function<void()> onWatching) override
@@ -29,14 +31,37 @@ private:
     RenameWatcher m_watcher;
 };
 
+// From the new name to the conversion it is most of a second: what a helper needs to start.
+void expectConversion(HelperReserve &helpers, const std::filesystem::path &from,
+                      const std::filesystem::path &to)
+{
+    const QString source = pathExtension(from).toLower();
+    const QString target = pathExtension(to).toLower();
+    if (source == target || RenameProtection::rejectionReason(source, target))
+        return;
+    helpers.expect(imageExtensions().contains(source) ? EngineHelper::Family::Image
+                                                      : EngineHelper::Family::Media);
+}
+
 } // namespace
 
 ModelServices systemServices()
 {
+    const auto helpers = std::make_shared<HelperReserve>();
     ModelServices services;
-    services.convert = &Converter::convert;
-    services.makeWatcher = [](JobSourceHandlers handlers) {
-        return std::make_unique<WatcherSource>(std::move(handlers));
+    services.convert = [helpers](const RenameJob &job, const Preferences &preferences,
+                                 const Progress &progress) {
+        const Files files;
+        const HelperSource take = [&](EngineHelper::Family family) { return helpers->take(family); };
+        ConversionDriver(files, HelperEngines::forDriver(take)).convert(job, preferences, progress);
+    };
+    services.expect = [helpers](const RenameJob &job) { expectConversion(*helpers, job.oldURL, job.newURL); };
+    services.makeWatcher = [helpers](JobSourceHandlers handlers) {
+        return std::make_unique<WatcherSource>(
+            std::move(handlers),
+            [helpers](const std::filesystem::path &from, const std::filesystem::path &to) {
+                expectConversion(*helpers, from, to);
+            });
     };
     services.restoreInterruptedWork = [](const std::vector<std::filesystem::path> &folders) {
         return restoreInterruptedWork(folders, &FolderRules::isDescendedInto);

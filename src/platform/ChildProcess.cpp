@@ -241,16 +241,19 @@ ExitStatus ChildProcess::wait()
     return *m_status;
 }
 
+bool ChildProcess::hasEnded() const
+{
+    siginfo_t end = {};
+    return m_status ||
+           (::waitid(P_PID, static_cast<id_t>(m_processId), &end, WEXITED | WNOWAIT | WNOHANG) == 0 &&
+            end.si_pid == m_processId);
+}
+
 std::optional<ExitStatus> ChildProcess::endWithin(std::chrono::milliseconds patience)
 {
     constexpr std::chrono::milliseconds pause(1);
     const auto deadline = std::chrono::steady_clock::now() + patience;
-    const auto hasEnded = [this] {
-        siginfo_t end = {};
-        return ::waitid(P_PID, static_cast<id_t>(m_processId), &end, WEXITED | WNOWAIT | WNOHANG) == 0 &&
-               end.si_pid == m_processId;
-    };
-    while (!m_status && !hasEnded()) {
+    while (!hasEnded()) {
         if (std::chrono::steady_clock::now() >= deadline) {
             kill();
             wait();

@@ -40,7 +40,7 @@ struct ExitStatus
 /// that Ctrl-C in our terminal is ours alone, and the kernel kills it when we die, however we die.
 ///
 /// The kernel ties that last promise to the thread, not to the process: the thread that starts a child has to
-/// outlive it. Used by that one thread; every function that waits may be interrupted by no signal.
+/// outlive it. Used by one thread at a time; every function that waits may be interrupted by no signal.
 ///
 /// In a cage a child stays in our session and process group, because nothing may leave those: whoever kills
 /// the group from outside has killed it too.
@@ -69,6 +69,9 @@ public:
     /// Waits that long for the child to end by itself, then kills it with its whole group. Nothing where it
     /// had to be killed.
     std::optional<ExitStatus> endWithin(std::chrono::milliseconds patience);
+
+    /// Whether the child has ended, waited for or not.
+    [[nodiscard]] bool hasEnded() const;
 
     [[nodiscard]] pid_t processId() const { return m_processId; }
     /// The read end of its standard output, to poll.

@@ -148,6 +148,8 @@ void EventStream::onEvent(const InotifyEvent &event)
         return;
     if ((event.mask & IN_ISDIR) != 0 && FolderRules::isDescendedInto(event.name) && !event.name.empty())
         followFolder(event, *folder + (folder->ends_with('/') ? "" : "/") + std::string(event.name));
+    if ((event.mask & IN_ISDIR) == 0 && m_handlers.onNewName)
+        tellNewName(event, *folder);
     openWindow();
 }
 
@@ -160,6 +162,15 @@ void EventStream::followFolder(const InotifyEvent &event, const std::string &fol
     // Attributes: a folder that could not be read may be readable now.
     if ((event.mask & (IN_CREATE | IN_MOVED_TO | IN_ATTRIB)) != 0)
         watchTree(folder, Place::Top);
+}
+
+void EventStream::tellNewName(const InotifyEvent &event, const std::string &folder)
+{
+    if ((event.mask & IN_MOVED_FROM) != 0)
+        m_movedFrom = {event.cookie, event.watch, std::string(event.name)};
+    else if ((event.mask & IN_MOVED_TO) != 0 && m_movedFrom.cookie == event.cookie &&
+             m_movedFrom.watch == event.watch)
+        m_handlers.onNewName(fs::path(folder) / m_movedFrom.name, fs::path(folder) / event.name);
 }
 
 void EventStream::openWindow()

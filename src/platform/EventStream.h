@@ -30,6 +30,9 @@ public:
     {
         std::function<void()> onBatch;                  ///< something changed
         std::function<void(const QString &)> onProblem; ///< takes one complete French sentence
+        /// A file got another name in its folder. Told at once, ahead of the batch, and not relied upon: of a
+        /// move whose two halves come apart, nothing is told. May be left out.
+        std::function<void(const std::filesystem::path &from, const std::filesystem::path &to)> onNewName;
     };
 
     /// Null without a folder to watch. `latency` is the span from the first event of a batch to its report.
@@ -48,6 +51,14 @@ public:
 private:
     enum class Place { Root, Top, Inside }; ///< of a folder in the tree that is being watched
 
+    /// The half of a move that comes first.
+    struct MoveHalf
+    {
+        std::uint32_t cookie = 0; ///< what both halves have in common
+        int watch = -1;
+        std::string name;
+    };
+
     EventStream(std::vector<std::filesystem::path> roots, std::chrono::milliseconds latency,
                 Handlers handlers, const AddWatch &addWatch);
 
@@ -60,6 +71,7 @@ private:
     void rebuild();
     void onEvent(const InotifyEvent &event);
     void followFolder(const InotifyEvent &event, const std::string &folder);
+    void tellNewName(const InotifyEvent &event, const std::string &folder);
     void openWindow();
     void deliver();
     void tellLimit();
@@ -72,6 +84,7 @@ private:
     WatchTable m_table;
     DelayedTask m_window; ///< pending from the first event of a batch to its report
     DelayedTask m_limitMessage;
+    MoveHalf m_movedFrom;
     bool m_mustRebuild = false;
     bool m_isLimitReached = false; ///< since start
 };

@@ -47,6 +47,7 @@ ModelServices noServices()
         .convert = [](const RenameJob &, const Preferences &, const Progress &) {},
         .makeWatcher = [](const JobSourceHandlers &) -> std::unique_ptr<JobSource> { return nullptr; },
         .restoreInterruptedWork = [](const std::vector<std::filesystem::path> &) { return QStringList(); },
+        .expect = [](const RenameJob &) {},
         .inBackground = [](const Task &) {},
         .later = [](std::chrono::milliseconds, const Task &) {}};
 }

@@ -4,10 +4,12 @@
 
 namespace quorvalent {
 
-RenameWatcher::RenameWatcher(RenameHandler onRename, ProblemHandler onError, WatchTiming timing)
+RenameWatcher::RenameWatcher(RenameHandler onRename, ProblemHandler onError, WatchTiming timing,
+                             NewNameHandler onNewName)
     : m_onRename(std::move(onRename))
     , m_onError(std::move(onError))
     , m_timing(timing)
+    , m_onNewName(std::move(onNewName))
     // A listing of a large tree takes a core for a while; the user's own work comes first.
     , m_queue(QStringLiteral("quorvalent.watch"), SerialQueue::Priority::Utility)
 {}
@@ -44,7 +46,8 @@ void RenameWatcher::watch(std::vector<std::filesystem::path> paths, const std::f
     m_files = Listing::take(m_roots, m_onError);
     if (m_roots.empty())
         return;
-    m_stream = EventStream::create(m_roots, m_timing.latency, {[this] { scheduleScan(); }, m_onError});
+    m_stream =
+        EventStream::create(m_roots, m_timing.latency, {[this] { scheduleScan(); }, m_onError, m_onNewName});
     if (m_stream == nullptr)
         return;
     const bool isWatching = m_stream->start();

@@ -20,6 +20,10 @@ using RenameHandler = std::function<void(const RenameJob &)>;
 /// Takes one complete French sentence.
 using ProblemHandler = std::function<void(const QString &message)>;
 
+/// Takes the names of a file before and after.
+using NewNameHandler =
+    std::function<void(const std::filesystem::path &from, const std::filesystem::path &to)>;
+
 struct WatchTiming
 {
     std::chrono::milliseconds latency{250}; ///< changes of this span arrive as one batch
@@ -35,7 +39,10 @@ struct WatchTiming
 class RenameWatcher
 {
 public:
-    RenameWatcher(RenameHandler onRename, ProblemHandler onError, WatchTiming timing = {});
+    /// `onNewName` hears of a file's new name at once, long before it may be reported as a rename, so that
+    /// something can be got ready; it is not told of every one, and hears of those that are not reported too.
+    RenameWatcher(RenameHandler onRename, ProblemHandler onError, WatchTiming timing = {},
+                  NewNameHandler onNewName = {});
     /// Waits for the listing in progress; no handler runs afterwards, whatever was still to be done.
     ~RenameWatcher();
     RenameWatcher(const RenameWatcher &) = delete;
@@ -61,6 +68,7 @@ private:
     const RenameHandler m_onRename;
     const ProblemHandler m_onError;
     const WatchTiming m_timing;
+    const NewNameHandler m_onNewName;
     // All below live on m_queue.
     std::unique_ptr<EventStream> m_stream;
     std::vector<std::filesystem::path> m_roots;

@@ -115,9 +115,11 @@ protected:
         const fs::path engine = bundle() / "Contents/Helpers/quorvalent-engine";
         const fs::path real = bundle() / "Contents/Helpers/engine";
         fs::rename(engine, real);
-        std::ofstream(engine) << "#!/bin/sh\ntouch " + quoted(started()) + "\nwhile [ ! -e " +
-                                     quoted(goOn()) + " ]; do sleep 0.05; done\nexec " + quoted(real) +
-                                     " \"$@\"\n";
+        // Engines are started ahead: the first byte that comes in is a conversion's.
+        std::ofstream(engine) << "#!/bin/sh\nfirst=" + quoted(home / "first") + ".$$\n" +
+                                     "dd bs=1 count=1 of=\"$first\" 2>/dev/null\ntouch " + quoted(started()) +
+                                     "\nwhile [ ! -e " + quoted(goOn()) + " ]; do sleep 0.05; done\n" +
+                                     "cat \"$first\" - | " + quoted(real) + " \"$@\"\n";
         fs::permissions(engine, fs::perms::owner_all);
     }
 

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <limits>
 
 namespace quorvalent::EngineProtocol {
@@ -9,6 +10,7 @@ namespace quorvalent::EngineProtocol {
 namespace {
 
 using namespace Qt::StringLiterals;
+using namespace std::string_literals;
 
 const Conversion conversion{.engine = EngineKind::External,
                             .files = {"source.PNG", "output.webp"},
@@ -56,7 +58,8 @@ TEST(EngineProtocol, carriesEveryMessageInPiecesOfAnySize)
     EXPECT_EQ(taken, replies);
     EXPECT_TRUE(received.isEmpty());
 
-    for (const Request &request : {Request(conversion), Request(Check{conversion.files})}) {
+    for (const Request &request :
+         {Request(Begin{"/a folder"}), Request(conversion), Request(Check{conversion.files})}) {
         received = encoded(request);
         EXPECT_EQ(takeRequest(received), request);
     }
@@ -94,6 +97,10 @@ TEST(EngineProtocol, refusesEverythingElse)
         elsewhere.files.output = name;
         QByteArray received = encoded(Request(elsewhere));
         EXPECT_THROW((void)takeRequest(received), ProtocolError) << name;
+    }
+    for (const std::string &folder : std::array{""s, "media"s, "/nul\0inside"s}) {
+        QByteArray received = encoded(Request(Begin{folder}));
+        EXPECT_THROW((void)takeRequest(received), ProtocolError) << folder;
     }
     Conversion impossible = conversion;
     impossible.imageQuality = std::numeric_limits<double>::quiet_NaN();

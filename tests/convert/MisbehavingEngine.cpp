@@ -239,19 +239,25 @@ void enterCage(const fs::path &workFolder)
     cage.enter();
 }
 
-void serve(const fs::path &workFolder, const Surroundings &surroundings)
+void serve(const Surroundings &surroundings)
 {
+    fs::path workFolder;
     QByteArray received;
     std::array<char, 4096> bytes{};
     for (ssize_t count = 0; (count = ::read(STDIN_FILENO, bytes.data(), bytes.size())) > 0;) {
         received.append(bytes.data(), count);
-        const std::optional<Protocol::Request> request = Protocol::takeRequest(received);
-        if (!request)
-            continue;
-        if (const auto *conversion = std::get_if<Protocol::Conversion>(&*request))
-            behaviours().at(surroundings.behaviour)({surroundings, workFolder / conversion->files.output});
-        else
-            send(Protocol::Verdict{true});
+        while (const std::optional<Protocol::Request> request = Protocol::takeRequest(received)) {
+            if (const auto *begin = std::get_if<Protocol::Begin>(&*request)) {
+                workFolder = begin->workFolder;
+                if (!staysOutside(surroundings.behaviour))
+                    enterCage(workFolder);
+            } else if (const auto *conversion = std::get_if<Protocol::Conversion>(&*request)) {
+                behaviours().at(surroundings.behaviour)(
+                    {surroundings, workFolder / conversion->files.output});
+            } else {
+                send(Protocol::Verdict{true});
+            }
+        }
     }
 }
 
@@ -259,13 +265,12 @@ void serve(const fs::path &workFolder, const Surroundings &surroundings)
 
 int main(int argc, char **argv)
 {
-    if (argc != 3)
+    if (argc != 2)
         return 2;
     const Surroundings found = surroundings(argv[0]);
+    std::ofstream(found.diary.parent_path() / "starts", std::ios::app) << '.';
     if (found.behaviour == "diesAtTheStart")
         return 1;
-    if (!staysOutside(found.behaviour))
-        enterCage(argv[1]);
-    serve(argv[1], found);
+    serve(found);
     return 0;
 }

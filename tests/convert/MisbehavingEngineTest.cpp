@@ -1,5 +1,7 @@
 #include "convert/ConversionDriver.h"
 #include "convert/HelperEngines.h"
+#include "convert/HelperReserve.h"
+#include "core/ConversionError.h"
 #include "platform/Error.h"
 #include "support/TestFolder.h"
 #include "support/WaitFor.h"
@@ -8,6 +10,7 @@
 
 #include <netinet/in.h>
 #include <sys/socket.h>
+#include <sys/wait.h>
 
 #include <array>
 #include <fstream>
@@ -38,6 +41,7 @@ public:
             throw std::runtime_error("no listener");
         m_beside.write("port", std::to_string(ntohs(address.sin_port)));
         m_beside.write("diary", "private");
+        m_beside.write("starts", "");
         fs::create_symlink(MISBEHAVING_ENGINE_PROGRAM, m_beside / "engine");
     }
 
@@ -56,6 +60,8 @@ public:
         }
     }
 
+    [[nodiscard]] fs::path program() const { return m_beside / "engine"; }
+    [[nodiscard]] std::size_t starts() const { return m_beside.read("starts").size(); }
     [[nodiscard]] std::string diary() const { return m_beside.read("diary"); }
 
     // Processes that were started as our helper, forked ones too.
@@ -63,9 +69,9 @@ public:
     {
         int count = 0;
         for (const fs::directory_entry &process : fs::directory_iterator("/proc")) {
-            std::string program;
+            std::string argument;
             std::ifstream commandLine(process.path() / "cmdline");
-            if (std::getline(commandLine, program, '\0') && program == (m_beside / "engine").native())
+            if (std::getline(commandLine, argument, '\0') && argument == program().native())
                 ++count;
         }
         return count;
@@ -77,7 +83,7 @@ private:
     const TestFolder m_beside;
     const FileDescriptor m_listener;
     const Files m_files;
-    const ConversionDriver m_driver{m_files, HelperEngines::forDriver(m_beside / "engine")};
+    const ConversionDriver m_driver{m_files, HelperEngines::forDriver(HelperEngines::starting(program()))};
 };
 
 constexpr auto stopped = "Le moteur de conversion s’est arrêté de façon inattendue.";
@@ -162,6 +168,78 @@ TEST(MisbehavingEngineTest, leavesNoChildBehindASuccessfulJob)
     world.folder.write("photo.jpg", "old");
     EXPECT_EQ(world.convert("photo.png", "photo.jpg"), "done");
     EXPECT_TRUE(waitFor([&] { return world.helpersRunning() == 0; }));
+}
+
+// A process that is ending has no name any more, and has not ended yet.
+bool hasEndedChild()
+{
+    siginfo_t end = {};
+    return ::waitid(P_ALL, 0, &end, WEXITED | WNOHANG | WNOWAIT) == 0 && end.si_pid != 0;
+}
+
+TEST(HelperReserve, handsOutTheOneThatWaits)
+{
+    const HelperWorld world;
+    world.setBehaviour("good");
+    HelperReserve reserve(world.program());
+    reserve.expect(EngineHelper::Family::Image);
+    reserve.expect(EngineHelper::Family::Image);
+    ASSERT_TRUE(waitFor([&] { return world.starts() == 1; }));
+
+    const auto first = reserve.take(EngineHelper::Family::Image);
+    first->begin(world.folder.path());
+    first->convert({.files = {"source.png", "output.jpg"}}, [](auto) {});
+    EXPECT_EQ(world.folder.read("output.jpg"), "new");
+    EXPECT_EQ(world.starts(), 1U);
+
+    const auto second = reserve.take(EngineHelper::Family::Image);
+    ASSERT_TRUE(waitFor([&] { return world.starts() == 2; })) << "one helper, one conversion";
+}
+
+TEST(HelperReserve, startsAnotherWhereTheOneThatWaitsIsOfNoUse)
+{
+    const HelperWorld world;
+    world.setBehaviour("diesAtTheStart");
+    HelperReserve reserve(world.program());
+    reserve.expect(EngineHelper::Family::Media);
+    ASSERT_TRUE(waitFor(&hasEndedChild));
+    world.setBehaviour("good");
+    const auto instead = reserve.take(EngineHelper::Family::Media);
+    ASSERT_TRUE(waitFor([&] { return world.starts() == 2; }));
+
+    reserve.expect(EngineHelper::Family::Media);
+    ASSERT_TRUE(waitFor([&] { return world.starts() == 3; }));
+    const auto taken = reserve.take(EngineHelper::Family::Image);
+    EXPECT_TRUE(waitFor([&] { return world.starts() == 4; })) << "another family";
+    EXPECT_EQ(world.helpersRunning(), 2);
+}
+
+TEST(HelperReserve, keepsNoProcessThatNobodyNeeds)
+{
+    const HelperWorld world;
+    world.setBehaviour("good");
+    {
+        HelperReserve impatient(world.program(), std::chrono::milliseconds(20));
+        ASSERT_TRUE(waitFor([&] {
+            impatient.expect(EngineHelper::Family::Image); // lets one that waits stay
+            return world.starts() > 0;
+        }));
+        EXPECT_TRUE(waitFor([&] { return world.helpersRunning() == 0; }));
+    }
+    {
+        HelperReserve ending(world.program());
+        const std::size_t before = world.starts();
+        ending.expect(EngineHelper::Family::Image);
+        ASSERT_TRUE(waitFor([&] { return world.starts() > before; }));
+    }
+    EXPECT_EQ(world.helpersRunning(), 0);
+}
+
+TEST(HelperReserve, tellsAtTheConversionThatThereIsNoProgram)
+{
+    HelperReserve reserve("/no/such/program");
+    reserve.expect(EngineHelper::Family::Image);
+    EXPECT_THROW((void)reserve.take(EngineHelper::Family::Image), ConversionError);
 }
 
 } // namespace quorvalent::test

@@ -69,7 +69,8 @@ TEST_F(AppModelTest, convertsInTheOrderOfTheReportOneAtATime)
     EXPECT_EQ(world.backgroundTasks(), 1U) << "one conversion at a time";
 
     world.runBackground();
-    EXPECT_EQ(world.takeLog(), Lines({"complete 1-1", "finished a.jpg", "onFinished", "later 1500"}));
+    EXPECT_EQ(world.takeLog(),
+              Lines({"complete 1-1", "finished a.jpg", "onFinished", "expect b.jpg", "later 1500"}));
     EXPECT_FALSE(model->isConverting());
     EXPECT_FALSE(model->isIdle()) << "two files wait in the pause between jobs";
     EXPECT_EQ(model->currentName(), u"a.jpg"_s) << "the finished file stays in sight";
@@ -80,8 +81,8 @@ TEST_F(AppModelTest, convertsInTheOrderOfTheReportOneAtATime)
     EXPECT_EQ(model->queued(), 0);
     world.runBackground();
     EXPECT_EQ(world.takeLog(), Lines({"started b.jpg, 1 wait", "toast", "complete 1-2", "finished b.jpg",
-                                      "onFinished", "later 1500", "started c.jpg, 0 wait", "toast",
-                                      "complete 1-3", "finished c.jpg", "onFinished", "drained"}));
+                                      "onFinished", "expect c.jpg", "later 1500", "started c.jpg, 0 wait",
+                                      "toast", "complete 1-3", "finished c.jpg", "onFinished", "drained"}));
     EXPECT_TRUE(model->isIdle());
 }
 
@@ -111,7 +112,7 @@ TEST_F(AppModelTest, neverShowsTheBannerForARefusedRename)
     world.runBackground();
 
     EXPECT_EQ(world.log, Lines({"started a.mkv, 0 wait", "complete 1-1", "finished a.mkv, failed",
-                                "onWarning", "later 0"}));
+                                "onWarning", "expect b.jpg", "later 0"}));
     EXPECT_EQ(model->warningTitle(), u"Format non pris en charge"_s);
     EXPECT_EQ(model->warningMessage(), u"Refus."_s);
     EXPECT_EQ(model->warningCount(), 1);

@@ -34,7 +34,8 @@ public:
         m_queue.sync([&] {
             m_stream = EventStream::create(
                 roots, 2ms,
-                {[this] { ++m_batches; }, [this](const QString &message) { m_problems << message; }},
+                {[this] { ++m_batches; }, [this](const QString &message) { m_problems << message; },
+                 [this](const fs::path &from, const fs::path &to) { m_newNames.emplace_back(from, to); }},
                 std::move(addWatch));
             m_isObserving = m_stream->start();
         });
@@ -66,12 +67,19 @@ public:
         m_queue.sync([&] { problems = m_problems; });
         return problems;
     }
+    [[nodiscard]] std::vector<std::pair<fs::path, fs::path>> newNames()
+    {
+        std::vector<std::pair<fs::path, fs::path>> names;
+        m_queue.sync([&] { names = m_newNames; });
+        return names;
+    }
     SerialQueue &queue() { return m_queue; }
 
 private:
     std::atomic<int> m_batches = 0;
     bool m_isObserving = false;
     QStringList m_problems; ///< on m_queue
+    std::vector<std::pair<fs::path, fs::path>> m_newNames;
     std::unique_ptr<EventStream> m_stream;
     SerialQueue m_queue{QStringLiteral("test")};
 };
@@ -259,6 +267,23 @@ TEST(EventStream, tellsWhenAVolumeComesAndGoes)
         return mount("root/disk") && write("root/disk/a") && unmount("root/disk") && mount("root") &&
                write("root/b") && unmount("root") && stream.watchCount() == 2 && write("root/disk/c");
     }));
+}
+
+TEST(EventStream, tellsTheNewNamesOfFilesAheadOfTheBatch)
+{
+    const TestFolder folder;
+    folder.write("album/photo.png", "");
+    folder.write("album/other.png", "");
+    fs::create_directory(folder / "day");
+    RunningStream stream({folder.path()});
+    EXPECT_TRUE(stream.tells([&] {
+        fs::rename(folder / "album/photo.png", folder / "album/photo.jpg");
+        fs::rename(folder / "album/other.png", folder / "day/other.png"); // to another folder
+        fs::rename(folder / "day", folder / "night");                     // a folder
+    }));
+    using testing::ElementsAre;
+    EXPECT_THAT(stream.newNames(),
+                ElementsAre(std::pair(folder / "album/photo.png", folder / "album/photo.jpg")));
 }
 
 TEST(EventStream, isNotCreatedWithoutAFolder)

@@ -56,6 +56,9 @@ ModelServices FakeWorld::services()
     services.restoreInterruptedWork = [this](const std::vector<std::filesystem::path> &folders) {
         return restore(folders);
     };
+    services.expect = [this](const RenameJob &job) {
+        log.push_back("expect " + job.newURL.filename().native());
+    };
     services.inBackground = [this](Task task) { m_background.push_back(std::move(task)); };
     services.later = [this](std::chrono::milliseconds delay, Task task) {
         log.push_back("later " + std::to_string(delay.count()));

@@ -18,7 +18,8 @@ public:
     /// The services refer to this world, which must outlive the model.
     [[nodiscard]] ModelServices services();
 
-    /// What was asked for: "watch /a /b", "complete 1-7", "later 1500", and what the test adds.
+    /// What was asked for: "watch /a /b", "complete 1-7", "expect a.jpg", "later 1500", and what the test
+    /// adds.
     std::vector<std::string> log;
     [[nodiscard]] std::vector<std::string> takeLog() { return std::exchange(log, {}); }
 
