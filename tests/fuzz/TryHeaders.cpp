@@ -1,5 +1,6 @@
 #include "fuzz/FuzzInputs.h"
 
+#include "convert/EngineProtocol.h"
 #include "fuzz/FuzzFolder.h"
 #include "media/ImageSignature.h"
 #include "media/MediaAsset.h"
@@ -57,6 +58,30 @@ void readTags(const QByteArray &bytes)
         reportFault("a block of tags of our own is read as it was written");
 }
 
+// What the program takes from its engine helper: only what it could have been sent.
+void readReplies(QByteArray received)
+{
+    try {
+        while (const std::optional<EngineProtocol::Reply> reply = EngineProtocol::takeReply(received)) {
+            QByteArray again = EngineProtocol::encoded(*reply);
+            if (EngineProtocol::takeReply(again) != reply || !again.isEmpty())
+                reportFault("a reply that is taken is one that can be sent");
+        }
+    } catch (const EngineProtocol::ProtocolError &) {
+        // refused
+    }
+}
+
+void readRequests(QByteArray received)
+{
+    try {
+        while (EngineProtocol::takeRequest(received))
+            continue;
+    } catch (const EngineProtocol::ProtocolError &) {
+        // refused
+    }
+}
+
 template <typename Reader>
 void expectResultOrError(const Reader &reader)
 {
@@ -79,6 +104,8 @@ void tryHeaders(std::span<const std::uint8_t> input)
     expectResultOrError([&] { readBmp(bytes); });
     expectResultOrError([&] { readTags(bytes); });
     (void)AdtsHeader::parse(input);
+    readReplies(bytes);
+    readRequests(bytes);
 }
 
 } // namespace quorvalent::test
