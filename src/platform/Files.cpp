@@ -2,6 +2,7 @@
 
 #include "platform/Error.h"
 #include "platform/FileDescriptor.h"
+#include "platform/TreeRemoval.h"
 
 #include <fcntl.h>
 #include <linux/fs.h>
@@ -257,10 +258,7 @@ void Files::remove(const fs::path &path) const
 
 void Files::removeTree(const fs::path &path) const
 {
-    std::error_code failure;
-    fs::remove_all(path, failure);
-    if (failure)
-        throw FileError(failure.value(), path);
+    removeWholeTree(path);
 }
 
 void Files::flush(const fs::path &path) const

@@ -56,8 +56,8 @@ public:
     /// Removes one file or one empty folder.
     virtual void remove(const std::filesystem::path &path) const;
 
-    /// Removes an item and, if it is a folder, everything in it; links are removed, not followed. An item
-    /// that is not there is no error.
+    /// Removes an item and, if it is a folder, everything in it; links are removed, not followed, and a
+    /// folder that is closed to its owner is opened. An item that is not there is no error.
     virtual void removeTree(const std::filesystem::path &path) const;
 
     /// Returns once the file's content, or the folder's list of names, is on the disk, as far as the file

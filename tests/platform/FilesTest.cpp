@@ -14,6 +14,7 @@
 #include <gmock/gmock.h>
 
 #include <array>
+#include <thread>
 
 namespace quorvalent {
 namespace {
@@ -205,6 +206,55 @@ TEST_F(FilesTest, removesATreeWithoutFollowingItsLinks)
 
     EXPECT_THAT(folder.listing(), ElementsAre("keep/", "keep/mine"));
     EXPECT_EQ(outcomeOf([&] { files.remove(folder / "keep"); }), "« keep » existe déjà.");
+}
+
+TEST_F(FilesTest, removesAnOrdinaryUsersTreeWhateverItsRightsAndDepth)
+{
+    folder.write("keep/mine", "bytes");
+    ASSERT_EQ(::chmod(folder.path().c_str(), 0777), 0);
+    const auto child = runInChild(Rights::Nobody, [&]() -> std::string {
+        for (const mode_t mode : {0U, 0300U, 0500U, 0600U}) {
+            const fs::path closed = folder / "tree/closed" / std::to_string(mode);
+            folder.write(closed / "file", "x");
+            fs::create_directory_symlink(folder / "keep", closed / "link");
+            if (::chmod(closed.c_str(), mode) != 0)
+                return "no rights to take";
+        }
+        // More levels than a path can name or descriptors can be open.
+        fs::current_path(folder / "tree");
+        for (int level = 0; level < 3000; ++level) {
+            if (::mkdir("inner", 0700) != 0 || ::chdir("inner") != 0)
+                return "no depth";
+        }
+        fs::current_path("/");
+        if (::chmod((folder / "tree").c_str(), 0) != 0)
+            return "no rights to take";
+        return outcomeOf([&] { files.removeTree(folder / "tree"); });
+    });
+    EXPECT_EQ(child.text, "done");
+    EXPECT_THAT(folder.listing(), ElementsAre("keep/", "keep/mine"));
+}
+
+TEST_F(FilesTest, staysInATreeWhoseFoldersAreMovedMeanwhile)
+{
+    folder.write("outer/outer/mine", "bytes"); // as far up as a way back by the depth alone could lead
+    const fs::path tree = folder / "outer/outer/tree";
+    const fs::path moved = tree / "a/tree/c"; // a folder of the name that the whole has
+    constexpr int entries = 120;
+    std::string outcome = "done";
+    while (outcome == "done") { // until it was moved in time
+        for (int i = 0; i < entries; ++i)
+            folder.write(moved / std::to_string(i) / "file", "x");
+        const std::jthread mover([&] {
+            std::error_code failure;
+            while (std::distance(fs::directory_iterator(moved, failure), {}) == entries) {
+            }
+            fs::rename(moved, tree / "c", failure);
+        });
+        outcome = outcomeOf([&] { files.removeTree(tree); });
+    }
+    EXPECT_EQ(outcomeOf([&] { files.removeTree(tree); }), "done");
+    EXPECT_THAT(folder.listing(), ElementsAre("outer/", "outer/outer/", "outer/outer/mine"));
 }
 
 } // namespace
