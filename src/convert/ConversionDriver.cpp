@@ -92,13 +92,13 @@ void ConversionDriver::replace(const RenameJob &job, const Preferences &preferen
     const EnginesInUse inUse{m_engines}; // gone before the folder that they work in
     m_engines.begin(work.mediaFolder(), isImageJob(job));
     m_files.copy(job.newURL, work.sourceCopy());
-    const FileAttributes copy = m_files.attributes(work.sourceCopy());
+    const FileAttributes own = m_files.attributes(work.journal());
     requireStamp(job, u"Le fichier est en cours de modification."_s);
     requireSpaceForResult(job);
     {
         const EarlyFlush flush(work.output());
         runEngine(job, work, preferences, progress);
-        requireSoundOutput(work, copy);
+        requireSoundOutput(work, own);
     }
     SafeReplacement(m_files, job, work).run(preferences.keepOriginal);
     progress(1.0);
@@ -147,23 +147,23 @@ void ConversionDriver::runEngine(const RenameJob &job, const WorkFolder &work, c
     m_engines.external(work.sourceCopy(), work.output(), preferences, progress);
 }
 
-void ConversionDriver::requireSoundOutput(const WorkFolder &work, const FileAttributes &copy) const
+void ConversionDriver::requireSoundOutput(const WorkFolder &work, const FileAttributes &own) const
 {
-    requireFileLike(copy, work.output()); // else the check might wait for a pipe's other end
+    requireFileLike(own, work.output()); // else the check might wait for a pipe's other end
     const bool matches = m_engines.matches(work.sourceCopy(), work.output());
     m_engines.end();
     if (!matches)
         throw noValidOutput();
-    requireFileLike(copy, work.output()); // now that nobody can put another in its place
+    requireFileLike(own, work.output()); // now that nobody can put another in its place
 }
 
-// A file of its own that holds something. What the file system makes of a new file of this user's, the copy
-// that we made ourselves shows; a link to a file elsewhere, or one that was moved here, differs.
-void ConversionDriver::requireFileLike(const FileAttributes &copy, const fs::path &output) const
+// A file of its own that holds something. What the file system makes of a new file of this user's, one that
+// we made ourselves shows; a link to a file elsewhere, or one that was moved here, differs.
+void ConversionDriver::requireFileLike(const FileAttributes &own, const fs::path &output) const
 {
     const FileAttributes found = m_files.attributes(output);
-    if (found.type != FileType::Regular || found.sizeBytes == 0 || found.device != copy.device ||
-        found.isOwn != copy.isOwn || found.links != copy.links)
+    if (found.type != FileType::Regular || found.sizeBytes == 0 || found.device != own.device ||
+        found.isOwn != own.isOwn || found.links != own.links)
         throw noValidOutput();
 }
 

@@ -53,8 +53,8 @@ private:
     void replace(const RenameJob &job, const Preferences &preferences, const Progress &progress) const;
     void runEngine(const RenameJob &job, const WorkFolder &work, const Preferences &preferences,
                    const Progress &progress) const;
-    void requireSoundOutput(const WorkFolder &work, const FileAttributes &copy) const;
-    void requireFileLike(const FileAttributes &copy, const std::filesystem::path &output) const;
+    void requireSoundOutput(const WorkFolder &work, const FileAttributes &own) const;
+    void requireFileLike(const FileAttributes &own, const std::filesystem::path &output) const;
     void requireSpaceForResult(const RenameJob &job) const;
     void giveNameBack(const RenameJob &job, const Error &failure) const;
 

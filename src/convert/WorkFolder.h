@@ -31,6 +31,8 @@ public:
     [[nodiscard]] const std::filesystem::path &sourceCopy() const { return m_sourceCopy; }
     /// The file that the engines write.
     [[nodiscard]] const std::filesystem::path &output() const { return m_output; }
+    /// A file that this program made in the same place and that no engine can reach.
+    [[nodiscard]] std::filesystem::path journal() const { return journalIn(m_path); }
     /// Where the original goes aside when its old name is taken: beside the file, under a name of its own.
     [[nodiscard]] const std::filesystem::path &collisionBackup() const { return m_collisionBackup; }
 

@@ -318,5 +318,32 @@ TEST(ConversionDriverTest, touchesNothingInAReadOnlyFolder)
     fs::permissions(world.folder / "album", fs::perms(0755));
 }
 
+TEST(ConversionDriverTest, measuresTheOutputByAFileThatNoEngineReaches)
+{
+    ConversionWorld world;
+    const RenameJob job = world.renamed("a.png", "a.jpg");
+    const fs::path diary = world.folder.write("diary", "private");
+    world.files.after = [&](test::Step step, int) {
+        if (step != test::Step::Copy)
+            return;
+        for (const std::string &name : world.folder.listing()) {
+            if (name.ends_with("/source.png")) // now it has as many names as the diary will have
+                fs::create_hard_link(world.folder / name, world.folder / (name + "2"));
+        }
+    };
+    world.duringEngine = [&] {
+        for (const std::string &name : world.folder.listing()) {
+            if (!name.ends_with("/output.jpg"))
+                continue;
+            fs::remove(world.folder / name);
+            fs::create_hard_link(diary, world.folder / name);
+        }
+    };
+
+    EXPECT_EQ(world.convert(job),
+              "Le moteur n’a produit aucun fichier valide. Extension d’origine rétablie.");
+    EXPECT_EQ(world.contents(), "a.png=old, diary=private");
+}
+
 } // namespace
 } // namespace quorvalent
