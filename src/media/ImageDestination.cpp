@@ -19,7 +19,7 @@ void writing(const Work &work)
     try {
         work();
     } catch (const VError &) {
-        vips_error_clear();
+        forgetVipsError();
         throw ImageWriteError();
     }
 }

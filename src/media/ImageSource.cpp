@@ -23,7 +23,7 @@ auto reading(const Work &work)
     try {
         return work();
     } catch (const VError &) {
-        vips_error_clear();
+        forgetVipsError();
         throw ImageReadError();
     }
 }

@@ -1,12 +1,18 @@
 #include "engine/ImageEngine.h"
 #include "core/ConversionError.h"
 #include "engine/ImageCheck.h"
+#include "media/ImageSource.h"
+#include "support/FreshProcess.h"
 #include "support/Pictures.h"
 #include "support/TestFolder.h"
+
+#include <sys/resource.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <new>
 #include <ostream>
 
 namespace quorvalent {
@@ -136,6 +142,53 @@ TEST_P(EachTarget, passesTheCheckAndNothingElseDoes)
     EXPECT_FALSE(imageMatches(source, output));
     EXPECT_FALSE(imageMatches(source, folder / "missing.png"));
 }
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // what these reserve has no limit
+
+// Private memory of this process, in bytes.
+rlim_t memoryInUse()
+{
+    std::ifstream status("/proc/self/status");
+    std::string word;
+    rlim_t kilobytes = 0;
+    while (status >> word && word != "VmData:") {
+    }
+    status >> kilobytes;
+    return kilobytes * 1024;
+}
+
+// The orientation takes the place of the number of samples, which is 1 where nothing is said.
+std::string lying(std::string tiff)
+{
+    constexpr std::size_t seventhTag = 8 + 2 + 6 * 12;
+    EXPECT_EQ(tiff.substr(seventhTag, 2), "\x15\1");
+    tiff[seventhTag] = '\x12';
+    tiff[seventhTag + 8] = 6;
+    return tiff;
+}
+
+TEST(ImageEngineTest, doesNotTakeAWantOfMemoryForADamagedPicture)
+{
+    EXPECT_TRUE(test::holdsWithoutRights([] {
+        // Lying on its side, it has to be turned, in memory: 64 MB.
+        const TestFolder folder;
+        const std::filesystem::path source =
+            folder.write("a.tiff", lying(test::tiffBytes(8000, 8000, 1, 8, {7})));
+        ImageSource::prepare();
+        const rlim_t allowed = memoryInUse() + (40UL << 20U);
+        const rlimit limit = {.rlim_cur = allowed, .rlim_max = allowed};
+        if (::setrlimit(RLIMIT_DATA, &limit) != 0)
+            return false;
+        try {
+            runImageEngine(source, folder / "a.png", 1.0, ignore);
+        } catch (const std::bad_alloc &) {
+            return true;
+        }
+        return false;
+    }));
+}
+
+#endif
 
 } // namespace
 } // namespace quorvalent

@@ -56,6 +56,7 @@ const std::map<QString, const char *> &otherTexts()
 {
     constexpr const char *inFiles = "a name or a mark inside media files";
     constexpr const char *ofFfmpeg = "of FFmpeg's log";
+    constexpr const char *ofLibraries = "of an image library's errors";
     constexpr const char *layout = "no words";
     constexpr const char *system = "a name that the system gives";
     constexpr const char *ours = "a name inside our own files";
@@ -95,6 +96,12 @@ const std::map<QString, const char *> &otherTexts()
         {u"Noto Sans Khmer"_s, system},
         {u"No space left on device"_s, ofFfmpeg},
         {u"Estimating duration from bitrate"_s, ofFfmpeg},
+        {u": out of memory"_s, ofLibraries},
+        {u": Out of memory"_s, ofLibraries},
+        {u": Insufficient memory"_s, ofLibraries},
+        {u": No space for "_s, ofLibraries},
+        {u"heif: Memory allocation error: Unspecified"_s, ofLibraries},
+        {u"unix error: Cannot allocate memory"_s, ofLibraries},
         {u"mdtacom."_s, inFiles},
         {u"Raw profile type iptc\0\0"_s, inFiles},
         {u"-Raw profile type iptc"_s, inFiles},

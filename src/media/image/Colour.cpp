@@ -142,7 +142,7 @@ VImage fitted(const VImage &source, const PixelLimits &limits)
             image = intoSrgb(image, deep);
         } catch (const VError &) {
             // A profile that nobody can read: as every viewer, go on without it.
-            vips_error_clear();
+            forgetVipsError();
             image = image.copy();
             image.remove(VIPS_META_ICC_NAME);
             if (isCmyk(image))
@@ -172,7 +172,7 @@ bool showsAsSrgb(const VImage &image)
     try {
         return profileOf(image).isEmpty() || profileIsSrgb(image);
     } catch (const VError &) {
-        vips_error_clear();
+        forgetVipsError();
         return true; // an unreadable profile changes nothing
     }
 }
@@ -181,7 +181,7 @@ void attachBuiltInProfile(const VImage &image, const char *name)
 {
     VipsBlob *profile = nullptr;
     if (vips_profile_load(name, &profile, nullptr) != 0 || profile == nullptr) {
-        vips_error_clear();
+        forgetVipsError();
         return;
     }
     std::size_t length = 0;

@@ -62,7 +62,7 @@ void GifWriter::finish()
     try {
         strip.gifsave_target(file.target(), VImage::option()->set("effort", effort)->set("dither", 1.0));
     } catch (const VError &) {
-        vips_error_clear();
+        forgetVipsError();
         throw ImageWriteError();
     }
     if (file.failed())

@@ -1,9 +1,9 @@
 #include "media/image/HeicReader.h"
 
 #include "media/image/Colour.h"
+#include "media/image/HeifMemory.h"
 
 #include <gmodule.h>
-#include <libheif/heif.h>
 
 namespace quorvalent {
 
@@ -21,11 +21,17 @@ using HeifContext = std::unique_ptr<heif_context, HeifFree>;
 using HeifHandle = std::unique_ptr<heif_image_handle, HeifFree>;
 using HeifColours = std::unique_ptr<heif_color_profile_nclx, HeifFree>;
 
+void check(const heif_error &error)
+{
+    requireHeifMemory(error);
+    if (error.code != heif_error_Ok)
+        throw ImageReadError();
+}
+
 HeifHandle handleOf(heif_context *context, heif_item_id id)
 {
     heif_image_handle *handle = nullptr;
-    if (heif_context_get_image_handle(context, id, &handle).code != heif_error_Ok)
-        throw ImageReadError();
+    check(heif_context_get_image_handle(context, id, &handle));
     return HeifHandle(handle);
 }
 
@@ -53,8 +59,9 @@ HeicReader::HeicReader(std::filesystem::path path)
 {
     loadVipsModule();
     const HeifContext context(heif_context_alloc());
-    if (!context || heif_context_read_from_file(context.get(), m_path.c_str(), nullptr).code != heif_error_Ok)
-        throw ImageReadError();
+    if (!context)
+        throw std::bad_alloc();
+    check(heif_context_read_from_file(context.get(), m_path.c_str(), nullptr));
     std::vector<heif_item_id> ids(
         static_cast<std::size_t>(std::max(0, heif_context_get_number_of_top_level_images(context.get()))));
     if (ids.empty())

@@ -2,6 +2,7 @@
 
 #include "media/image/Colour.h"
 #include "media/image/FileTarget.h"
+#include "media/image/HeifMemory.h"
 #include "platform/FileDescriptor.h"
 
 #include <QtEndian>
@@ -34,6 +35,7 @@ using HeifHandle = std::unique_ptr<heif_image_handle, HeifFree>;
 
 void check(const heif_error &error)
 {
+    requireHeifMemory(error);
     if (error.code != heif_error_Ok)
         throw ImageWriteError();
 }

@@ -48,7 +48,7 @@ VImage ScratchPixels::mapped(const VImage &like)
                                            static_cast<int>(pixelBytes(like)), 0);
     if (raw == nullptr || vips_image_wio_input(raw) != 0) {
         VIPS_UNREF(raw);
-        vips_error_clear();
+        forgetVipsError();
         throw ImageWriteError();
     }
     VImage result = VImage(raw).copy(VImage::option()

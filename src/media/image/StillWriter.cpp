@@ -73,7 +73,7 @@ void StillWriter::add(const ImageFrame::Pixels &frame, const FrameProperties &pr
                                                             ->set("filter", VIPS_FOREIGN_PNG_FILTER_ALL)
                                                             ->set("strip", true));
     } catch (const VError &) {
-        vips_error_clear();
+        forgetVipsError();
         if (file.failed())
             throw ImageWriteError();
         throw ImageReadError();

@@ -1,5 +1,7 @@
 #include "media/image/TiffPages.h"
 
+#include "media/image/VipsPixels.h"
+
 #include <limits>
 
 namespace quorvalent {
@@ -86,8 +88,10 @@ std::vector<std::uint32_t> tiffRgba(const std::filesystem::path &path, const Tif
     // Asked for the orientation that the page says it has, libtiff leaves the rows where they are.
     if (TIFFReadRGBAImageOriented(file.get(), static_cast<std::uint32_t>(width),
                                   static_cast<std::uint32_t>(height), pixels.data(), page.orientation,
-                                  1) != 1)
+                                  1) != 1) {
+        forgetVipsError(); // libvips, which has tried before, receives what libtiff says
         throw ImageReadError();
+    }
     return pixels;
 }
 

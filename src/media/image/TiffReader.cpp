@@ -52,7 +52,7 @@ VImage TiffReader::pixels(int index)
                                                     ->set("access", VIPS_ACCESS_SEQUENTIAL)
                                                     ->set("fail_on", VIPS_FAIL_ON_TRUNCATED));
     } catch (const VError &) {
-        vips_error_clear();
+        forgetVipsError();
     }
     // Rare layouts: no photometric field, old-style JPEG and the like.
     const std::vector<std::uint32_t> rgba = tiffRgba(m_path, page(index));
@@ -72,7 +72,7 @@ FrameProperties TiffReader::properties(int index) const
             VImage::tiffload(m_path.c_str(), VImage::option()->set("page", page(index).directory));
         properties.xmp = blobOf(image, VIPS_META_XMP_NAME);
     } catch (const VError &) {
-        vips_error_clear();
+        forgetVipsError();
     }
     const std::optional<MappedFile> file = MappedFile::open(m_path);
     const std::optional<TiffBytes> structure = file ? TiffBytes::of(file->bytes()) : std::nullopt;

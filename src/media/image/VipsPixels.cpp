@@ -2,9 +2,14 @@
 
 #include "media/image/ScratchPixels.h"
 
+#include <tiffio.h>
+
 #include <algorithm>
+#include <array>
 #include <memory>
 #include <mutex>
+#include <new>
+#include <string_view>
 #include <thread>
 
 namespace quorvalent {
@@ -17,6 +22,14 @@ namespace {
 constexpr std::size_t spillThresholdBytes = 100'000'000;
 
 void dropMessage(const gchar *, GLogLevelFlags, const gchar *, gpointer) {}
+
+// How libvips, libjpeg, libtiff and libheif begin to say that they got no memory, after whose message it is.
+constexpr std::array<std::string_view, 6> noMemory{": out of memory",
+                                                   ": Out of memory",
+                                                   ": Insufficient memory",
+                                                   ": No space for ",
+                                                   "heif: Memory allocation error: Unspecified",
+                                                   "unix error: Cannot allocate memory"};
 
 struct SinkState
 {
@@ -71,11 +84,24 @@ void startVips()
         g_log_set_handler("VIPS", G_LOG_LEVEL_MASK, dropMessage, nullptr);
         if (VIPS_INIT("quorvalent") != 0)
             throw ImageReadError();
+        TIFFSetErrorHandler(nullptr);
+        TIFFSetWarningHandler(nullptr);
         vips_block_untrusted_set(TRUE);
         vips_cache_set_max(0);
         const int cores = static_cast<int>(std::thread::hardware_concurrency());
         vips_concurrency_set(std::clamp(cores, 2, 4));
     });
+}
+
+void forgetVipsError()
+{
+    const std::string_view message = vips_error_buffer();
+    const bool wantedMemory = std::any_of(noMemory.begin(), noMemory.end(), [&](std::string_view words) {
+        return message.find(words) != std::string_view::npos;
+    });
+    vips_error_clear();
+    if (wantedMemory)
+        throw std::bad_alloc();
 }
 
 ReadGuard::ReadGuard(const VImage &source)
@@ -106,7 +132,7 @@ VImage ReadGuard::inMemory() const
         if (!m_failed)
             return memory;
     } catch (const VError &) {
-        vips_error_clear();
+        forgetVipsError();
     }
     throw ImageReadError();
 }
@@ -117,7 +143,7 @@ void streamRows(const VImage &image, const RowSink &sink)
     const ReadGuard guard(image);
     if (vips_sink_disc(guard.image().get_image(), passRows, &state) == 0 && !state.gaveUp && !guard.failed())
         return;
-    vips_error_clear();
+    forgetVipsError();
     if (state.gaveUp)
         throw ImageWriteError();
     throw ImageReadError();
@@ -132,7 +158,7 @@ bool readRows(const VImage &image, const RowSink &sink)
     for (int top = 0; top < image.height(); top += rowsAtOnce) {
         const VipsRect rows{0, top, image.width(), std::min(rowsAtOnce, image.height() - top)};
         if (vips_region_prepare(region.get(), &rows) != 0) {
-            vips_error_clear();
+            forgetVipsError();
             throw ImageReadError();
         }
         if (!passArea(region.get(), rows, sink))

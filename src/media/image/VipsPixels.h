@@ -19,8 +19,12 @@ struct ImageFrame::Pixels
 };
 
 /// Starts libvips on first use: no operation cache, no loader that its authors do not trust with foreign
-/// files, no messages on standard error. Any thread.
+/// files, no messages on standard error, neither its own nor libtiff's. Any thread.
 void startVips();
+
+/// Forgets what libvips said of an operation that failed; throws std::bad_alloc where it said that it got no
+/// memory, which is not the picture's fault.
+void forgetVipsError();
 
 /// Passes an image on and remembers whether any part of it could not be had. libvips 8.14 loses an error in
 /// the last strip when the other threads are done first: the operation succeeds, with part of the picture
