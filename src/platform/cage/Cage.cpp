@@ -22,12 +22,15 @@ namespace quorvalent {
 
 namespace {
 
-// Rules for one thread would leave the others free, and nobody would notice.
+// Rules for one thread would leave the others free, and nobody would notice. The checker for races has a
+// thread of its own from the start, which reads nothing of a file: built with it, there is nothing to expect.
 void expectSingleThread()
 {
+#if !defined(__SANITIZE_THREAD__)
     const std::filesystem::directory_iterator threads("/proc/self/task");
     if (std::distance(begin(threads), end(threads)) != 1)
         throw FileError(EBUSY, "thread");
+#endif
 }
 
 void limit(__rlimit_resource resource, std::optional<std::uint64_t> wanted)
