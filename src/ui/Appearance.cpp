@@ -94,10 +94,11 @@ void Appearance::take(const QString &group, const QString &key, const QVariant &
                                         : std::nullopt;
         apply();
     } else if (group == appearanceGroup && key == reducedMotion) {
-        m_style.setReducedMotion(value.toUInt() == 1);
+        m_wantsReducedMotion = value.toUInt() == 1;
     } else if (group == gnomeGroup && key == enableAnimations) {
-        m_style.setReducedMotion(!value.toBool());
+        m_hasAnimations = value.toBool();
     }
+    m_style.setReducedMotion(m_wantsReducedMotion || !m_hasAnimations);
 }
 
 void Appearance::setChoice(AppModel::Appearance choice)

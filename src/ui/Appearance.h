@@ -38,6 +38,8 @@ private:
     AppModel::Appearance m_choice = AppModel::Appearance::System;
     bool m_paletteIsDark; ///< at the start
     std::optional<bool> m_sessionIsDark;
+    bool m_wantsReducedMotion = false; ///< says the session, and so it says in its older way:
+    bool m_hasAnimations = true;
 };
 
 } // namespace quorvalent

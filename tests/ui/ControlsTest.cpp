@@ -1,3 +1,4 @@
+#include "ui/Style.h"
 #include "ui/controls/ElidedLabel.h"
 #include "ui/controls/Picker.h"
 #include "ui/controls/ProgressLine.h"
@@ -146,6 +147,24 @@ TEST(Controls, SectionsAreChosenByArrows)
     EXPECT_TRUE(third->isChecked());
     EXPECT_FALSE(second->isChecked());
     EXPECT_TRUE(third->hasFocus());
+}
+
+TEST(Controls, StopMovingWhenTheSessionAsksForIt)
+{
+    Style style;
+    QWidget window;
+    auto *line = shownIn<ProgressLine>(window, 4);
+    line->setFixedWidth(200);
+    line->setStyle(&style);
+    const auto lightnessAt = [line](double share) {
+        return line->grab().toImage().pixelColor(qRound(share * 200), 2).lightness();
+    };
+    line->setFraction(std::nullopt);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return lightnessAt(0.2) != lightnessAt(0.8); }));
+    style.setReducedMotion(true);
+    const int track = Theme::of(*line).track.lightness();
+    EXPECT_TRUE(
+        QTest::qWaitFor([&] { return lightnessAt(0.2) == lightnessAt(0.8) && lightnessAt(0.8) != track; }));
 }
 
 TEST(Controls, AreWhatTheyAreToAScreenReader)

@@ -31,7 +31,10 @@ ProgressLine::ProgressLine(int height, QWidget *parent)
     m_run.setDuration(runMilliseconds);
     m_run.setLoopCount(-1);
     m_run.setEasingCurve(QEasingCurve::InOutSine);
-    connect(&m_run, &QVariantAnimation::valueChanged, this, qOverload<>(&QWidget::update));
+    connect(&m_run, &QVariantAnimation::valueChanged, this, [this] {
+        updateMotion(); // the session may have asked for stillness since
+        update();
+    });
 }
 
 void ProgressLine::setFraction(std::optional<double> fraction)
