@@ -52,6 +52,8 @@ void Appearance::followSession()
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (!bus.isConnected())
         return;
+    // Qt D-Bus makes the type known by its name from a thread of its own, too late for the slot to be found.
+    qRegisterMetaType<QDBusVariant>();
     bus.connect(portal, portalPath, settings, u"SettingChanged"_s, this,
                 SLOT(onSettingChanged(QString, QString, QDBusVariant)));
     // A portal that comes later, or again.

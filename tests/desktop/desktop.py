@@ -135,6 +135,10 @@ class Desktop:
     def root_has(self, property_name):
         return "window id" in self.run("xprop", "-root", property_name, check=False)
 
+    def bus_names(self):
+        return self.run("dbus-send", "--session", "--print-reply", "--dest=org.freedesktop.DBus", "/",
+                        "org.freedesktop.DBus.ListNames", check=False)
+
     def close(self):
         for child in reversed(self.children):
             child.kill()
@@ -186,6 +190,12 @@ class Desktop:
                         and node.get_state_set().contains(Atspi.StateType.SHOWING):
                     return node
         return None
+
+    def lightness_beside(self, node):
+        """Of the ground on which the text stands: 0 is black, 1 is white."""
+        area = node.get_extents(Atspi.CoordType.SCREEN)
+        return float(self.run("import", "-window", "root", "-crop", f"1x1+{area.x - 2}+{area.y}",
+                              "-format", "%[fx:lightness]", "info:-"))
 
     def tray_icon(self, name):
         """The middle of the status item, once a panel holds it."""

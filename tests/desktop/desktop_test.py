@@ -46,6 +46,9 @@ class Session:
         self.make_pictures()
         self.desktop = Desktop(home)
         self.desktop.pictures = pictures
+        self.portal = self.desktop.start(sys.executable, str(pathlib.Path(__file__).with_name("portal.py")),
+                                         stdin=subprocess.PIPE, text=True)
+        wait_for("the portal", lambda: "org.freedesktop.portal.Desktop" in self.desktop.bus_names())
         # Asked by the accessibility bus too, which this process waits for: it cannot be this process.
         self.desktop.start(sys.executable, str(pathlib.Path(__file__).with_name("inhibitors.py")),
                            str(home / "inhibitors"))
@@ -152,6 +155,14 @@ class Session:
         self.sees(refusal, "label")
         self.desktop.picture("activity")
 
+    def follow_the_session(self):
+        place = self.sees("Les 30 dernières conversions de cette session.", "label")
+        for name, scheme, is_expected in (("dark", 1, lambda light: light < 0.3),
+                                          ("light", 2, lambda light: light > 0.7)):
+            print("org.freedesktop.appearance color-scheme uint32", scheme, file=self.portal.stdin, flush=True)
+            wait_for(f"a {name} window", lambda: is_expected(self.desktop.lightness_beside(place)))
+            self.desktop.picture(f"activity-{name}")
+
     def change_language(self):
         self.desktop.click_on(self.sees("Général", "radio button"))
         self.desktop.click_on(self.sees("Système", "combo box"))
@@ -175,7 +186,7 @@ def main(bundle, pictures):
         session = Session(pathlib.Path(home), bundle, pictures)
         try:
             for step in (session.start, session.add_folder, session.read_menu, session.convert, session.refuse,
-                         session.change_language, session.quit):
+                         session.follow_the_session, session.change_language, session.quit):
                 step()
         except Failure as failure:
             session.desktop.picture("failed")
