@@ -91,22 +91,28 @@ class Desktop:
             "LANGUAGE": "fr",
             "QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1",
         }
+        self.screen = screen
+        self.compositor = compositor
+        self.panel = panel and PANEL.format(position=panel, colour=panel_colour)
+        self.start_bus()
+        self.start_screen()
+
+    def start_screen(self):
         read_end, write_end = os.pipe()
-        self.start("Xvfb", "-displayfd", str(write_end), "-screen", "0", screen, "-nolisten", "tcp", "-noreset",
-                   pass_fds=[write_end])
+        self.x_server = self.start("Xvfb", "-displayfd", str(write_end), "-screen", "0", self.screen, "-nolisten",
+                                   "tcp", "-noreset", pass_fds=[write_end])
         os.close(write_end)
         with os.fdopen(read_end) as number:
             self.environment["DISPLAY"] = ":" + number.readline().strip()
-        self.start_bus()
         os.environ.update({name: self.environment[name]
                            for name in ("DISPLAY", "DBUS_SESSION_BUS_ADDRESS", "XDG_RUNTIME_DIR")})
         self.start("openbox")
         wait_for("a window manager", lambda: self.root_has("_NET_SUPPORTING_WM_CHECK"))
-        if compositor:
+        if self.compositor:
             self.start("picom", "--backend", "xrender", "--config", os.devnull)
-        if panel:
+        if self.panel:
             file = self.home / "tint2rc"
-            file.write_text(PANEL.format(position=panel, colour=panel_colour))
+            file.write_text(self.panel)
             self.start("tint2", "-c", str(file))
             wait_for("a panel", lambda: self.run("xdotool", "search", "--class", "tint2", check=False))
 

@@ -19,12 +19,13 @@ PNG = b"\x89PNG"
 WEBP = b"RIFF"
 REFUSAL = ("Le format de destination .pdf n’est pas pris en charge. Nom d’origine rétabli : « {name} ». "
            "Le contenu n’a pas été modifié.")
+INTERRUPTION = "La conversion de « {name} » a été interrompue. Original intact : {original}"
 
 ATTEMPTS = 10
 
 # Lets a conversion take as long as the test looks at it.
 HELPER = """#!/bin/sh
-touch "{home}/started"
+echo $$ > "{home}/started"
 while [ ! -e "{home}/go on" ]; do sleep 0.02; done
 exec "{engine}" "$@"
 """
@@ -63,11 +64,11 @@ class Session:
 
     def rename_until(self, extension, is_noticed):
         """Renames one picture after the other: nothing outside tells when the program has begun to watch."""
-        for stem in (f"photo{number}" for number in range(1, ATTEMPTS + 1)):
-            os.rename(self.folder / f"{stem}.png", self.folder / f"{stem}{extension}")
+        for photo in sorted(self.folder.glob("*.png")):
+            os.rename(photo, photo.with_suffix(extension))
             with contextlib.suppress(Failure):
                 wait_for("a noticed rename", is_noticed, seconds=3)
-                return f"{stem}{extension}"
+                return photo.with_suffix(extension).name
         raise Failure("no rename is noticed")
 
     def sees(self, text, role=None):
@@ -98,8 +99,8 @@ class Session:
 
     # The steps, in their order
 
-    def start(self):
-        self.program = self.desktop.start(str(self.bundle / "bin/quorvalent"), stderr=None)
+    def start(self, *arguments):
+        self.program = self.desktop.start(str(self.bundle / "bin/quorvalent"), *arguments, stderr=None)
         self.application = wait_for("the program", lambda: self.desktop.application("quorvalent"))
 
     def add_folder(self):
@@ -163,6 +164,27 @@ class Session:
             wait_for(f"a {name} window", lambda: is_expected(self.desktop.lightness_beside(place)))
             self.desktop.picture(f"activity-{name}")
 
+    def outlive_the_screen(self):
+        for mark in ("started", "go on"):
+            (self.home / mark).unlink()
+        photo = self.rename_until(".jpg", (self.home / "started").exists)
+        helper = pathlib.Path("/proc", (self.home / "started").read_text().strip(), "cmdline")
+        self.desktop.x_server.kill()
+        if self.program.wait(timeout=PATIENCE) == 0:
+            raise Failure("the program calls it a success that its screen was taken away")
+        wait_for("the end of the helper", lambda: not helper.exists() or not helper.read_bytes())
+        self.desktop.start_screen()
+        (self.home / "go on").touch()
+        self.start("--settings")
+        original = photo.replace(".jpg", ".png")
+        wait_for("the old name", lambda: self.begins_with(original, PNG))
+        self.desktop.click_on(self.sees("Dossiers", "radio button"))
+        self.sees(INTERRUPTION.format(name=photo, original=self.folder / original), "label")
+        self.desktop.picture("interrupted")
+        left = [path.name for path in self.folder.iterdir() if path.name.startswith(".") or path.name == photo]
+        if left:
+            raise Failure(f"left behind: {left}")
+
     def change_language(self):
         self.desktop.click_on(self.sees("Général", "radio button"))
         self.desktop.click_on(self.sees("Système", "combo box"))
@@ -186,7 +208,8 @@ def main(bundle, pictures):
         session = Session(pathlib.Path(home), bundle, pictures)
         try:
             for step in (session.start, session.add_folder, session.read_menu, session.convert, session.refuse,
-                         session.follow_the_session, session.change_language, session.quit):
+                         session.follow_the_session, session.outlive_the_screen, session.change_language,
+                         session.quit):
                 step()
         except Failure as failure:
             session.desktop.picture("failed")
