@@ -14,7 +14,8 @@ namespace {
 using namespace Qt::StringLiterals;
 
 constexpr double grid = 16;
-const QColor rim(0, 0, 0, 0xa0);
+const QColor rim(0, 0, 0, 0xd0);
+constexpr double leastRim = 0.8; // pixels: a thinner one is lost on a light panel
 const QList<QSize> sizes{{16, 16}, {22, 22}, {24, 24}, {32, 32}, {44, 44}, {48, 48}, {64, 64}};
 
 QString nameOf(StatusState state)
@@ -66,8 +67,9 @@ QPixmap drawn(StatusState state, const QSize &size)
     picture.fill(Qt::transparent);
     QPainter painter(&picture);
     painter.setRenderHint(QPainter::SmoothPixmapTransform);
+    const double width = std::max(unit / 2, leastRim);
     for (const QPointF &offset : {QPointF(-1, 0), QPointF(1, 0), QPointF(0, -1), QPointF(0, 1)})
-        painter.drawPixmap(offset * unit / 2, shadow);
+        painter.drawPixmap(offset * width, shadow);
     painter.drawPixmap(0, 0, inkedWith(inkOf(state), shape));
     return picture;
 }
