@@ -42,6 +42,7 @@ class Session:
         helper.rename(helpers / "engine")
         helper.write_text(HELPER.format(home=home, engine=helpers / "engine"))
         helper.chmod(0o755)
+        (self.bundle / "Contents/Resources/Libraries-LICENSE.txt").unlink()
         self.folder = home / "Bilder été"
         self.folder.mkdir()
         self.make_pictures()
@@ -164,6 +165,15 @@ class Session:
             wait_for(f"a {name} window", lambda: is_expected(self.desktop.lightness_beside(place)))
             self.desktop.picture(f"activity-{name}")
 
+    def read_about(self):
+        self.desktop.click_on(self.sees("À propos de", "radio button"))
+        self.sees("MIT", "push button")
+        self.sees("FFmpeg · GPLv3", "push button")
+        # What the bundle does not hold is not offered.
+        for absent in ("Bibliothèques", "Site web", "Nous écrire"):
+            self.sees_no(absent)
+        self.desktop.picture("about")
+
     def outlive_the_screen(self):
         for mark in ("started", "go on"):
             (self.home / mark).unlink()
@@ -208,8 +218,8 @@ def main(bundle, pictures):
         session = Session(pathlib.Path(home), bundle, pictures)
         try:
             for step in (session.start, session.add_folder, session.read_menu, session.convert, session.refuse,
-                         session.follow_the_session, session.outlive_the_screen, session.change_language,
-                         session.quit):
+                         session.follow_the_session, session.read_about, session.outlive_the_screen,
+                         session.change_language, session.quit):
                 step()
         except Failure as failure:
             session.desktop.picture("failed")
