@@ -23,11 +23,13 @@ INTERRUPTION = "La conversion de « {name} » a été interrompue. Original inta
 
 ATTEMPTS = 10
 
-# Lets a conversion take as long as the test looks at it.
+# Lets a conversion take as long as the test looks at it. Engines are started ahead: the first byte that comes in
+# is a conversion's.
 HELPER = """#!/bin/sh
+dd bs=1 count=1 of="{home}/first.$$" 2>/dev/null
 echo $$ > "{home}/started"
 while [ ! -e "{home}/go on" ]; do sleep 0.02; done
-exec "{engine}" "$@"
+cat "{home}/first.$$" - | "{engine}" "$@"
 """
 
 
