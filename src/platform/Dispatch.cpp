@@ -20,10 +20,9 @@ constexpr int utilityNiceness = 10;
 class TaskEvent : public QEvent
 {
 public:
-    TaskEvent(Task task, bool runsWhenClosing)
+    explicit TaskEvent(Task task)
         : QEvent(eventType())
         , m_task(std::move(task))
-        , m_runsWhenClosing(runsWhenClosing)
     {}
 
     static QEvent::Type eventType()
@@ -31,12 +30,10 @@ public:
         static const auto type = static_cast<QEvent::Type>(QEvent::registerEventType());
         return type;
     }
-    [[nodiscard]] bool runsWhenClosing() const { return m_runsWhenClosing; }
     void run() const { m_task(); }
 
 private:
     Task m_task;
-    bool m_runsWhenClosing;
 };
 
 } // namespace
@@ -48,23 +45,21 @@ public:
     explicit TaskReceiver(QThread *thread) { moveToThread(thread); }
     ~TaskReceiver() override { acquireTasks(); }
 
-    void post(Task task, bool runsWhenClosing = false)
+    void post(Task task)
     {
-        auto *event = new TaskEvent(std::move(task), runsWhenClosing);
+        auto *event = new TaskEvent(std::move(task));
         m_posted.fetch_add(1, std::memory_order_release);
         QCoreApplication::postEvent(this, event);
     }
 
     /// Returns when the task has run.
-    void run(const Task &task, bool runsWhenClosing = false)
+    void run(const Task &task)
     {
         const auto done = std::make_shared<std::promise<void>>();
-        post(
-            [&task, done] {
-                task();
-                done->set_value();
-            },
-            runsWhenClosing);
+        post([&task, done] {
+            task();
+            done->set_value();
+        });
         done->get_future().wait();
     }
 
@@ -77,9 +72,8 @@ protected:
         acquireTasks();
         if (event->type() != TaskEvent::eventType())
             return QObject::event(event);
-        const auto *task = static_cast<const TaskEvent *>(event);
-        if (task->runsWhenClosing() || !m_isClosing)
-            task->run();
+        if (!m_isClosing)
+            static_cast<const TaskEvent *>(event)->run();
         return true;
     }
 
@@ -139,13 +133,14 @@ void SerialQueue::close(const Task &last)
     if (m_receiver == nullptr)
         return;
     m_receiver->beginClosing();
-    m_receiver->run(
-        [this, &last] {
-            if (last)
-                last();
-            m_thread->quit();
-        },
-        true);
+    // Not as an event, of which none arrives any more where the application is gone: a task in the background
+    // may be the last owner of a queue when the program ends. The signal is emitted by the thread itself,
+    // with all that timers and notifiers need still in place.
+    QObject::connect(m_thread.get(), &QThread::finished, [&last] {
+        if (last)
+            last();
+    });
+    m_thread->quit();
     m_thread->wait();
     m_receiver.reset();
 }

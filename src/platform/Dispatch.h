@@ -54,7 +54,7 @@ public:
     void sync(const Task &task);
     /// Waits for the running task, drops those that still wait, runs `last` on the queue and ends it. What
     /// lives on the queue, a timer or a notifier, is destroyed there, in `last`. Called by the owner, not on
-    /// the queue; nothing is posted from then on.
+    /// the queue, also when the application is gone; nothing is posted from then on.
     void close(const Task &last = {});
     /// Whether close() was called; long work on the queue may ask this to end early.
     [[nodiscard]] bool isClosing() const;

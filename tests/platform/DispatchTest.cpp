@@ -3,6 +3,9 @@
 #include "support/WaitFor.h"
 
 #include <sys/resource.h>
+#include <unistd.h>
+
+#include <QCoreApplication>
 
 #include <gmock/gmock.h>
 
@@ -66,6 +69,26 @@ TEST(SerialQueue, isDestroyedWithATimerStillPendingOnIt)
         queue.close([&] { task.cancel(); });
     }
     EXPECT_FALSE(hasFired);
+}
+
+// Events are delivered no more then; what is in the background at the end of the program may own a queue.
+TEST(SerialQueue, isClosedWithoutAnApplication)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto outlive = [] {
+        ::alarm(30); // seconds; ends what would wait for ever
+        SerialQueue queue(QStringLiteral("test"));
+        DelayedTask task;
+        queue.sync([&] { task = DelayedTask(1h, [] {}); });
+        QCoreApplication::instance()->~QCoreApplication();
+        bool hasRunThere = false;
+        queue.close([&] {
+            hasRunThere = queue.isCurrent();
+            task.cancel();
+        });
+        ::_exit(hasRunThere ? 0 : 1);
+    };
+    EXPECT_EXIT(outlive(), testing::ExitedWithCode(0), "");
 }
 
 TEST(SerialQueue, onlyAUtilityQueueIsNice)
