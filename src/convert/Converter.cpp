@@ -1,7 +1,6 @@
 #include "convert/Converter.h"
 
 #include "convert/ConversionDriver.h"
-#include "convert/HelperEngines.h"
 
 namespace quorvalent {
 
@@ -22,10 +21,11 @@ void run(Kind engine, const fs::path &source, const fs::path &output, const Pref
 
 } // namespace
 
-void Converter::convert(const RenameJob &job, const Preferences &preferences, const Progress &progress)
+void Converter::convert(const RenameJob &job, const Preferences &preferences, const Progress &progress,
+                        const HelperSource &helpers)
 {
     const Files files;
-    ConversionDriver(files, HelperEngines::forDriver()).convert(job, preferences, progress);
+    ConversionDriver(files, HelperEngines::forDriver(helpers)).convert(job, preferences, progress);
 }
 
 void Converter::image(const fs::path &source, const fs::path &output, double quality,

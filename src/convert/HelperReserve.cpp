@@ -25,8 +25,7 @@ void HelperReserve::expect(EngineHelper::Family family)
 {
     m_queue.post([this, family] {
         try {
-            if (!m_waiting || m_family != family || m_waiting->hasEnded())
-                start(family);
+            provide(family);
         } catch (const Error &) {
             return; // the conversion will meet the same, if it comes
         }
@@ -41,8 +40,7 @@ std::unique_ptr<EngineHelper> HelperReserve::take(EngineHelper::Family family)
     m_queue.sync([&] {
         try {
             m_dismissal.cancel();
-            if (!m_waiting || m_family != family || m_waiting->hasEnded())
-                start(family);
+            provide(family);
             taken = std::move(m_waiting);
         } catch (...) {
             failure = std::current_exception();
@@ -53,8 +51,10 @@ std::unique_ptr<EngineHelper> HelperReserve::take(EngineHelper::Family family)
     return taken;
 }
 
-void HelperReserve::start(EngineHelper::Family family)
+void HelperReserve::provide(EngineHelper::Family family)
 {
+    if (m_waiting && m_family == family && !m_waiting->hasEnded())
+        return;
     m_waiting.reset();
     m_waiting = std::make_unique<EngineHelper>(m_program, family);
     m_family = family;

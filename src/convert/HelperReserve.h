@@ -35,7 +35,8 @@ public:
     [[nodiscard]] std::unique_ptr<EngineHelper> take(EngineHelper::Family family);
 
 private:
-    void start(EngineHelper::Family family);
+    /// One of this family waits afterwards; ConversionError when it cannot be started.
+    void provide(EngineHelper::Family family);
 
     const std::filesystem::path m_program;
     const std::chrono::milliseconds m_patience;

@@ -1,5 +1,6 @@
 #include "model/SystemServices.h"
 
+#include "convert/Converter.h"
 #include "convert/HelperReserve.h"
 #include "convert/InterruptedWork.h"
 #include "core/MediaFamilies.h"
@@ -51,9 +52,8 @@ ModelServices systemServices()
     ModelServices services;
     services.convert = [helpers](const RenameJob &job, const Preferences &preferences,
                                  const Progress &progress) {
-        const Files files;
-        const HelperSource take = [&](EngineHelper::Family family) { return helpers->take(family); };
-        ConversionDriver(files, HelperEngines::forDriver(take)).convert(job, preferences, progress);
+        Converter::convert(job, preferences, progress,
+                           [&](EngineHelper::Family family) { return helpers->take(family); });
     };
     services.expect = [helpers](const RenameJob &job) { expectConversion(*helpers, job.oldURL, job.newURL); };
     services.makeWatcher = [helpers](JobSourceHandlers handlers) {
