@@ -24,8 +24,9 @@ namespace fs = std::filesystem;
 // A walk that has this many folders before it is worth a second thread, and is shared out evenly enough.
 constexpr std::size_t foldersToShare = 64;
 
-// How often a folder is read again because a file left it between its name and its attributes.
-constexpr int attempts = 4;
+// How often a folder is read because a file left it between its name and its attributes. On a busy machine a
+// reading can take as long as somebody takes to rename the file once more.
+constexpr int attempts = 8;
 
 bool isVanished(int failure)
 {
