@@ -250,7 +250,7 @@ TEST(ConversionDriverTest, refusesWhatTheEnginesGetWrong)
         ConversionWorld world;
         world.engines.image = [&](auto &, const fs::path &output, auto &, auto &) { engine(output); };
         world.engines.matches = [&](auto &, auto &) { return matches; };
-        const std::string text = world.convert(world.renamed("a.png", "a.jpg"));
+        std::string text = world.convert(world.renamed("a.png", "a.jpg"));
         EXPECT_EQ(world.contents(), "a.png=old");
         return text;
     };
