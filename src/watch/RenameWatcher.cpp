@@ -1,5 +1,7 @@
 #include "watch/RenameWatcher.h"
 
+#include "platform/Error.h"
+
 #include <utility>
 
 namespace quorvalent {
@@ -46,8 +48,10 @@ void RenameWatcher::watch(std::vector<std::filesystem::path> paths, const std::f
     m_files = Listing::take(m_roots, m_onError);
     if (m_roots.empty())
         return;
-    m_stream =
-        EventStream::create(m_roots, m_timing.latency, {[this] { scheduleScan(); }, m_onError, m_onNewName});
+    m_stream = EventStream::create(m_roots, m_timing.latency,
+                                   {[this] { scheduleScan(); }, m_onError,
+                                    [this](const std::filesystem::path &from,
+                                           const std::filesystem::path &to) { tellNewName(from, to); }});
     if (m_stream == nullptr)
         return;
     const bool isWatching = m_stream->start();
@@ -80,6 +84,19 @@ void RenameWatcher::scan()
         m_processing.insert(job.identity());
         m_onRename(job);
     });
+}
+
+void RenameWatcher::tellNewName(const std::filesystem::path &from, const std::filesystem::path &to) const
+{
+    if (!m_onNewName)
+        return;
+    try {
+        if (m_processing.contains(FileStamp::read(to).identity))
+            return;
+    } catch (const Error &) {
+        return; // it is not there any more
+    }
+    m_onNewName(from, to);
 }
 
 } // namespace quorvalent

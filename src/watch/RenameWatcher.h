@@ -40,7 +40,8 @@ class RenameWatcher
 {
 public:
     /// `onNewName` hears of a file's new name at once, long before it may be reported as a rename, so that
-    /// something can be got ready; it is not told of every one, and hears of those that are not reported too.
+    /// something can be got ready. It is not told of every one, and hears of those that are not reported too,
+    /// but not of a reported file: while its job works, the new names are the job's own.
     RenameWatcher(RenameHandler onRename, ProblemHandler onError, WatchTiming timing = {},
                   NewNameHandler onNewName = {});
     /// Waits for the listing in progress; no handler runs afterwards, whatever was still to be done.
@@ -64,6 +65,7 @@ private:
     void unwatch();
     void scheduleScan();
     void scan();
+    void tellNewName(const std::filesystem::path &from, const std::filesystem::path &to) const;
 
     const RenameHandler m_onRename;
     const ProblemHandler m_onError;

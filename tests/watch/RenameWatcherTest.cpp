@@ -39,7 +39,12 @@ public:
         : m_watcher(
               [log = m_log](const RenameJob &job) { postToMain([log, job] { log->jobs.push_back(job); }); },
               [log = m_log](const QString &text) { postToMain([log, text] { log->problems << text; }); },
-              timing)
+              timing,
+              [log = m_log](const fs::path &from, const fs::path &to) {
+                  postToMain([log, line = from.filename().native() + " > " + to.filename().native()] {
+                      log->newNames.push_back(line);
+                  });
+              })
     {
         start(std::move(roots));
     }
@@ -77,6 +82,7 @@ public:
     }
     [[nodiscard]] const std::vector<RenameJob> &jobs() const { return m_log->jobs; }
     [[nodiscard]] const QStringList &problems() const { return m_log->problems; }
+    [[nodiscard]] const std::vector<std::string> &newNames() const { return m_log->newNames; }
 
 private:
     [[nodiscard]] qsizetype traces() const
@@ -88,6 +94,7 @@ private:
     {
         std::vector<RenameJob> jobs;
         QStringList problems;
+        std::vector<std::string> newNames;
     };
 
     std::shared_ptr<Log> m_log = std::make_shared<Log>();
@@ -246,6 +253,22 @@ TEST(RenameWatcher, leavesAReportedFileAloneUntilItIsReleased)
     move("a.gif", "a.tiff")(folder);
     watching.scan();
     EXPECT_THAT(watching.jobsBelow(folder.path()), ElementsAre("a.gif > a.tiff", "a.png > a.jpg"));
+}
+
+TEST(RenameWatcher, tellsANewNameAtOnceUnlessAJobGaveIt)
+{
+    const TestFolder folder;
+    folder.write("a.png", "");
+    folder.write("b.png", "");
+    Watching watching({folder.path()});
+    move("a.png", "a.jpg")(folder);
+    ASSERT_TRUE(waitFor([&] { return watching.newNames().size() == 1; }));
+    EXPECT_THAT(watching.jobs(), IsEmpty()) << "ahead of the listing";
+    watching.scan();
+    move("a.jpg", "a.png")(folder);
+    move("b.png", "b.jpg")(folder);
+    ASSERT_TRUE(waitFor([&] { return watching.newNames().size() >= 2; }));
+    EXPECT_THAT(watching.newNames(), ElementsAre("a.png > a.jpg", "b.png > b.jpg"));
 }
 
 TEST(RenameWatcher, doesNotFollowHardLinks)
