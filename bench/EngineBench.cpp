@@ -77,11 +77,12 @@ double conversion(
 }
 
 // A program that says at once that it was called wrongly: the start of a process and its libraries.
-double bareStart()
+double bareStart(EngineHelper::Family family)
 {
-    return milliseconds([] {
+    return milliseconds([&] {
         ChildCommand command;
-        command.program = HelperEngines::bundledProgram();
+        command.program = HelperPrograms::bundled().of(family);
+        command.arguments = {"unknown"};
         ChildProcess(command).wait();
     });
 }
@@ -89,7 +90,7 @@ double bareStart()
 double firstAnswer(const fs::path &folder, EngineHelper::Family family)
 {
     return milliseconds([&] {
-        EngineHelper helper(HelperEngines::bundledProgram(), family);
+        EngineHelper helper(HelperPrograms::bundled().of(family));
         helper.begin(folder);
         (void)helper.matches({.files = {"missing.png", "missing.jpg"}});
     });
@@ -116,6 +117,7 @@ int main(int argc, char **argv)
         std::vector<double> ratios;
         std::vector<double> unexpected;
         std::vector<double> starts;
+        std::vector<double> mediaStarts;
         std::vector<double> media;
         std::vector<double> images;
         const auto byEngineHere = [&] { return conversion(folder, png, enginesHere()); };
@@ -132,7 +134,8 @@ int main(int argc, char **argv)
                 here.push_back(byEngineHere());
             ratios.push_back(caged.back() / here.back());
             unexpected.push_back(conversion(folder, png, HelperEngines::forDriver()));
-            starts.push_back(bareStart());
+            starts.push_back(bareStart(EngineHelper::Family::Image));
+            mediaStarts.push_back(bareStart(EngineHelper::Family::Media));
             media.push_back(firstAnswer(folder, EngineHelper::Family::Media));
             images.push_back(firstAnswer(folder, EngineHelper::Family::Image));
         }
@@ -142,6 +145,7 @@ int main(int argc, char **argv)
             {QStringLiteral("by helper"), medianOf(caged)},
             {QStringLiteral("not started ahead"), medianOf(unexpected)},
             {QStringLiteral("start"), medianOf(starts)},
+            {QStringLiteral("start for media"), medianOf(mediaStarts)},
             {QStringLiteral("with cage"), medianOf(media)},
             {QStringLiteral("with libvips"), medianOf(images)},
         };

@@ -1,6 +1,6 @@
 # The bundle: the folder tree that the program finds its own parts in. An installed copy has the same shape.
 #   bin/                       the programs
-#   Contents/Helpers/          the external engine (ffmpeg) and quorvalent-engine, which reads all media
+#   Contents/Helpers/          the external engine (ffmpeg) and the engine helpers, which read all media
 #   Contents/Resources/        catalogue, help, licences
 #   Contents/Info.json         version, release date, update settings
 
@@ -38,7 +38,7 @@ function(quorvalent_program name)
     target_link_libraries(${name} PRIVATE ${ARG_USES} quorvalent_rules)
     set_target_properties(${name} PROPERTIES AUTOMOC ON
         RUNTIME_OUTPUT_DIRECTORY ${QUORVALENT_BUNDLE_DIR}/bin)
-    add_dependencies(${name} quorvalent-engine)
+    add_dependencies(${name} quorvalent-engines)
     if(QUORVALENT_TESTS)
         add_test(NAME ${name}-reads-no-media COMMAND ${CMAKE_COMMAND}
             -DPROGRAM=$<TARGET_FILE:${name}> -P ${PROJECT_SOURCE_DIR}/cmake/ReadsNoMedia.cmake)

@@ -1,6 +1,7 @@
 #include "convert/Converter.h"
 
 #include "convert/ConversionDriver.h"
+#include "core/MediaFamilies.h"
 
 namespace quorvalent {
 
@@ -13,9 +14,10 @@ using Kind = EngineProtocol::EngineKind;
 void run(Kind engine, const fs::path &source, const fs::path &output, const Preferences &preferences,
          const Progress &progress)
 {
+    const bool isImage = engine == Kind::Image ||
+                         (engine == Kind::External && imageExtensions().contains(pathExtension(output)));
     HelperEngines engines;
-    engines.begin(output.parent_path(),
-                  engine == Kind::Image ? EngineHelper::Family::Image : EngineHelper::Family::Media);
+    engines.begin(output.parent_path(), isImage ? EngineHelper::Family::Image : EngineHelper::Family::Media);
     engines.convert(engine, source, output, preferences, progress);
 }
 

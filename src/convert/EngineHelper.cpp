@@ -38,12 +38,10 @@ bool endedForWantOfMemory(const ExitStatus &status)
            status == ExitStatus{.code = Protocol::outOfMemoryExitCode, .signal = 0};
 }
 
-ChildCommand helperCommand(const fs::path &program, EngineHelper::Family family,
-                           const FileDescriptor &requests)
+ChildCommand helperCommand(const fs::path &program, const FileDescriptor &requests)
 {
     ChildCommand command;
     command.program = program;
-    command.arguments = {family == EngineHelper::Family::Image ? "image" : "media"};
     // Nothing of the user's environment may change what a library does. libvips would look for modules of
     // its own in its home; it is kept from those, which take longer to load than a picture to convert.
     command.environment = {"LC_ALL=C.UTF-8", "VIPSHOME=/nonexistent"};
@@ -62,15 +60,15 @@ EngineHelper::Pipe::Pipe()
     write = FileDescriptor(ends[1]);
 }
 
-EngineHelper::EngineHelper(const fs::path &program, Family family)
-    : EngineHelper(program, family, Pipe())
+EngineHelper::EngineHelper(const fs::path &program)
+    : EngineHelper(program, Pipe())
 {}
 
-EngineHelper::EngineHelper(const fs::path &program, Family family, Pipe requests)
+EngineHelper::EngineHelper(const fs::path &program, Pipe requests)
     : m_requests(std::move(requests.write))
     , m_process([&] {
         try {
-            return ChildProcess(helperCommand(program, family, requests.read));
+            return ChildProcess(helperCommand(program, requests.read));
         } catch (const FileError &failure) {
             if (failure.isNotFound())
                 throw ConversionError(u"Le moteur intégré est manquant. Réinstallez Quorvalent."_s);

@@ -20,11 +20,11 @@ namespace quorvalent {
 class EngineHelper
 {
 public:
-    /// What the helper gets ready while it waits for its folder.
+    /// Each has a program of its own.
     enum class Family { Image, Media };
 
     /// Starts the program and returns at once; ConversionError when it cannot be started.
-    EngineHelper(const std::filesystem::path &program, Family family);
+    explicit EngineHelper(const std::filesystem::path &program);
     /// Ends the helper with everything it started.
     ~EngineHelper() = default;
 
@@ -53,7 +53,7 @@ private:
         FileDescriptor write;
     };
 
-    EngineHelper(const std::filesystem::path &program, Family family, Pipe requests);
+    EngineHelper(const std::filesystem::path &program, Pipe requests);
 
     [[nodiscard]] bool send(const EngineProtocol::Request &request) const;
     EngineProtocol::Reply ask(const EngineProtocol::Request &request, const Progress &progress);

@@ -19,18 +19,21 @@ EngineProtocol::WorkFiles workFiles(const fs::path &source, const fs::path &outp
 
 } // namespace
 
+HelperPrograms HelperPrograms::bundled()
+{
+    const fs::path helpers = Bundle::root() / "Contents/Helpers";
+    return {helpers / "quorvalent-image-engine", helpers / "quorvalent-engine"};
+}
+
 HelperEngines::HelperEngines(HelperSource helpers)
     : m_helpers(std::move(helpers))
 {}
 
-fs::path HelperEngines::bundledProgram()
+HelperSource HelperEngines::starting(HelperPrograms programs)
 {
-    return Bundle::root() / "Contents/Helpers/quorvalent-engine";
-}
-
-HelperSource HelperEngines::starting(const fs::path &program)
-{
-    return [program](EngineHelper::Family family) { return std::make_unique<EngineHelper>(program, family); };
+    return [programs = std::move(programs)](EngineHelper::Family family) {
+        return std::make_unique<EngineHelper>(programs.of(family));
+    };
 }
 
 void HelperEngines::begin(const fs::path &mediaFolder, EngineHelper::Family family)

@@ -9,6 +9,21 @@
 
 namespace quorvalent {
 
+/// The programs that helpers run.
+struct HelperPrograms
+{
+    std::filesystem::path image;
+    std::filesystem::path media;
+
+    /// Those of the application bundle.
+    [[nodiscard]] static HelperPrograms bundled();
+
+    [[nodiscard]] const std::filesystem::path &of(EngineHelper::Family family) const
+    {
+        return family == EngineHelper::Family::Image ? image : media;
+    }
+};
+
 /// Hands out a helper that has not begun; ConversionError when there is none. Called on a conversion's
 /// thread.
 using HelperSource = std::function<std::unique_ptr<EngineHelper>(EngineHelper::Family)>;
@@ -18,13 +33,10 @@ using HelperSource = std::function<std::unique_ptr<EngineHelper>(EngineHelper::F
 class HelperEngines
 {
 public:
-    explicit HelperEngines(HelperSource helpers = starting(bundledProgram()));
+    explicit HelperEngines(HelperSource helpers = starting(HelperPrograms::bundled()));
 
-    /// The helper program of the application bundle.
-    [[nodiscard]] static std::filesystem::path bundledProgram();
-
-    /// Starts this program on the thread that asks.
-    [[nodiscard]] static HelperSource starting(const std::filesystem::path &program);
+    /// Starts one of these programs on the thread that asks.
+    [[nodiscard]] static HelperSource starting(HelperPrograms programs);
 
     /// Gets the helper ahead of its first request; ConversionError when there is none. The engines' files all
     /// lie in `mediaFolder`.
@@ -42,7 +54,7 @@ public:
     void end() { m_helper.reset(); }
 
     /// Those of the driver, run by a helper.
-    [[nodiscard]] static Engines forDriver(HelperSource helpers = starting(bundledProgram()));
+    [[nodiscard]] static Engines forDriver(HelperSource helpers = starting(HelperPrograms::bundled()));
 
 private:
     EngineHelper &helper();

@@ -7,8 +7,8 @@
 
 namespace quorvalent {
 
-HelperReserve::HelperReserve(std::filesystem::path program, std::chrono::milliseconds patience)
-    : m_program(std::move(program))
+HelperReserve::HelperReserve(HelperPrograms programs, std::chrono::milliseconds patience)
+    : m_programs(std::move(programs))
     , m_patience(patience)
     , m_queue(QStringLiteral("quorvalent.helpers"))
 {}
@@ -56,7 +56,7 @@ void HelperReserve::provide(EngineHelper::Family family)
     if (m_waiting && m_family == family && !m_waiting->hasEnded())
         return;
     m_waiting.reset();
-    m_waiting = std::make_unique<EngineHelper>(m_program, family);
+    m_waiting = std::make_unique<EngineHelper>(m_programs.of(family));
     m_family = family;
 }
 

@@ -5,7 +5,6 @@
 #include "platform/Dispatch.h"
 
 #include <chrono>
-#include <filesystem>
 #include <memory>
 
 namespace quorvalent {
@@ -20,7 +19,7 @@ class HelperReserve
 {
 public:
     /// A helper is let go when no conversion has come for `patience`.
-    explicit HelperReserve(std::filesystem::path program = HelperEngines::bundledProgram(),
+    explicit HelperReserve(HelperPrograms programs = HelperPrograms::bundled(),
                            std::chrono::milliseconds patience = std::chrono::seconds(10));
     ~HelperReserve();
     HelperReserve(const HelperReserve &) = delete;
@@ -38,7 +37,7 @@ private:
     /// One of this family waits afterwards; ConversionError when it cannot be started.
     void provide(EngineHelper::Family family);
 
-    const std::filesystem::path m_program;
+    const HelperPrograms m_programs;
     const std::chrono::milliseconds m_patience;
     // All below live on m_queue.
     std::unique_ptr<EngineHelper> m_waiting;

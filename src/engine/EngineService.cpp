@@ -1,16 +1,5 @@
 #include "engine/EngineService.h"
 
-#include "core/MediaFamilies.h"
-#include "core/Preferences.h"
-#include "core/RenameJob.h"
-#include "engine/AudioEngine.h"
-#include "engine/ExternalEngine.h"
-#include "engine/ImageCheck.h"
-#include "engine/ImageEngine.h"
-#include "engine/VideoEngine.h"
-#include "engine/WebpAssistance.h"
-#include "media/AudioTags.h"
-#include "media/ImageSource.h"
 #include "platform/Error.h"
 #include "platform/QuietWrite.h"
 
@@ -19,41 +8,12 @@
 
 namespace quorvalent {
 
-namespace {
-
 namespace fs = std::filesystem;
 namespace Protocol = EngineProtocol;
 
-bool isSingleStillImage(const fs::path &source)
-{
-    const std::optional<ImageSource> image = ImageSource::open(source, source.parent_path());
-    return image && image->frameCount() == 1;
-}
-
-ImageAssistance imageAssistance()
-{
-    return {&isSingleStillImage, &WebpAssistance::pictureFor, &WebpAssistance::carryMetadata};
-}
-
-bool isImage(const fs::path &output)
-{
-    return imageExtensions().contains(pathExtension(output));
-}
-
-Preferences preferencesOf(const Protocol::Conversion &conversion, const QString &extension)
-{
-    Preferences preferences;
-    preferences.imageQuality.insert(extension, conversion.imageQuality);
-    preferences.audioBitrate.insert(extension, conversion.bitrateKbps);
-    preferences.videoQuality.insert(extension, conversion.videoLevel);
-    return preferences;
-}
-
-} // namespace
-
-EngineService::EngineService(fs::path workFolder, std::optional<fs::path> external, Conversation conversation)
+EngineService::EngineService(fs::path workFolder, EngineFamily &family, Conversation conversation)
     : m_workFolder(std::move(workFolder))
-    , m_external(std::move(external))
+    , m_family(family)
     , m_conversation(std::move(conversation))
 {}
 
@@ -93,48 +53,14 @@ Protocol::Reply EngineService::answer(const Protocol::Request &request)
 
 void EngineService::convert(const Protocol::Conversion &conversion)
 {
-    const fs::path source = m_workFolder / conversion.files.source;
-    const fs::path output = m_workFolder / conversion.files.output;
-    const Progress progress = [this](std::optional<double> fraction) {
-        send(Protocol::ProgressReport{fraction});
-    };
-    if (conversion.engine == Protocol::EngineKind::Image) {
-        runImageEngine(source, output, conversion.imageQuality, progress);
-        return;
-    }
-    SourceLength length;
-    if (!isImage(output)) {
-        MediaCheck &check = mediaCheck(source);
-        length = [&check] { return lengthOf(check.original()); };
-    }
-    switch (conversion.engine) {
-    case Protocol::EngineKind::Audio:
-        runAudioEngine(source, output, conversion.bitrateKbps, progress);
-        carryAudioTags(source, output);
-        break;
-    case Protocol::EngineKind::Video:
-        runVideoEngine(source, output, conversion.videoLevel, progress);
-        break;
-    default:
-        runExternalEngine(m_external, source, output, preferencesOf(conversion, pathExtension(output)),
-                          progress, imageAssistance(), length);
-        if (audioExtensions().contains(pathExtension(output)))
-            carryAudioTags(source, output);
-    }
+    m_family.convert(conversion, m_workFolder / conversion.files.source,
+                     m_workFolder / conversion.files.output,
+                     [this](std::optional<double> fraction) { send(Protocol::ProgressReport{fraction}); });
 }
 
 bool EngineService::matches(const Protocol::Check &check)
 {
-    const fs::path source = m_workFolder / check.files.source;
-    const fs::path output = m_workFolder / check.files.output;
-    return isImage(output) ? imageMatches(source, output) : mediaCheck(source).matches(output);
-}
-
-MediaCheck &EngineService::mediaCheck(const fs::path &source)
-{
-    if (!m_mediaCheck)
-        m_mediaCheck.emplace(source);
-    return *m_mediaCheck;
+    return m_family.matches(m_workFolder / check.files.source, m_workFolder / check.files.output);
 }
 
 } // namespace quorvalent

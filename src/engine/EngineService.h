@@ -1,13 +1,11 @@
 #pragma once
 
 #include "convert/EngineProtocol.h"
-#include "core/Progress.h"
-#include "engine/MediaCheck.h"
+#include "engine/EngineFamily.h"
 #include "engine/RequestStream.h"
 #include "platform/FileDescriptor.h"
 
 #include <filesystem>
-#include <optional>
 
 namespace quorvalent {
 
@@ -24,9 +22,8 @@ public:
         FileDescriptor replies;
     };
 
-    /// `external` is the FFmpeg program of the external engine, nothing where it is missing.
-    EngineService(std::filesystem::path workFolder, std::optional<std::filesystem::path> external,
-                  Conversation conversation);
+    /// The family outlives the service.
+    EngineService(std::filesystem::path workFolder, EngineFamily &family, Conversation conversation);
 
     /// Returns when the other end hangs up. EngineProtocol::ProtocolError when it does not keep to the
     /// protocol, FileError when the conversation breaks off.
@@ -38,12 +35,10 @@ private:
     [[nodiscard]] EngineProtocol::Reply answer(const EngineProtocol::Request &request);
     void convert(const EngineProtocol::Conversion &conversion);
     [[nodiscard]] bool matches(const EngineProtocol::Check &check);
-    MediaCheck &mediaCheck(const std::filesystem::path &source);
 
     std::filesystem::path m_workFolder;
-    std::optional<std::filesystem::path> m_external;
+    EngineFamily &m_family;
     Conversation m_conversation;
-    std::optional<MediaCheck> m_mediaCheck; ///< begun before the engine, so that the source is probed once
 };
 
 } // namespace quorvalent

@@ -265,7 +265,7 @@ void serve(const Surroundings &surroundings)
 
 int main(int argc, char **argv)
 {
-    if (argc != 2)
+    if (argc != 1)
         return 2;
     const Surroundings found = surroundings(argv[0]);
     std::ofstream(found.diary.parent_path() / "starts", std::ios::app) << '.';

@@ -61,6 +61,7 @@ public:
     }
 
     [[nodiscard]] fs::path program() const { return m_beside / "engine"; }
+    [[nodiscard]] HelperPrograms programs() const { return {program(), program()}; }
     [[nodiscard]] std::size_t starts() const { return m_beside.read("starts").size(); }
     [[nodiscard]] std::string diary() const { return m_beside.read("diary"); }
 
@@ -83,7 +84,7 @@ private:
     const TestFolder m_beside;
     const FileDescriptor m_listener;
     const Files m_files;
-    const ConversionDriver m_driver{m_files, HelperEngines::forDriver(HelperEngines::starting(program()))};
+    const ConversionDriver m_driver{m_files, HelperEngines::forDriver(HelperEngines::starting(programs()))};
 };
 
 constexpr auto stopped = "Le moteur de conversion s’est arrêté de façon inattendue.";
@@ -181,7 +182,7 @@ TEST(HelperReserve, handsOutTheOneThatWaits)
 {
     const HelperWorld world;
     world.setBehaviour("good");
-    HelperReserve reserve(world.program());
+    HelperReserve reserve(world.programs());
     reserve.expect(EngineHelper::Family::Image);
     reserve.expect(EngineHelper::Family::Image);
     ASSERT_TRUE(waitFor([&] { return world.starts() == 1; }));
@@ -200,7 +201,7 @@ TEST(HelperReserve, startsAnotherWhereTheOneThatWaitsIsOfNoUse)
 {
     const HelperWorld world;
     world.setBehaviour("diesAtTheStart");
-    HelperReserve reserve(world.program());
+    HelperReserve reserve(world.programs());
     reserve.expect(EngineHelper::Family::Media);
     ASSERT_TRUE(waitFor(&hasEndedChild));
     world.setBehaviour("good");
@@ -219,7 +220,7 @@ TEST(HelperReserve, keepsNoProcessThatNobodyNeeds)
     const HelperWorld world;
     world.setBehaviour("good");
     {
-        HelperReserve impatient(world.program(), std::chrono::milliseconds(20));
+        HelperReserve impatient(world.programs(), std::chrono::milliseconds(20));
         ASSERT_TRUE(waitFor([&] {
             impatient.expect(EngineHelper::Family::Image); // lets one that waits stay
             return world.starts() > 0;
@@ -227,7 +228,7 @@ TEST(HelperReserve, keepsNoProcessThatNobodyNeeds)
         EXPECT_TRUE(waitFor([&] { return world.helpersRunning() == 0; }));
     }
     {
-        HelperReserve ending(world.program());
+        HelperReserve ending(world.programs());
         const std::size_t before = world.starts();
         ending.expect(EngineHelper::Family::Image);
         ASSERT_TRUE(waitFor([&] { return world.starts() > before; }));
@@ -237,7 +238,7 @@ TEST(HelperReserve, keepsNoProcessThatNobodyNeeds)
 
 TEST(HelperReserve, tellsAtTheConversionThatThereIsNoProgram)
 {
-    HelperReserve reserve("/no/such/program");
+    HelperReserve reserve({"/no/such/program", "/no/such/program"});
     reserve.expect(EngineHelper::Family::Image);
     EXPECT_THROW((void)reserve.take(EngineHelper::Family::Image), ConversionError);
 }

@@ -149,12 +149,12 @@ protected:
         const fs::path watch = bundle / "bin/quorvalent-watch";
         fs::copy_file(built / "bin/quorvalent-watch", watch);
         // Where a library asks for too much memory, it is to be told so, as it is without a checker.
-        const fs::path helper =
-            bundle.write("Contents/Helpers/quorvalent-engine",
-                         "#!/bin/sh\nASAN_OPTIONS=allocator_may_return_null=1 exec \"" +
-                             (built / "Contents/Helpers/quorvalent-engine").native() + "\" \"$@\" 2>>\"" +
-                             (settings / "reports").native() + "\"\n");
-        fs::permissions(helper, fs::perms::owner_all);
+        for (const char *name :
+             {"Contents/Helpers/quorvalent-engine", "Contents/Helpers/quorvalent-image-engine"})
+            fs::permissions(bundle.write(name, "#!/bin/sh\nASAN_OPTIONS=allocator_may_return_null=1 exec \"" +
+                                                   (built / name).native() + "\" 2>>\"" +
+                                                   (settings / "reports").native() + "\"\n"),
+                            fs::perms::owner_all);
         return watch;
     }
 

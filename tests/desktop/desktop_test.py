@@ -40,7 +40,7 @@ class Session:
         shutil.copytree(bundle, self.bundle, symlinks=True)
         helpers = self.bundle / "Contents/Helpers"
         self.ffmpeg = helpers / "ffmpeg"
-        helper = helpers / "quorvalent-engine"
+        helper = helpers / "quorvalent-image-engine"
         helper.rename(helpers / "engine")
         helper.write_text(HELPER.format(home=home, engine=helpers / "engine"))
         helper.chmod(0o755)

@@ -1,25 +1,21 @@
-// The engine helper: a process of its own for each conversion, in which all media is read, so that what a
-// file does to a decoder stays here. Argument: "image" or "media" for what will be asked. Requests come in by
-// standard input, the folder to work in first, answers go out by standard output.
+#include "engine/HelperMain.h"
 
 #include "engine/EngineService.h"
-#include "media/ImageSource.h"
 #include "platform/Bundle.h"
 #include "platform/Error.h"
 #include "platform/cage/Cage.h"
 
 #include <fcntl.h>
-#include <malloc.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
 #include <exception>
 #include <new>
 
+namespace quorvalent {
+
 namespace {
 
-using namespace quorvalent;
 namespace fs = std::filesystem;
 
 constexpr int brokenConversation = 1;
@@ -56,22 +52,6 @@ void enterCage(const fs::path &workFolder, const std::optional<fs::path> &extern
     cage.enter();
 }
 
-// While nobody waits: lets the kernel give the pages that a picture will need, which it does one fault at a
-// time, a few thousand of them. They stay in one heap, which all threads then share.
-void warmHeap()
-{
-    constexpr std::size_t ofALargePhoto = 16UL << 20; // bytes; what a picture of 12 megapixels touches
-    constexpr int onTheHeap = 32 << 20;               // bytes; glibc's own upper bound for this limit
-    ::mallopt(M_ARENA_MAX, 1);
-    ::mallopt(M_MMAP_THRESHOLD, onTheHeap);
-    ::mallopt(M_TRIM_THRESHOLD, 2 * onTheHeap);
-    if (void *const pages = std::malloc(ofALargePhoto)) {
-        std::memset(pages, 1, ofALargePhoto);
-        asm volatile("" : : "r"(pages) : "memory"); // else the compiler sees that nobody reads them
-        std::free(pages);
-    }
-}
-
 // Where to work. It may be a while until it is told: helpers are started ahead.
 fs::path nextFolder(RequestStream &stream)
 {
@@ -103,16 +83,13 @@ FileDescriptor keptAside(int descriptor)
 
 } // namespace
 
-int main(int argc, char **argv)
+int runHelper(int argumentCount, const HelperFamily &family)
 {
-    if (argc != 2)
+    if (argumentCount != 1)
         return badUsage;
     std::set_terminate(exitForWantOfMemory);
     try {
-        if (std::string_view(argv[1]) == "image") {
-            warmHeap();
-            ImageSource::prepare();
-        }
+        family.getReady();
         EngineService::Conversation conversation;
         const fs::path workFolder = nextFolder(conversation.stream);
         const std::optional<fs::path> external = externalEngine();
@@ -120,7 +97,8 @@ int main(int argc, char **argv)
         enterCage(workFolder, external);
         conversation.requests = keptAside(STDIN_FILENO);
         conversation.replies = keptAside(STDOUT_FILENO);
-        EngineService(workFolder, external, std::move(conversation)).run();
+        const std::unique_ptr<EngineFamily> engines = family.make(external);
+        EngineService(workFolder, *engines, std::move(conversation)).run();
         ::_exit(0); // nothing is left that the libraries' clean-up could be good for
     } catch (const EngineProtocol::ProtocolError &) {
         return brokenConversation;
@@ -130,3 +108,5 @@ int main(int argc, char **argv)
         return brokenConversation;
     }
 }
+
+} // namespace quorvalent

@@ -1,0 +1,27 @@
+#pragma once
+
+#include "engine/EngineFamily.h"
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+
+namespace quorvalent {
+
+/// What one of the helper programs does.
+struct HelperFamily
+{
+    /// Called while nobody waits, before a folder is told and before the cage.
+    std::function<void()> getReady;
+    /// The engines, with the FFmpeg program of the external engine, or nothing where it is missing.
+    std::function<std::unique_ptr<EngineFamily>(std::optional<std::filesystem::path> external)> make;
+};
+
+/// The main function of an engine helper: a process of its own for each conversion, in which all media is
+/// read, so that what a file does to a decoder stays there. Requests come in by standard input, the folder to
+/// work in first; answers go out by standard output. Takes no arguments. Returns the exit status, or ends the
+/// process.
+[[nodiscard]] int runHelper(int argumentCount, const HelperFamily &family);
+
+} // namespace quorvalent

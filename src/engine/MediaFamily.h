@@ -1,0 +1,29 @@
+#pragma once
+
+#include "engine/EngineFamily.h"
+#include "engine/MediaCheck.h"
+
+#include <optional>
+
+namespace quorvalent {
+
+/// Sounds and films: their engines, and the external one.
+class MediaFamily final : public EngineFamily
+{
+public:
+    /// `external` is the FFmpeg program of the external engine, nothing where it is missing.
+    explicit MediaFamily(std::optional<std::filesystem::path> external);
+
+    void convert(const EngineProtocol::Conversion &conversion, const std::filesystem::path &source,
+                 const std::filesystem::path &output, const Progress &progress) override;
+    [[nodiscard]] bool matches(const std::filesystem::path &source,
+                               const std::filesystem::path &output) override;
+
+private:
+    MediaCheck &mediaCheck(const std::filesystem::path &source);
+
+    std::optional<std::filesystem::path> m_external;
+    std::optional<MediaCheck> m_mediaCheck; ///< begun before the engine, so that the source is probed once
+};
+
+} // namespace quorvalent

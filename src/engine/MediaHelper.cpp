@@ -1,0 +1,14 @@
+// The engine helper for sounds and films. It loads nothing that only pictures need.
+
+#include "engine/HelperMain.h"
+#include "engine/MediaFamily.h"
+
+int main(int argc, char **)
+{
+    using namespace quorvalent;
+    return runHelper(argc, {.getReady = [] {},
+                            .make =
+                                [](std::optional<std::filesystem::path> external) {
+                                    return std::make_unique<MediaFamily>(std::move(external));
+                                }});
+}
