@@ -40,6 +40,19 @@ TEST(WebpAssistance, leavesAPlainPictureToTheEngine)
     EXPECT_FALSE(std::filesystem::exists(folder / "picture.png"));
 }
 
+// libvips ends the process at a picture of which shrinking leaves nothing.
+TEST(WebpAssistance, takesAJpegThatIsSmallerThanOneOfItsBlocks)
+{
+    const TestFolder folder;
+    for (const char *size : {"1:1", "48:4", "4:48", "7:7", "8:8"}) {
+        const std::filesystem::path small = test::makeMedia(
+            folder / "small.jpg", {"-f", "lavfi", "-i", "testsrc2=size=64x64", "-vf",
+                                   std::string("format=yuvj444p,crop=") + size, "-frames:v", "1"});
+        EXPECT_EQ(WebpAssistance::pictureFor(small, folder.path()), small) << size;
+        std::filesystem::remove(small);
+    }
+}
+
 TEST(WebpAssistance, turnsAPictureThatTheEngineWouldNot)
 {
     const TestFolder folder;

@@ -89,8 +89,11 @@ FrameProperties StillReader::properties(int) const
 
 void StillReader::verify()
 {
-    // A JPEG shrunk by 8 takes all of the entropy decoding, where damage shows, and little of the rest.
-    const VImage image = m_kind == Kind::Jpeg ? load(8) : pixels(0);
+    // A JPEG shrunk by 8 takes all of the entropy decoding, where damage shows, and little of the rest. Of
+    // one that is smaller nothing would be left, at which libvips ends the process.
+    constexpr int shrink = 8;
+    const bool shrinks = m_kind == Kind::Jpeg && std::min(m_image.width(), m_image.height()) >= shrink;
+    const VImage image = shrinks ? load(shrink) : pixels(0);
     ImageFrame(std::make_shared<ImageFrame::Pixels>(ImageFrame::Pixels{image})).decode();
 }
 
