@@ -1,6 +1,7 @@
 #include "platform/ChildProcess.h"
 
 #include "platform/Error.h"
+#include "support/ChildProcess.h"
 #include "support/TestFolder.h"
 
 #include <gtest/gtest.h>
@@ -13,6 +14,7 @@
 #include <csignal>
 #include <fstream>
 #include <memory>
+#include <vector>
 
 namespace quorvalent::test {
 
@@ -72,15 +74,28 @@ TEST(ChildProcess, hasNothingMoreToSayOnceItHasEnded)
 TEST(ChildProcess, reportsAProgramThatCannotStart)
 {
     const TestFolder folder;
+    std::vector<ChildCommand> commands;
     for (const auto &program : {folder / "missing", folder.write("text", "not executable"), folder.path()}) {
-        ChildCommand command = shell("true");
-        command.program = program;
-        EXPECT_THROW(const ChildProcess child(command), FileError) << program;
+        commands.push_back(shell("true"));
+        commands.back().program = program;
     }
-    ChildCommand noFolder = shell("true");
-    noFolder.workingFolder = folder / "gone";
-    EXPECT_THROW(const ChildProcess child(noFolder), FileError);
-    EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "a failed start left a process behind";
+    commands.push_back(shell("true"));
+    commands.back().workingFolder = folder / "gone";
+
+    // In a process that has no other children.
+    const ChildResult result = runInChild(Rights::Same, [&commands] {
+        std::string outcome;
+        for (const ChildCommand &command : commands) {
+            try {
+                const ChildProcess child(command);
+                outcome += "started, ";
+            } catch (const FileError &) {
+                outcome += "refused, ";
+            }
+        }
+        return outcome + (::waitpid(-1, nullptr, WNOHANG) == -1 ? "nothing left" : "a process left");
+    });
+    EXPECT_EQ(result.text, "refused, refused, refused, refused, nothing left");
 }
 
 TEST(ChildProcess, inheritsNothingOfOurs)
