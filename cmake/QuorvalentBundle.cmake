@@ -31,6 +31,14 @@ function(quorvalent_bundle)
     endforeach()
 endfunction()
 
+# For the test programs and benchmarks, which do not lie in bin/: the build folder as the bundle above them.
+function(quorvalent_trial_bundle)
+    file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/Contents/Helpers)
+    foreach(part Helpers/ffmpeg Helpers/quorvalent-engine Helpers/quorvalent-image-engine Resources)
+        file(CREATE_LINK ${QUORVALENT_BUNDLE_DIR}/Contents/${part} ${PROJECT_BINARY_DIR}/Contents/${part} SYMBOLIC)
+    endforeach()
+endfunction()
+
 # A program of ours, in the bundle's bin/. None of them reads media itself.
 function(quorvalent_program name)
     cmake_parse_arguments(PARSE_ARGV 1 ARG "" "" "SOURCES;USES")
