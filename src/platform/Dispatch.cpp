@@ -6,6 +6,7 @@
 
 #include <sys/resource.h>
 
+#include <algorithm>
 #include <atomic>
 #include <future>
 #include <utility>
@@ -109,8 +110,11 @@ SerialQueue::SerialQueue(const QString &label, Priority priority)
     m_thread->setObjectName(label);
     m_thread->start();
     // On Linux niceness belongs to the thread, and QThread's own priorities do nothing for ordinary ones.
+    // A program that was started nicer than that keeps its niceness.
     if (priority == Priority::Utility)
-        post([] { (void)::setpriority(PRIO_PROCESS, 0, utilityNiceness); });
+        post([] {
+            (void)::setpriority(PRIO_PROCESS, 0, std::max(utilityNiceness, ::getpriority(PRIO_PROCESS, 0)));
+        });
 }
 
 SerialQueue::~SerialQueue()
