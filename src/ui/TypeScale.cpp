@@ -1,6 +1,7 @@
 #include "ui/TypeScale.h"
 
 #include <QFontDatabase>
+#include <QFontMetricsF>
 #include <QStringList>
 
 #include <array>
@@ -61,6 +62,18 @@ constexpr std::array scripts{
     Script{QLatin1String("km"), QLatin1String("Noto Sans Khmer")},
 };
 
+// For languages of some scripts, Khmer for one, the system's fixed-width font is one of that script, whose
+// Latin letters have widths of their own.
+QStringList fixedWidthFamilies()
+{
+    const QFont systemFont = QFontDatabase::systemFont(QFontDatabase::FixedFont);
+    const QFontMetricsF metrics(systemFont);
+    QStringList families = systemFont.families();
+    if (!qFuzzyCompare(metrics.horizontalAdvance(u'i'), metrics.horizontalAdvance(u'M')))
+        families = QStringList{QLatin1String("Noto Sans Mono"), QLatin1String("DejaVu Sans Mono")} + families;
+    return families;
+}
+
 } // namespace
 
 QFont fontOf(TextStyle style)
@@ -68,7 +81,7 @@ QFont fontOf(TextStyle style)
     const Style wanted = styleOf(style);
     QFont font;
     if (wanted.fixedWidth)
-        font.setFamilies(QFontDatabase::systemFont(QFontDatabase::FixedFont).families());
+        font.setFamilies(fixedWidthFamilies());
     font.setPixelSize(wanted.pixels);
     font.setWeight(wanted.weight);
     return font;

@@ -94,6 +94,8 @@ const std::map<QString, const char *> &otherTexts()
         {u"Noto Sans CJK KR"_s, system},
         {u"Noto Sans Devanagari"_s, system},
         {u"Noto Sans Khmer"_s, system},
+        {u"Noto Sans Mono"_s, system},
+        {u"DejaVu Sans Mono"_s, system},
         {u"No space left on device"_s, ofFfmpeg},
         {u"Estimating duration from bitrate"_s, ofFfmpeg},
         {u": out of memory"_s, ofLibraries},
