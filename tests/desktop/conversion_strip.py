@@ -29,7 +29,7 @@ side_pane_mode=hidden;places
 max_tab_chars=32
 win_width=520
 win_height=210
-toolbar=navigation;
+toolbar=hidden;
 """
 
 STYLE = """gtk-icon-theme-name = "Adwaita"
