@@ -89,6 +89,15 @@ public:
         m_notesArea->setWidget(m_notes);
         m_notes->setAutoFillBackground(false); // the card is behind it
         m_notesCard->add(m_notesArea);
+        auto *texts = new QVBoxLayout;
+        texts->setContentsMargins(metrics::buttonPlainPadding, 0, 0, 0);
+        texts->setSpacing(metrics::cardSpacing);
+        texts->addLayout(head);
+        texts->addWidget(m_text);
+        texts->addWidget(m_progress);
+        texts->addWidget(m_detail);
+        texts->addWidget(m_notesTitle);
+        texts->addWidget(m_notesCard);
         auto *buttons = new QHBoxLayout;
         buttons->setSpacing(metrics::rowGap);
         buttons->addWidget(aside);
@@ -96,15 +105,12 @@ public:
         buttons->addWidget(mildest);
         buttons->addWidget(act);
         m_column = new QVBoxLayout(this);
-        m_column->setContentsMargins(metrics::popoverPadding, metrics::popoverPadding,
-                                     metrics::popoverPadding, metrics::popoverPadding);
+        // The plain button begins left of the texts, so that its own text lines up with them.
+        m_column->setContentsMargins(metrics::popoverPadding - metrics::buttonPlainPadding,
+                                     metrics::popoverPadding, metrics::popoverPadding,
+                                     metrics::popoverPadding);
         m_column->setSpacing(metrics::cardSpacing);
-        m_column->addLayout(head);
-        m_column->addWidget(m_text);
-        m_column->addWidget(m_progress);
-        m_column->addWidget(m_detail);
-        m_column->addWidget(m_notesTitle);
-        m_column->addWidget(m_notesCard);
+        m_column->addLayout(texts);
         m_column->addLayout(buttons);
     }
 
@@ -142,9 +148,8 @@ private:
     void fit()
     {
         layOut();
-        const QMargins margins = m_column->contentsMargins();
         const int width = std::max(metrics::dialogWidth, m_column->minimumSize().width());
-        const int notesWidth = width - margins.left() - margins.right() - 2 * metrics::cardPadding;
+        const int notesWidth = width - 2 * metrics::popoverPadding - 2 * metrics::cardPadding;
         const int notesHeight = m_notes->heightForWidth(notesWidth);
         m_notesArea->setFixedHeight(std::min(notesHeight, metrics::updateNotesHeight));
         m_notesArea->setFocusPolicy(notesHeight > metrics::updateNotesHeight ? Qt::StrongFocus : Qt::NoFocus);
