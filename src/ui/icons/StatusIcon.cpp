@@ -15,7 +15,8 @@ using namespace Qt::StringLiterals;
 
 constexpr double grid = 16;
 const QColor rim(0, 0, 0, 0xd0);
-constexpr double leastRim = 0.8; // pixels: a thinner one is lost on a light panel
+// Of the grid. A panel may shrink the largest picture, and a finer rim would be lost where it is light.
+constexpr double rimWidth = 0.75;
 const QList<QSize> sizes{{16, 16}, {22, 22}, {24, 24}, {32, 32}, {44, 44}, {48, 48}, {64, 64}};
 
 QString nameOf(StatusState state)
@@ -67,9 +68,8 @@ QPixmap drawn(StatusState state, const QSize &size)
     picture.fill(Qt::transparent);
     QPainter painter(&picture);
     painter.setRenderHint(QPainter::SmoothPixmapTransform);
-    const double width = std::max(unit / 2, leastRim);
     for (const QPointF &offset : {QPointF(-1, 0), QPointF(1, 0), QPointF(0, -1), QPointF(0, 1)})
-        painter.drawPixmap(offset * width, shadow);
+        painter.drawPixmap(offset * rimWidth * unit, shadow);
     painter.drawPixmap(0, 0, inkedWith(inkOf(state), shape));
     return picture;
 }
