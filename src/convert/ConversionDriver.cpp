@@ -67,13 +67,13 @@ ConversionDriver::ConversionDriver(const Files &files, Engines engines)
     , m_engines(std::move(engines))
 {}
 
-void ConversionDriver::convert(const RenameJob &job, const Preferences &preferences,
-                               const Progress &progress) const
+ConversionReport ConversionDriver::convert(const RenameJob &job, const Preferences &preferences,
+                                           const Progress &progress) const
 {
     if (const std::optional<QString> refusal = RenameProtection::reason(job))
         throw RenameProtection::reject(job, *refusal, m_files);
     try {
-        replace(job, preferences, progress);
+        return replace(job, preferences, progress);
     } catch (const Error &failure) {
         giveNameBack(job, failure);
         throw;
@@ -84,8 +84,8 @@ void ConversionDriver::convert(const RenameJob &job, const Preferences &preferen
     }
 }
 
-void ConversionDriver::replace(const RenameJob &job, const Preferences &preferences,
-                               const Progress &progress) const
+ConversionReport ConversionDriver::replace(const RenameJob &job, const Preferences &preferences,
+                                           const Progress &progress) const
 {
     requireStamp(job, u"Le fichier a changé. Conversion annulée pour le protéger."_s);
     const WorkFolder work(m_files, job, preferences.keepOriginal);
@@ -95,13 +95,17 @@ void ConversionDriver::replace(const RenameJob &job, const Preferences &preferen
     const FileAttributes own = m_files.attributes(work.journal());
     requireStamp(job, u"Le fichier est en cours de modification."_s);
     requireSpaceForResult(job);
+    EngineReport learnt;
     {
         const EarlyFlush flush(work.output());
-        runEngine(job, work, preferences, progress);
+        learnt = runEngine(job, work, preferences, progress);
         requireSoundOutput(work, own);
     }
-    SafeReplacement(m_files, job, work).run(preferences.keepOriginal);
-    progress(1.0);
+    ConversionReport conversion{std::move(learnt.remarks), {}};
+    conversion.original =
+        SafeReplacement(m_files, job, work).run(preferences.keepOriginal || learnt.keepsOriginal);
+    report(progress, 1.0);
+    return conversion;
 }
 
 void ConversionDriver::requireSpaceForResult(const RenameJob &job) const
@@ -112,8 +116,8 @@ void ConversionDriver::requireSpaceForResult(const RenameJob &job) const
         throw ConversionError(u"Espace disque insuffisant."_s);
 }
 
-void ConversionDriver::runEngine(const RenameJob &job, const WorkFolder &work, const Preferences &preferences,
-                                 const Progress &progress) const
+EngineReport ConversionDriver::runEngine(const RenameJob &job, const WorkFolder &work,
+                                         const Preferences &preferences, const Progress &progress) const
 {
     static const QStringList platformAudio{u"wav"_s, u"aif"_s, u"aiff"_s, u"m4a"_s};
     static const QStringList platformVideo{u"mp4"_s, u"mov"_s, u"m4v"_s};
@@ -122,8 +126,7 @@ void ConversionDriver::runEngine(const RenameJob &job, const WorkFolder &work, c
 
     if (isImageJob(job)) {
         const Engine &engine = target == u"webp"_s ? m_engines.external : m_engines.image;
-        engine(work.sourceCopy(), work.output(), preferences, progress);
-        return;
+        return engine(work.sourceCopy(), work.output(), preferences, progress);
     }
     Engine first;
     if (audioExtensions().contains(source) && platformAudio.contains(target))
@@ -132,8 +135,7 @@ void ConversionDriver::runEngine(const RenameJob &job, const WorkFolder &work, c
         first = m_engines.video;
     if (first) {
         try {
-            first(work.sourceCopy(), work.output(), preferences, progress);
-            return;
+            return first(work.sourceCopy(), work.output(), preferences, progress);
         } catch (const Error &) {
             if (!m_engines.hasExternal())
                 throw;
@@ -144,7 +146,7 @@ void ConversionDriver::runEngine(const RenameJob &job, const WorkFolder &work, c
             // The external engine writes over what the first one left, or says why it cannot.
         }
     }
-    m_engines.external(work.sourceCopy(), work.output(), preferences, progress);
+    return m_engines.external(work.sourceCopy(), work.output(), preferences, progress);
 }
 
 void ConversionDriver::requireSoundOutput(const WorkFolder &work, const FileAttributes &own) const

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "convert/ConversionReport.h"
 #include "convert/WorkFolder.h"
 #include "core/Preferences.h"
 #include "core/Progress.h"
@@ -12,9 +13,11 @@
 
 namespace quorvalent {
 
-/// Writes what `source` holds as the format of `output`'s extension, or throws a class derived from Error.
-using Engine = std::function<void(const std::filesystem::path &source, const std::filesystem::path &output,
-                                  const Preferences &preferences, const Progress &progress)>;
+/// Writes what `source` holds as the format of `output`'s extension and returns what is to be known about it,
+/// or throws a class derived from Error.
+using Engine =
+    std::function<EngineReport(const std::filesystem::path &source, const std::filesystem::path &output,
+                               const Preferences &preferences, const Progress &progress)>;
 
 /// What a conversion is done with.
 struct Engines
@@ -46,13 +49,16 @@ public:
 
     /// Throws UnsupportedRenameError when the policy refuses the rename, otherwise ConversionError or
     /// FileError; each sentence also says where the file is if it is no longer where it was. Reports 1.0
-    /// once, when the result is in place.
-    void convert(const RenameJob &job, const Preferences &preferences, const Progress &progress) const;
+    /// once, when the result is in place. The original stays beside the result where the preferences or the
+    /// engine want it kept.
+    ConversionReport convert(const RenameJob &job, const Preferences &preferences,
+                             const Progress &progress) const;
 
 private:
-    void replace(const RenameJob &job, const Preferences &preferences, const Progress &progress) const;
-    void runEngine(const RenameJob &job, const WorkFolder &work, const Preferences &preferences,
-                   const Progress &progress) const;
+    ConversionReport replace(const RenameJob &job, const Preferences &preferences,
+                             const Progress &progress) const;
+    EngineReport runEngine(const RenameJob &job, const WorkFolder &work, const Preferences &preferences,
+                           const Progress &progress) const;
     void requireSoundOutput(const WorkFolder &work, const FileAttributes &own) const;
     void requireFileLike(const FileAttributes &own, const std::filesystem::path &output) const;
     void requireSpaceForResult(const RenameJob &job) const;

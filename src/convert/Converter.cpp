@@ -23,11 +23,11 @@ void run(Kind engine, const fs::path &source, const fs::path &output, const Pref
 
 } // namespace
 
-void Converter::convert(const RenameJob &job, const Preferences &preferences, const Progress &progress,
-                        const HelperSource &helpers)
+ConversionReport Converter::convert(const RenameJob &job, const Preferences &preferences,
+                                    const Progress &progress, const HelperSource &helpers)
 {
     const Files files;
-    ConversionDriver(files, HelperEngines::forDriver(helpers)).convert(job, preferences, progress);
+    return ConversionDriver(files, HelperEngines::forDriver(helpers)).convert(job, preferences, progress);
 }
 
 void Converter::image(const fs::path &source, const fs::path &output, double quality,

@@ -82,10 +82,13 @@ void EngineHelper::begin(const fs::path &workFolder)
     m_isLost = !send(Protocol::Begin{workFolder.native()});
 }
 
-void EngineHelper::convert(const Protocol::Conversion &conversion, const Progress &progress)
+EngineReport EngineHelper::convert(const Protocol::Conversion &conversion, const Progress &progress)
 {
-    if (!std::holds_alternative<Protocol::Done>(ask(conversion, progress)))
+    const Protocol::Reply reply = ask(conversion, progress);
+    const auto *done = std::get_if<Protocol::Done>(&reply);
+    if (done == nullptr)
         giveUp(0ms);
+    return done->report;
 }
 
 bool EngineHelper::matches(const Protocol::Check &check)
@@ -104,14 +107,15 @@ bool EngineHelper::send(const Protocol::Request &request) const
     return quietWrite(m_requests.get(), std::as_bytes(std::span(bytes))) == bytes.size();
 }
 
-// The answer that ends the request, unless it is a failure. Without `progress`, none is to be reported.
+// The answer that ends the request, unless it is a failure.
 Protocol::Reply EngineHelper::ask(const Protocol::Request &request, const Progress &progress)
 {
+    const bool reportsProgress = std::holds_alternative<Protocol::Conversion>(request);
     if (m_isLost || !send(request))
         giveUp(untilItsEnd);
     Protocol::Reply reply = nextReply();
-    for (; progress && std::holds_alternative<Protocol::ProgressReport>(reply); reply = nextReply())
-        progress(std::get<Protocol::ProgressReport>(reply).fraction);
+    for (; reportsProgress && std::holds_alternative<Protocol::ProgressReport>(reply); reply = nextReply())
+        report(progress, std::get<Protocol::ProgressReport>(reply).fraction);
     if (const auto *failure = std::get_if<Protocol::Failure>(&reply))
         throw ConversionError(failure->sentence);
     if (std::holds_alternative<Protocol::OutOfMemory>(reply))

@@ -32,9 +32,9 @@ public:
     /// them. Returns at once. The path is absolute; the folder stays until the object is gone.
     void begin(const std::filesystem::path &workFolder);
 
-    /// Runs an engine; throws ConversionError. Blocks meanwhile. An exception out of `progress` leaves a
-    /// helper that is good for nothing but being destroyed.
-    void convert(const EngineProtocol::Conversion &conversion, const Progress &progress);
+    /// Runs an engine and returns what it learnt; throws ConversionError. Blocks meanwhile. An exception out
+    /// of `progress` leaves a helper that is good for nothing but being destroyed.
+    EngineReport convert(const EngineProtocol::Conversion &conversion, const Progress &progress);
 
     /// Whether the output holds what the source holds; throws ConversionError. Blocks.
     [[nodiscard]] bool matches(const EngineProtocol::Check &check);

@@ -11,9 +11,11 @@ namespace quorvalent::EngineProtocol {
 namespace {
 
 constexpr QDataStream::Version version = QDataStream::Qt_6_4;
-constexpr quint32 longestBody = 16 * 1024;  // bytes
+constexpr quint32 longestBody = 128 * 1024; // bytes
 constexpr qsizetype longestSentence = 2048; // characters: the end of FFmpeg's log and a name, several times
-constexpr std::size_t longestName = 255;    // bytes, as everywhere in Linux
+constexpr qsizetype longestRemark = 512;    // characters; all of them together fit into a body
+constexpr qsizetype mostRemarks = 64;
+constexpr std::size_t longestName = 255; // bytes, as everywhere in Linux
 
 enum class Kind : quint8 { Conversion = 1, Check, Begin, Progress = 16, Done, Verdict, Failure, OutOfMemory };
 
@@ -47,6 +49,31 @@ bool isFraction(double value)
 
 // Bodies, to be written and read: the fields in order, bytes and texts with their length in front.
 
+bool readFlag(QDataStream &body)
+{
+    quint8 flag = 0;
+    body >> flag;
+    require(flag <= 1);
+    return flag == 1;
+}
+
+void writeText(QDataStream &body, const QString &text, qsizetype longest)
+{
+    QString fit = text.left(longest);
+    std::replace_if(fit.begin(), fit.end(), isControl, u' ');
+    body << fit.toUtf8();
+}
+
+QString readText(QDataStream &body, qsizetype longest)
+{
+    QByteArray utf8;
+    body >> utf8;
+    require(utf8.isValidUtf8());
+    const QString text = QString::fromUtf8(utf8);
+    require(!text.isEmpty() && text.size() <= longest && std::none_of(text.cbegin(), text.cend(), isControl));
+    return text;
+}
+
 QDataStream &operator<<(QDataStream &stream, const WorkFiles &files)
 {
     return stream << QByteArray::fromStdString(files.source) << QByteArray::fromStdString(files.output);
@@ -78,7 +105,7 @@ void read(QDataStream &body, Begin &begin)
 void write(QDataStream &body, const Conversion &conversion)
 {
     body << quint8(conversion.engine) << conversion.files << conversion.imageQuality << conversion.bitrateKbps
-         << conversion.videoLevel;
+         << conversion.videoLevel << quint8(conversion.keepsOriginal);
 }
 
 void read(QDataStream &body, Conversion &conversion)
@@ -86,6 +113,7 @@ void read(QDataStream &body, Conversion &conversion)
     quint8 engine = 0;
     body >> engine >> conversion.files >> conversion.imageQuality >> conversion.bitrateKbps >>
         conversion.videoLevel;
+    conversion.keepsOriginal = readFlag(body);
     require(engine <= quint8(EngineKind::External) && std::isfinite(conversion.imageQuality));
     conversion.engine = static_cast<EngineKind>(engine);
 }
@@ -107,11 +135,11 @@ void write(QDataStream &body, const ProgressReport &progress)
 
 void read(QDataStream &body, ProgressReport &progress)
 {
-    quint8 isKnown = 0;
+    const bool isKnown = readFlag(body);
     double fraction = 0;
-    body >> isKnown >> fraction;
-    require(isKnown <= 1 && isFraction(fraction));
-    if (isKnown == 1)
+    body >> fraction;
+    require(isFraction(fraction));
+    if (isKnown)
         progress.fraction = fraction;
 }
 
@@ -122,27 +150,35 @@ void write(QDataStream &body, const Verdict &verdict)
 
 void read(QDataStream &body, Verdict &verdict)
 {
-    quint8 matches = 0;
-    body >> matches;
-    require(matches <= 1);
-    verdict.matches = matches == 1;
+    verdict.matches = readFlag(body);
 }
 
 void write(QDataStream &body, const Failure &failure)
 {
-    QString sentence = failure.sentence.left(longestSentence);
-    std::replace_if(sentence.begin(), sentence.end(), isControl, u' ');
-    body << sentence.toUtf8();
+    writeText(body, failure.sentence, longestSentence);
 }
 
 void read(QDataStream &body, Failure &failure)
 {
-    QByteArray utf8;
-    body >> utf8;
-    require(utf8.isValidUtf8());
-    failure.sentence = QString::fromUtf8(utf8);
-    require(!failure.sentence.isEmpty() && failure.sentence.size() <= longestSentence &&
-            std::none_of(failure.sentence.cbegin(), failure.sentence.cend(), isControl));
+    failure.sentence = readText(body, longestSentence);
+}
+
+void write(QDataStream &body, const Done &done)
+{
+    const QStringList remarks = done.report.remarks.first(std::min(done.report.remarks.size(), mostRemarks));
+    body << quint8(done.report.keepsOriginal) << quint8(remarks.size());
+    for (const QString &remark : remarks)
+        writeText(body, remark, longestRemark);
+}
+
+void read(QDataStream &body, Done &done)
+{
+    done.report.keepsOriginal = readFlag(body);
+    quint8 count = 0;
+    body >> count;
+    require(count <= mostRemarks);
+    for (int i = 0; i < count; ++i)
+        done.report.remarks.append(readText(body, longestRemark));
 }
 
 template <typename Empty>

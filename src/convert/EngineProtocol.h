@@ -1,5 +1,7 @@
 #pragma once
 
+#include "convert/ConversionReport.h"
+
 #include <QByteArray>
 #include <QString>
 
@@ -38,7 +40,7 @@ struct WorkFiles
 };
 
 /// Run an engine. Answered by any number of ProgressReport, then Done, Failure or OutOfMemory. Of the three
-/// choices, each engine reads its own.
+/// choices of quality, each engine reads its own.
 struct Conversion
 {
     EngineKind engine = EngineKind::Image;
@@ -46,6 +48,8 @@ struct Conversion
     double imageQuality = 1.0; ///< finite
     qint64 bitrateKbps = 0;
     qint64 videoLevel = 0;
+    /// The original stays: a source that breaks off may be converted as far as it goes.
+    bool keepsOriginal = false;
 
     bool operator==(const Conversion &) const = default;
 };
@@ -67,8 +71,11 @@ struct ProgressReport
     bool operator==(const ProgressReport &) const = default;
 };
 
+/// The output is complete.
 struct Done
 {
+    EngineReport report;
+
     bool operator==(const Done &) const = default;
 };
 
@@ -95,7 +102,7 @@ struct OutOfMemory
 using Reply = std::variant<ProgressReport, Done, Verdict, Failure, OutOfMemory>;
 
 [[nodiscard]] QByteArray encoded(const Request &request);
-/// A sentence is cut and cleaned until the other end can take it.
+/// Sentences are cut and cleaned until the other end can take them; remarks beyond the 64th are dropped.
 [[nodiscard]] QByteArray encoded(const Reply &reply);
 
 /// Takes the first message out of the bytes received so far; nothing while it is incomplete.

@@ -57,16 +57,17 @@ void HelperEngines::replaceHelper()
     m_helper->begin(m_mediaFolder);
 }
 
-void HelperEngines::convert(Kind engine, const fs::path &source, const fs::path &output,
-                            const Preferences &preferences, const Progress &progress)
+EngineReport HelperEngines::convert(Kind engine, const fs::path &source, const fs::path &output,
+                                    const Preferences &preferences, const Progress &progress)
 {
     const QString extension = pathExtension(output);
-    helper().convert({.engine = engine,
-                      .files = workFiles(source, output),
-                      .imageQuality = preferences.quality(extension),
-                      .bitrateKbps = preferences.bitrate(extension),
-                      .videoLevel = preferences.video(extension)},
-                     progress);
+    return helper().convert({.engine = engine,
+                             .files = workFiles(source, output),
+                             .imageQuality = preferences.quality(extension),
+                             .bitrateKbps = preferences.bitrate(extension),
+                             .videoLevel = preferences.video(extension),
+                             .keepsOriginal = preferences.keepOriginal},
+                            progress);
 }
 
 bool HelperEngines::matches(const fs::path &source, const fs::path &output)
@@ -80,7 +81,7 @@ Engines HelperEngines::forDriver(HelperSource helpers)
     const auto engine = [run](Kind kind) -> Engine {
         return [run, kind](const fs::path &source, const fs::path &output, const Preferences &preferences,
                            const Progress &progress) {
-            run->convert(kind, source, output, preferences, progress);
+            return run->convert(kind, source, output, preferences, progress);
         };
     };
     Engines engines;

@@ -42,10 +42,11 @@ public:
     /// lie in `mediaFolder`.
     void begin(const std::filesystem::path &mediaFolder, EngineHelper::Family family);
 
-    /// Runs one engine with the preferences for the output's extension; throws ConversionError.
-    void convert(EngineProtocol::EngineKind engine, const std::filesystem::path &source,
-                 const std::filesystem::path &output, const Preferences &preferences,
-                 const Progress &progress);
+    /// Runs one engine with the preferences for the output's extension and returns what it learnt; throws
+    /// ConversionError.
+    EngineReport convert(EngineProtocol::EngineKind engine, const std::filesystem::path &source,
+                         const std::filesystem::path &output, const Preferences &preferences,
+                         const Progress &progress);
 
     /// Whether the output holds what the source holds; throws ConversionError.
     [[nodiscard]] bool matches(const std::filesystem::path &source, const std::filesystem::path &output);

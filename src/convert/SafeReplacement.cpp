@@ -29,7 +29,7 @@ SafeReplacement::SafeReplacement(const Files &files, const RenameJob &job, const
     , m_work(work)
 {}
 
-void SafeReplacement::run(bool keepsOriginal) const
+std::optional<fs::path> SafeReplacement::run(bool keepsOriginal) const
 {
     requireUnchanged();
     sealOutput();
@@ -39,11 +39,12 @@ void SafeReplacement::run(bool keepsOriginal) const
     moveIn(backup);
     try {
         m_files.flush(m_job.newURL.parent_path());
-        if (!keepsOriginal)
-            removeOriginal(backup);
+        if (!keepsOriginal && removeOriginal(backup))
+            return std::nullopt;
     } catch (const Error &) {
         // The result is in place. What may not be on the disk yet, or cannot be removed, stays beside it.
     }
+    return backup;
 }
 
 void SafeReplacement::requireUnchanged() const
@@ -83,11 +84,13 @@ void SafeReplacement::moveIn(const fs::path &backup) const
     }
 }
 
-void SafeReplacement::removeOriginal(const fs::path &backup) const
+bool SafeReplacement::removeOriginal(const fs::path &backup) const
 {
     // First the open files, then the stamp: whoever closed the file in between has changed the stamp.
-    if (!m_files.isOpenForWriting(backup) && m_job.stamp.isAt(backup))
-        m_files.remove(backup);
+    if (m_files.isOpenForWriting(backup) || !m_job.stamp.isAt(backup))
+        return false;
+    m_files.remove(backup);
+    return true;
 }
 
 } // namespace quorvalent

@@ -5,6 +5,7 @@
 #include "platform/Files.h"
 
 #include <filesystem>
+#include <optional>
 
 namespace quorvalent {
 
@@ -19,15 +20,16 @@ public:
 
     /// Throws ConversionError, or FileError as the system refused a step; the file is then where it was, or
     /// where the sentence says. Returns with the result in place and, unless `keepsOriginal`, the original
-    /// gone; an original that somebody changed or may still write into stays beside the result.
-    void run(bool keepsOriginal) const;
+    /// gone; an original that somebody changed or may still write into stays beside the result. Answers where
+    /// the original still stands.
+    [[nodiscard]] std::optional<std::filesystem::path> run(bool keepsOriginal) const;
 
 private:
     void sealOutput() const;
     void requireUnchanged() const;
     void moveAside(const std::filesystem::path &backup) const;
     void moveIn(const std::filesystem::path &backup) const;
-    void removeOriginal(const std::filesystem::path &backup) const;
+    [[nodiscard]] bool removeOriginal(const std::filesystem::path &backup) const;
 
     const Files &m_files;
     const RenameJob &m_job;

@@ -9,6 +9,8 @@ class ConversionError : public Error
 {
 public:
     using Error::Error;
+
+    [[nodiscard]] const QString &message() const noexcept { return errorDescription(); }
 };
 
 /// A rename that the family policy refused; the sentence also says what became of the file's name.
@@ -16,6 +18,8 @@ class UnsupportedRenameError : public Error
 {
 public:
     using Error::Error;
+
+    [[nodiscard]] const QString &message() const noexcept { return errorDescription(); }
 };
 
 } // namespace quorvalent

@@ -60,7 +60,7 @@ void runAudioEngine(const std::filesystem::path &source, const std::filesystem::
         if (buffer.frames() == 0)
             break;
         writer->write(buffer);
-        progress(fractionOf(*reader));
+        report(progress, fractionOf(*reader));
     }
     writer->finish();
 }

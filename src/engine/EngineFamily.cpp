@@ -11,6 +11,7 @@ Preferences preferencesOf(const EngineProtocol::Conversion &conversion)
     preferences.imageQuality.insert(extension, conversion.imageQuality);
     preferences.audioBitrate.insert(extension, conversion.bitrateKbps);
     preferences.videoQuality.insert(extension, conversion.videoLevel);
+    preferences.keepOriginal = conversion.keepsOriginal;
     return preferences;
 }
 

@@ -17,10 +17,11 @@ public:
     EngineFamily(const EngineFamily &) = delete;
     EngineFamily &operator=(const EngineFamily &) = delete;
 
-    /// Runs the engine that was asked for; EngineProtocol::ProtocolError where it is none of this family,
-    /// else what the engine throws.
-    virtual void convert(const EngineProtocol::Conversion &conversion, const std::filesystem::path &source,
-                         const std::filesystem::path &output, const Progress &progress) = 0;
+    /// Runs the engine that was asked for and returns what it learnt; EngineProtocol::ProtocolError where it
+    /// is none of this family, else what the engine throws.
+    virtual EngineReport convert(const EngineProtocol::Conversion &conversion,
+                                 const std::filesystem::path &source, const std::filesystem::path &output,
+                                 const Progress &progress) = 0;
 
     /// Whether the output holds what the source holds.
     [[nodiscard]] virtual bool matches(const std::filesystem::path &source,

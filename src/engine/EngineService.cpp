@@ -42,8 +42,7 @@ Protocol::Reply EngineService::answer(const Protocol::Request &request)
             throw Protocol::ProtocolError(); // there is one folder in a helper's life
         if (const auto *check = std::get_if<Protocol::Check>(&request))
             return Protocol::Verdict{matches(*check)};
-        convert(std::get<Protocol::Conversion>(request));
-        return Protocol::Done{};
+        return Protocol::Done{convert(std::get<Protocol::Conversion>(request))};
     } catch (const Error &failure) {
         return Protocol::Failure{failure.errorDescription()};
     } catch (const std::bad_alloc &) {
@@ -51,11 +50,11 @@ Protocol::Reply EngineService::answer(const Protocol::Request &request)
     }
 }
 
-void EngineService::convert(const Protocol::Conversion &conversion)
+EngineReport EngineService::convert(const Protocol::Conversion &conversion)
 {
-    m_family.convert(conversion, m_workFolder / conversion.files.source,
-                     m_workFolder / conversion.files.output,
-                     [this](std::optional<double> fraction) { send(Protocol::ProgressReport{fraction}); });
+    return m_family.convert(
+        conversion, m_workFolder / conversion.files.source, m_workFolder / conversion.files.output,
+        [this](std::optional<double> fraction) { send(Protocol::ProgressReport{fraction}); });
 }
 
 bool EngineService::matches(const Protocol::Check &check)

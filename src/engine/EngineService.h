@@ -33,7 +33,7 @@ private:
     void send(const EngineProtocol::Reply &reply) const;
 
     [[nodiscard]] EngineProtocol::Reply answer(const EngineProtocol::Request &request);
-    void convert(const EngineProtocol::Conversion &conversion);
+    [[nodiscard]] EngineReport convert(const EngineProtocol::Conversion &conversion);
     [[nodiscard]] bool matches(const EngineProtocol::Check &check);
 
     std::filesystem::path m_workFolder;

@@ -69,14 +69,14 @@ void runFfmpeg(const std::filesystem::path &program, const std::filesystem::path
     std::vector<std::string> arguments = externalArguments(source, output, preferences);
     const FileDescriptor log = FileDescriptor::createForWriting(logFile);
 
-    progress(std::nullopt);
+    report(progress, std::nullopt);
     ChildProcess ffmpeg(engineCommand(program, std::move(arguments), workFolder, log));
 
     const std::optional<MediaSeconds> duration = sourceLength ? sourceLength() : std::nullopt;
     ffmpeg.readLines([&](const QByteArray &line) {
         const std::optional<double> fraction = duration ? fractionOf(line, *duration) : std::nullopt;
         if (fraction)
-            progress(fraction);
+            report(progress, fraction);
     });
     if (!ffmpeg.wait().isSuccess())
         throw ConversionError("FFmpeg : "_L1 + endOfLog(logFile));

@@ -43,7 +43,7 @@ void convertImage(const std::filesystem::path &source, const std::filesystem::pa
     destination->setProperties(image->properties());
     for (int i = 0; i < count; ++i) {
         destination->addImage(image->frame(i), image->frameProperties(i), quality);
-        progress((i + 1.0) / count * 0.9);
+        report(progress, (i + 1.0) / count * 0.9);
     }
     destination->finalize();
 }

@@ -27,17 +27,17 @@ ImageFamily::ImageFamily(std::optional<fs::path> external)
     : m_external(std::move(external))
 {}
 
-void ImageFamily::convert(const EngineProtocol::Conversion &conversion, const fs::path &source,
-                          const fs::path &output, const Progress &progress)
+EngineReport ImageFamily::convert(const EngineProtocol::Conversion &conversion, const fs::path &source,
+                                  const fs::path &output, const Progress &progress)
 {
     switch (conversion.engine) {
     case Kind::Image:
         runImageEngine(source, output, conversion.imageQuality, progress);
-        return;
+        return {};
     case Kind::External:
         runExternalEngine(m_external, source, output, preferencesOf(conversion), progress,
                           {&isSingleStillImage, &WebpAssistance::pictureFor, &WebpAssistance::carryMetadata});
-        return;
+        return {};
     default:
         throw EngineProtocol::ProtocolError();
     }

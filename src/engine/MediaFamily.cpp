@@ -22,24 +22,24 @@ MediaFamily::MediaFamily(std::optional<fs::path> external)
     : m_external(std::move(external))
 {}
 
-void MediaFamily::convert(const EngineProtocol::Conversion &conversion, const fs::path &source,
-                          const fs::path &output, const Progress &progress)
+EngineReport MediaFamily::convert(const EngineProtocol::Conversion &conversion, const fs::path &source,
+                                  const fs::path &output, const Progress &progress)
 {
     MediaCheck &check = mediaCheck(source);
     switch (conversion.engine) {
     case Kind::Audio:
         runAudioEngine(source, output, conversion.bitrateKbps, progress);
         carryAudioTags(source, output);
-        return;
+        return {};
     case Kind::Video:
         runVideoEngine(source, output, conversion.videoLevel, progress);
-        return;
+        return {};
     case Kind::External:
         runExternalEngine(m_external, source, output, preferencesOf(conversion), progress, {},
                           [&check] { return lengthOf(check.original()); });
         if (audioExtensions().contains(pathExtension(output)))
             carryAudioTags(source, output);
-        return;
+        return {};
     default:
         throw EngineProtocol::ProtocolError();
     }

@@ -14,8 +14,8 @@ public:
     /// `external` is the FFmpeg program of the external engine, nothing where it is missing.
     explicit MediaFamily(std::optional<std::filesystem::path> external);
 
-    void convert(const EngineProtocol::Conversion &conversion, const std::filesystem::path &source,
-                 const std::filesystem::path &output, const Progress &progress) override;
+    EngineReport convert(const EngineProtocol::Conversion &conversion, const std::filesystem::path &source,
+                         const std::filesystem::path &output, const Progress &progress) override;
     [[nodiscard]] bool matches(const std::filesystem::path &source,
                                const std::filesystem::path &output) override;
 

@@ -49,7 +49,7 @@ void runVideoEngine(const std::filesystem::path &source, const std::filesystem::
 
     session->exportAsynchronously([&ended] { ended.release(); });
     while (!ended.try_acquire_for(progressInterval))
-        progress(session->progress() * progressScale);
+        report(progress, session->progress() * progressScale);
 
     if (session->status() == ExportSession::Status::Completed)
         return;

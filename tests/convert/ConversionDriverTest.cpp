@@ -126,6 +126,7 @@ const std::string noName = "Conversion impossible. Original intact sous a.jpg ; 
 const std::string moveFailed = "Échec du remplacement. Original intact : …/a.png";
 const std::string changing = "Le fichier est en cours de modification.";
 const std::string changed = "Le fichier a été modifié pendant la conversion. Aucun remplacement effectué.";
+const std::string kept = "done, original at …/a.png";
 const std::string noFile = "Ce fichier n’est pas un fichier ordinaire.";
 
 INSTANTIATE_TEST_SUITE_P(
@@ -140,8 +141,8 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"firstMoveFails", before(Move, 1), fail, nameBack, "a.png=old"},
         Case{"secondMoveFails", before(Move, 2), fail, moveFailed, "a.png=old"},
         Case{"allMovesFail", before(Move, 0), fail, noName, "a.jpg=old"},
-        Case{"flushOfFolderFails", before(Flush, 3), fail, "done", "a.jpg=new, a.png=old"},
-        Case{"removalFails", before(Remove), fail, "done", "a.jpg=new, a.png=old"},
+        Case{"flushOfFolderFails", before(Flush, 3), fail, kept, "a.jpg=new, a.png=old"},
+        Case{"removalFails", before(Remove), fail, kept, "a.jpg=new, a.png=old"},
         Case{"editedWhileCopied", after(Copy), editNew, changing, "a.jpg=edit"},
         Case{"editedWhileConverted", before(Attributes, 2), editNew, changed, "a.jpg=edit"},
         Case{"savedOverWhileConverted", before(Attributes, 2), saveOver, changed, "a.jpg=edit"},
@@ -151,7 +152,7 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"editedOnceAside", after(Move), editOld, changed, "a.jpg=edit"},
         Case{"newNameTaken", after(Move), editNew, moveFailed, "a.jpg=edit, a.png=old"},
         Case{"editedAndTaken", after(Move), editOldTakeNew, moveFailed, "a.jpg=other, a.png=edit"},
-        Case{"editedBeforeRemoval", after(Move, 2), editOld, "done", "a.jpg=new, a.png=edit"},
+        Case{"editedBeforeRemoval", after(Move, 2), editOld, kept, "a.jpg=new, a.png=edit"},
         Case{"oldNameTaken", before(Move), editOld, "« a.png » existe déjà.", "a.jpg=old, a.png=edit"},
         Case{"removed", before(Attributes, 2), removeNew, "« a.jpg » est introuvable.", ""},
         Case{"becameALink", after(Copy), makeLink, noFile, "a.jpg"},
@@ -177,11 +178,15 @@ TEST(ConversionDriverTest, leavesTheResultUnderTheNewNameAndAKeptOriginalBesideI
                            Row{"-\xFF %1\n[", ".png", ".jpg", "-\xFF %1\n[.png", false},
                            Row{"a", ".png", ".jpg", "a.original-########.png", true},
                            Row{longStem, ".png", ".jpg", cutStem + ".original-########.png", true}}) {
-        for (const bool keepsOriginal : {false, true}) {
+        enum class Kept { No, AsPreferred, AsTheEngineWants };
+        for (const Kept wanted : {Kept::No, Kept::AsPreferred, Kept::AsTheEngineWants}) {
             SCOPED_TRACE(row.original);
+            const bool keepsOriginal = wanted != Kept::No;
             ConversionWorld world;
+            if (keepsOriginal)
+                world.learnt = {{QStringLiteral("Piste 2 omise.")}, wanted == Kept::AsTheEngineWants};
             const RenameJob job = world.renamed(row.stem + row.oldExtension, row.stem + row.newExtension);
-            world.preferences.keepOriginal = keepsOriginal;
+            world.preferences.keepOriginal = wanted == Kept::AsPreferred;
             std::set<std::string> expected{row.stem + row.newExtension + "=new"};
             if (row.isOldNameTaken) {
                 world.folder.write(job.oldURL.filename(), "other");
@@ -190,7 +195,8 @@ TEST(ConversionDriverTest, leavesTheResultUnderTheNewNameAndAKeptOriginalBesideI
             if (keepsOriginal)
                 expected.insert(row.original + "=old");
 
-            EXPECT_EQ(world.convert(job), "done");
+            EXPECT_EQ(world.convert(job),
+                      keepsOriginal ? "done \"Piste 2 omise.\", original at …/" + row.original : "done");
             std::string contents;
             for (const std::string &line : expected)
                 contents += (contents.empty() ? "" : ", ") + line;
@@ -224,13 +230,14 @@ TEST(ConversionDriverTest, choosesTheEngineByFamilyAndTarget)
         ConversionWorld world;
         const bool fails = *row.first == 'f';
         const Engine first = [&](const fs::path &, const fs::path &output, const Preferences &,
-                                 const Progress &) {
+                                 const Progress &) -> EngineReport {
             world.enginesRun += "first ";
             if (fails)
                 fs::create_directory(output); // half a result, in the way of the second engine
             if (fails)
                 throw ConversionError(QStringLiteral("Premier échec."));
             std::ofstream(output) << "new";
+            return {};
         };
         if (*row.first != '\0')
             world.engines.audio = world.engines.video = first;
@@ -248,7 +255,10 @@ TEST(ConversionDriverTest, refusesWhatTheEnginesGetWrong)
     const std::string invalid = "Le moteur n’a produit aucun fichier valide." + back;
     const auto outcome = [](const Make &engine, bool matches = true) {
         ConversionWorld world;
-        world.engines.image = [&](auto &, const fs::path &output, auto &, auto &) { engine(output); };
+        world.engines.image = [&](auto &, const fs::path &output, auto &, auto &) -> EngineReport {
+            engine(output);
+            return {};
+        };
         world.engines.matches = [&](auto &, auto &) { return matches; };
         std::string text = world.convert(world.renamed("a.png", "a.jpg"));
         EXPECT_EQ(world.contents(), "a.png=old");
@@ -291,7 +301,7 @@ TEST(ConversionDriverTest, keepsAnOriginalThatAProgramMayStillWriteInto)
     ConversionWorld world;
     const RenameJob job = world.renamed("a.png", "a.jpg");
     const FileDescriptor writer(::open(job.newURL.c_str(), O_WRONLY));
-    EXPECT_EQ(world.convert(job), "done");
+    EXPECT_EQ(world.convert(job), kept);
     EXPECT_EQ(world.contents(), "a.jpg=new, a.png=old");
 }
 

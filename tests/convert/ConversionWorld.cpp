@@ -16,6 +16,7 @@ ConversionWorld::ConversionWorld()
             std::ofstream(output) << "new";
             report(0.5);
             duringEngine();
+            return learnt;
         };
     };
     engines.image = engine("image");
@@ -34,10 +35,15 @@ RenameJob ConversionWorld::renamed(const std::string &oldName, const std::string
 
 std::string ConversionWorld::convert(const RenameJob &job)
 {
-    const Progress report = [this](std::optional<double> done) { progress += std::to_string(*done) + " "; };
+    const Progress note = [this](std::optional<double> done) { progress += std::to_string(*done) + " "; };
     try {
-        ConversionDriver(files, engines).convert(job, preferences, report);
-        return "done";
+        const ConversionReport report = ConversionDriver(files, engines).convert(job, preferences, note);
+        std::string text = "done";
+        for (const QString &remark : report.remarks)
+            text += " \"" + remark.toStdString() + "\"";
+        if (report.original)
+            text += ", original at " + report.original->native();
+        return shortened(text);
     } catch (const Error &failure) {
         return shortened(failure.what());
     }

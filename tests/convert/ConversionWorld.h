@@ -18,6 +18,7 @@ public:
     HookedFiles files;
     Engines engines;
     Preferences preferences;
+    EngineReport learnt; ///< what the engines will have learnt
     std::string enginesRun;
     std::string progress;
     std::function<void()> duringEngine = [] {};
@@ -25,7 +26,7 @@ public:
     /// A file that holds "old" and has just been renamed.
     [[nodiscard]] RenameJob renamed(const std::string &oldName, const std::string &newName) const;
 
-    /// "done", or the sentence of the error.
+    /// "done" with the remarks and the place of the original, or the sentence of the error.
     std::string convert(const RenameJob &job);
 
     /// Every file below the folder as "name=bytes", a journal and every other item by its name.

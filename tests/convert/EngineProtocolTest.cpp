@@ -43,8 +43,9 @@ QByteArray sentence(const QByteArray &utf8)
 
 TEST(EngineProtocol, carriesEveryMessageInPiecesOfAnySize)
 {
-    const std::vector<Reply> replies{ProgressReport{0.25}, ProgressReport{},       Done{},
-                                     Verdict{true},        Failure{u"« a » \n"_s}, OutOfMemory{}};
+    const std::vector<Reply> replies{
+        ProgressReport{0.25}, ProgressReport{},       Done{},       Done{{{u"a"_s, u"« b »"_s}, true}},
+        Verdict{true},        Failure{u"« a » \n"_s}, OutOfMemory{}};
     QByteArray stream;
     for (const Reply &reply : replies)
         stream += encoded(reply);
@@ -72,8 +73,12 @@ TEST(EngineProtocol, refusesEverythingElse)
         {"no such kind", message(99, {})},
         {"a request", encoded(Request(conversion))},
         {"a length without end", message(19, {}, 0xffffffff)},
-        {"a length beyond the limit", message(19, {}, 16 * 1024 + 1)},
-        {"something behind the message", message(17, "x")},
+        {"a length beyond the limit", message(19, {}, 128 * 1024 + 1)},
+        {"something behind the message", encoded(Reply(ProgressReport{})).replace(4, 1, "\x0a") + "x"},
+        {"fewer remarks than announced", message(17, bytes({0, 1}))},
+        {"more remarks than anybody reads", message(17, bytes({0, 65}) + QByteArray(65, 0))},
+        {"a remark without a word", message(17, bytes({0, 1, 0, 0, 0, 0}))},
+        {"an original neither kept nor not", message(17, bytes({2, 0}))},
         {"a progress cut short", message(16, bytes({1, 0}))},
         {"progress above 1", message(16, bytes({1, 0x3f, 0xf0, 0, 0, 0, 0, 0, 1}))},
         {"progress below 0", message(16, bytes({1, 0xbf, 0xf0, 0, 0, 0, 0, 0, 0}))},
@@ -118,6 +123,11 @@ TEST(EngineProtocol, makesASentenceFitForTheOtherEnd)
     const QString text = std::get<Failure>(*reply).sentence;
     EXPECT_TRUE(text.startsWith(u"FFmpeg :  [1ma\nb c"_s)) << text.left(30).toStdString();
     EXPECT_EQ(text.size(), 2048);
+
+    received = encoded(Reply(Done{{QStringList(100, QString(3000, u'€')), true}}));
+    const std::optional<Reply> done = takeReply(received);
+    ASSERT_TRUE(done);
+    EXPECT_EQ(std::get<Done>(*done).report.remarks, QStringList(64, QString(512, u'€')));
 }
 
 } // namespace

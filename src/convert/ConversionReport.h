@@ -1,0 +1,28 @@
+#pragma once
+
+#include <QStringList>
+
+#include <filesystem>
+#include <optional>
+
+namespace quorvalent {
+
+/// What an engine learnt of a conversion that succeeded.
+struct EngineReport
+{
+    QStringList remarks;        ///< complete French sentences; empty when nothing is worth a word
+    bool keepsOriginal = false; ///< the source holds something of value that the output does not
+
+    bool operator==(const EngineReport &) const = default;
+};
+
+/// What is to be known about a conversion that succeeded.
+struct ConversionReport
+{
+    QStringList remarks;                           ///< complete French sentences, the engine's first
+    std::optional<std::filesystem::path> original; ///< where it still stands, for whatever reason
+
+    bool operator==(const ConversionReport &) const = default;
+};
+
+} // namespace quorvalent
