@@ -1,12 +1,14 @@
 # The bundle: the folder tree that the program finds its own parts in. An installed copy has the same shape.
 #   bin/                       the programs
-#   Contents/Helpers/          the external engine (ffmpeg) and the engine helpers, which read all media
+#   Contents/Helpers/          the engine helpers, which read all media, and the programs that they run: links to the
+#                              system's ffmpeg and ffprobe, or programs with their libraries
+#   Contents/Libraries/        in the archive for every distribution alone: the libraries of all of them
 #   Contents/Resources/        catalogue, help, licences
 #   Contents/Info.json         version, release date, update settings
 
 set(QUORVALENT_BUNDLE_DIR ${PROJECT_BINARY_DIR}/bundle)
 
-# The platform layer's own programs, at fixed paths, so that no PATH of the user's decides what runs.
+# The system's programs that the bundle links to: found once, so that no PATH of the user's decides what runs.
 function(quorvalent_find_media_programs)
     find_program(QUORVALENT_FFMPEG_PROGRAM ffmpeg REQUIRED)
     find_program(QUORVALENT_FFPROBE_PROGRAM ffprobe REQUIRED)
@@ -16,6 +18,7 @@ function(quorvalent_bundle)
     file(MAKE_DIRECTORY ${QUORVALENT_BUNDLE_DIR}/bin ${QUORVALENT_BUNDLE_DIR}/Contents/Helpers
         ${QUORVALENT_BUNDLE_DIR}/Contents/Resources)
     file(CREATE_LINK ${QUORVALENT_FFMPEG_PROGRAM} ${QUORVALENT_BUNDLE_DIR}/Contents/Helpers/ffmpeg SYMBOLIC)
+    file(CREATE_LINK ${QUORVALENT_FFPROBE_PROGRAM} ${QUORVALENT_BUNDLE_DIR}/Contents/Helpers/ffprobe SYMBOLIC)
     configure_file(${PROJECT_SOURCE_DIR}/resources/Info.json.in
         ${QUORVALENT_BUNDLE_DIR}/Contents/Info.json @ONLY)
     configure_file(${PROJECT_SOURCE_DIR}/LICENSE
@@ -34,7 +37,7 @@ endfunction()
 # For the test programs and benchmarks, which do not lie in bin/: the build folder as the bundle above them.
 function(quorvalent_trial_bundle)
     file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/Contents/Helpers)
-    foreach(part Helpers/ffmpeg Helpers/quorvalent-engine Helpers/quorvalent-image-engine Resources)
+    foreach(part Helpers/ffmpeg Helpers/ffprobe Helpers/quorvalent-engine Helpers/quorvalent-image-engine Resources)
         file(CREATE_LINK ${QUORVALENT_BUNDLE_DIR}/Contents/${part} ${PROJECT_BINARY_DIR}/Contents/${part} SYMBOLIC)
     endforeach()
 endfunction()

@@ -4,14 +4,16 @@ set(root "$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}")
 if(component STREQUAL "quorvalent")
     string(APPEND root "/${bundle_place}")
 
-    # Below /usr a package's link is relative, so that it holds inside a root folder too.
-    set(target ${engine})
-    if(CMAKE_INSTALL_PREFIX MATCHES "^/usr(/|$)" AND engine MATCHES "^/usr/")
-        file(RELATIVE_PATH target ${CMAKE_INSTALL_PREFIX}/${bundle_place}/Contents/Helpers ${engine})
-    endif()
+    # Below /usr a package's links are relative, so that they hold inside a root folder too.
     file(MAKE_DIRECTORY ${root}/Contents/Helpers)
-    file(REMOVE ${root}/Contents/Helpers/ffmpeg)
-    file(CREATE_LINK ${target} ${root}/Contents/Helpers/ffmpeg SYMBOLIC)
+    foreach(target ${media_programs})
+        cmake_path(GET target FILENAME name)
+        if(CMAKE_INSTALL_PREFIX MATCHES "^/usr(/|$)" AND target MATCHES "^/usr/")
+            file(RELATIVE_PATH target ${CMAKE_INSTALL_PREFIX}/${bundle_place}/Contents/Helpers ${target})
+        endif()
+        file(REMOVE ${root}/Contents/Helpers/${name})
+        file(CREATE_LINK ${target} ${root}/Contents/Helpers/${name} SYMBOLIC)
+    endforeach()
 
     file(REMOVE_RECURSE ${made}/pictures)
     file(MAKE_DIRECTORY ${made}/pictures ${made}/no-settings)

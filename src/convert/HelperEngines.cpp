@@ -21,8 +21,7 @@ EngineProtocol::WorkFiles workFiles(const fs::path &source, const fs::path &outp
 
 HelperPrograms HelperPrograms::bundled()
 {
-    const fs::path helpers = Bundle::root() / "Contents/Helpers";
-    return {helpers / "quorvalent-image-engine", helpers / "quorvalent-engine"};
+    return {Bundle::helper("quorvalent-image-engine"), Bundle::helper("quorvalent-engine")};
 }
 
 HelperEngines::HelperEngines(HelperSource helpers)

@@ -94,7 +94,7 @@ bool read(const QJsonValue &value, QMap<QString, Number> &into)
 
 std::optional<std::filesystem::path> Preferences::ffmpeg()
 {
-    const std::filesystem::path program = Bundle::root() / "Contents/Helpers/ffmpeg";
+    const std::filesystem::path program = Bundle::helper("ffmpeg");
     if (!Bundle::isExecutableFile(program))
         return std::nullopt;
     return program;

@@ -1,6 +1,7 @@
 #include "engine/HelperMain.h"
 
 #include "engine/EngineService.h"
+#include "media/MediaPrograms.h"
 #include "platform/Bundle.h"
 #include "platform/Error.h"
 #include "platform/cage/Cage.h"
@@ -37,18 +38,16 @@ constexpr int badUsage = 2;
 
 std::optional<fs::path> externalEngine()
 {
-    std::error_code failed;
-    fs::path program = fs::read_symlink("/proc/self/exe", failed).replace_filename("ffmpeg");
-    return Bundle::isExecutableFile(program) ? std::optional(std::move(program)) : std::nullopt;
+    const fs::path &program = MediaPrograms::ffmpeg();
+    return Bundle::isExecutableFile(program) ? std::optional(program) : std::nullopt;
 }
 
 // Before anything of the user's is read, and before a library may have started a thread.
-void enterCage(const fs::path &workFolder, const std::optional<fs::path> &external)
+void enterCage(const fs::path &workFolder)
 {
     Cage cage = Cage::forConversion(workFolder);
-    cage.programs = {QUORVALENT_FFMPEG_PROGRAM, QUORVALENT_FFPROBE_PROGRAM};
-    if (external)
-        cage.programs.push_back(*external);
+    cage.programs = {MediaPrograms::ffmpeg(), MediaPrograms::ffprobe()};
+    cage.readable.push_back(Bundle::libraries());
     cage.enter();
 }
 
@@ -94,7 +93,7 @@ int runHelper(int argumentCount, const HelperFamily &family)
         const fs::path workFolder = nextFolder(conversation.stream);
         const std::optional<fs::path> external = externalEngine();
         workIn(workFolder);
-        enterCage(workFolder, external);
+        enterCage(workFolder);
         conversation.requests = keptAside(STDIN_FILENO);
         conversation.replies = keptAside(STDOUT_FILENO);
         const std::unique_ptr<EngineFamily> engines = family.make(external);

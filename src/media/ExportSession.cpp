@@ -91,12 +91,6 @@ ExportSession::~ExportSession()
     FileDescriptor(m_childHandle.load()).close();
 }
 
-const std::filesystem::path &ExportSession::systemProgram()
-{
-    static const std::filesystem::path program(QUORVALENT_FFMPEG_PROGRAM);
-    return program;
-}
-
 ExportSession::Plans ExportSession::plansFor(const SourceMedia &media, ExportPreset preset)
 {
     Plans plans;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "media/ExportPlan.h"
+#include "media/MediaPrograms.h"
 #include "platform/Error.h"
 
 #include <atomic>
@@ -29,13 +30,10 @@ public:
     /// written. `source` is absolute. Blocks for some 70 ms at most.
     [[nodiscard]] static std::unique_ptr<ExportSession>
     create(const std::filesystem::path &source, ExportPreset preset,
-           const std::filesystem::path &program = systemProgram());
+           const std::filesystem::path &program = MediaPrograms::ffmpeg());
     ~ExportSession();
     ExportSession(const ExportSession &) = delete;
     ExportSession &operator=(const ExportSession &) = delete;
-
-    /// The FFmpeg program whose place was fixed when we were built.
-    [[nodiscard]] static const std::filesystem::path &systemProgram();
 
     /// What this source can become with this preset.
     [[nodiscard]] std::set<MovieFileType> supportedFileTypes() const;

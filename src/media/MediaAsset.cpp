@@ -1,5 +1,6 @@
 #include "media/MediaAsset.h"
 
+#include "media/MediaPrograms.h"
 #include "platform/Error.h"
 #include "platform/NamelessFile.h"
 
@@ -28,7 +29,7 @@ ChildCommand probeCommand(const std::filesystem::path &path, std::optional<Media
         ":stream_tags=DURATION"
         ":stream_side_data=rotation";
     ChildCommand command;
-    command.program = QUORVALENT_FFPROBE_PROGRAM;
+    command.program = MediaPrograms::ffprobe();
     command.arguments = {"-loglevel", "warning", "-print_format", "compact"};
     if (packetsFrom) {
         entries += ":packet=stream_index,pts_time,dts_time,duration_time";

@@ -1,5 +1,6 @@
 #include "media/SourceMedia.h"
 
+#include "media/MediaPrograms.h"
 #include "media/MovieIndex.h"
 #include "platform/ChildProcess.h"
 
@@ -281,7 +282,7 @@ std::optional<SourceMedia> SourceMedia::fromIndex(const MovieIndex &index)
 std::optional<SourceMedia> SourceMedia::read(const std::filesystem::path &path)
 {
     ChildCommand command;
-    command.program = QUORVALENT_FFPROBE_PROGRAM;
+    command.program = MediaPrograms::ffprobe();
     // Only local files, and the name is a name whatever it looks like.
     command.arguments = {"-loglevel",
                          "quiet",

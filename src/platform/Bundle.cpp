@@ -12,7 +12,11 @@ std::filesystem::path root()
     // The kernel's own answer: independent of argv[0], of the working folder and of links in bin/.
     std::error_code failed;
     const auto executable = std::filesystem::read_symlink("/proc/self/exe", failed);
-    return failed ? std::filesystem::path() : executable.parent_path().parent_path();
+    if (failed)
+        return {};
+    const std::filesystem::path above = executable.parent_path().parent_path();
+    const bool isHelper = executable.parent_path().filename() == "Helpers" && above.filename() == "Contents";
+    return isHelper ? above.parent_path() : above;
 }
 
 QJsonObject information()
@@ -32,6 +36,16 @@ std::optional<std::filesystem::path> resource(const QString &name, const QString
     std::error_code failed;
     auto path = root() / "Contents/Resources" / subdirectory.toStdString() / name.toStdString();
     return std::filesystem::is_regular_file(path, failed) ? std::optional(std::move(path)) : std::nullopt;
+}
+
+std::filesystem::path helper(const char *name)
+{
+    return root() / "Contents/Helpers" / name;
+}
+
+std::filesystem::path libraries()
+{
+    return root() / "Contents/Libraries";
 }
 
 bool isExecutableFile(const std::filesystem::path &path)

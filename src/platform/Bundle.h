@@ -8,7 +8,8 @@
 
 namespace quorvalent {
 
-/// The application bundle: the folder above the one that holds the running executable, links resolved.
+/// The application bundle: the folder above the bin/ or the Contents/Helpers/ that holds the running
+/// executable, links resolved.
 namespace Bundle {
 
 /// Root folder of the bundle.
@@ -22,6 +23,12 @@ namespace Bundle {
 
 /// A file of the bundle's resources, by its name and its subfolder ("" for none); nothing when it is missing.
 [[nodiscard]] std::optional<std::filesystem::path> resource(const QString &name, const QString &subdirectory);
+
+/// A program of the bundle's Contents/Helpers by its file name, whether it is there or not.
+[[nodiscard]] std::filesystem::path helper(const char *name);
+
+/// The folder of the libraries that a bundle for every distribution brings along; others have none.
+[[nodiscard]] std::filesystem::path libraries();
 
 /// Whether a regular file that this user may execute stands at the path; links are followed.
 [[nodiscard]] bool isExecutableFile(const std::filesystem::path &path);

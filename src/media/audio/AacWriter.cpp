@@ -1,5 +1,6 @@
 #include "media/audio/AacWriter.h"
 
+#include "media/MediaPrograms.h"
 #include "platform/ComposedText.h"
 #include "platform/QuietWrite.h"
 
@@ -61,7 +62,7 @@ void requireEncodable(const AudioFormat &source, std::optional<std::int64_t> len
 ChildCommand encodeCommand(int bitRate, const AudioFormat &source, int standardInput)
 {
     ChildCommand command;
-    command.program = QUORVALENT_FFMPEG_PROGRAM;
+    command.program = MediaPrograms::ffmpeg();
     command.arguments = {"-nostdin",
                          "-loglevel",
                          "quiet",

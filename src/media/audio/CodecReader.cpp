@@ -1,5 +1,7 @@
 #include "media/audio/CodecReader.h"
 
+#include "media/MediaPrograms.h"
+
 #include <QtEndian>
 
 #include <cmath>
@@ -20,7 +22,7 @@ AudioError unreadable()
 ChildCommand decodeCommand(const std::filesystem::path &path)
 {
     ChildCommand command;
-    command.program = QUORVALENT_FFMPEG_PROGRAM;
+    command.program = MediaPrograms::ffmpeg();
     command.arguments = {"-nostdin", "-loglevel", "quiet", "-xerror",
                          // Only files that may hold nothing but themselves: no playlist, no network.
                          "-protocol_whitelist", "file,pipe", "-format_whitelist",

@@ -3,7 +3,10 @@
 #include "media/image/Colour.h"
 #include "media/image/HeifMemory.h"
 
+#include <dlfcn.h>
 #include <gmodule.h>
+
+#include <string>
 
 namespace quorvalent {
 
@@ -44,11 +47,22 @@ bool isDisplayP3(heif_image_handle *handle)
     return HeifColours(colours)->color_primaries == heif_color_primaries_SMPTE_EG_432_1;
 }
 
+// Where libvips has its modules: in a folder beside itself, wherever it was loaded from.
+std::filesystem::path vipsModule(const char *name)
+{
+    Dl_info library = {};
+    if (::dladdr(::dlsym(RTLD_DEFAULT, "vips_version"), &library) == 0)
+        return {};
+    const std::string series = std::to_string(vips_version(0)) + '.' + std::to_string(vips_version(1));
+    return std::filesystem::path(library.dli_fname).parent_path() / ("vips-modules-" + series) / name;
+}
+
 // libvips reads HEIC by a module, which it loads at its start with all others, or here where it is kept from
 // that. Where it has no modules, it reads HEIC by itself.
 void loadVipsModule()
 {
-    static const GModule *const module = g_module_open(QUORVALENT_VIPS_HEIF_MODULE, G_MODULE_BIND_LAZY);
+    static const GModule *const module =
+        g_module_open(vipsModule("vips-heif.so").c_str(), G_MODULE_BIND_LAZY);
     (void)module;
 }
 
