@@ -4,6 +4,7 @@
 #include "core/RenamePolicy.h"
 #include "model/AppModel.h"
 #include "model/SystemServices.h"
+#include "platform/CacheFolder.h"
 #include "platform/ChildProcess.h"
 
 #include <QEventLoop>
@@ -150,7 +151,7 @@ void checkRefusal(const fs::path &folder, WatchedFolder &watched)
 
 void checkConversions()
 {
-    const QTemporaryDir temporary;
+    const QTemporaryDir temporary(QFile::decodeName((CacheFolder::existing() / "self-test-XXXXXX").c_str()));
     require(temporary.isValid(), temporary.errorString());
     const fs::path folder = fs::canonical(temporary.path().toStdString());
     draw(folder / "photo.png", {"testsrc2=size=160x120:duration=0.04:rate=25"});

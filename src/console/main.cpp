@@ -17,6 +17,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
 
 namespace {
@@ -86,6 +87,9 @@ int main(int argc, char **argv)
             return print(helpText());
         if (options.action == Options::Action::ShowVersion)
             return print(versionText());
+        // The folders are absolute by now. No other path may lead into the folder that the program happens to
+        // be started in.
+        std::filesystem::current_path("/");
         const QCoreApplication application(argc, argv);
         return watch(options);
     } catch (const UsageError &error) {

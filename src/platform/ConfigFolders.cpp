@@ -1,7 +1,8 @@
 #include "platform/ConfigFolders.h"
 
+#include "platform/BaseFolder.h"
+
 #include <QFile>
-#include <QStandardPaths>
 
 namespace quorvalent::ConfigFolders {
 
@@ -9,8 +10,7 @@ namespace fs = std::filesystem;
 
 fs::path home()
 {
-    const QString folder = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation);
-    return QFile::encodeName(folder).toStdString();
+    return baseFolder(QStandardPaths::GenericConfigLocation, ".config");
 }
 
 std::vector<fs::path> system()

@@ -13,6 +13,8 @@ namespace quorvalent {
 
 FileDescriptor createNamelessFile(const std::filesystem::path &folder)
 {
+    if (!folder.is_absolute())
+        throw FileError(ENOENT, folder); // it would be another folder after a change of the working folder
     FileDescriptor file(::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
     if (file.isOpen())
         return file;

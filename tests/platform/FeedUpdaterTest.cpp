@@ -308,6 +308,27 @@ TEST_F(FeedUpdaterTest, touchesNothingThatIsNotTheUsers)
     }
 }
 
+TEST_F(FeedUpdaterTest, writesNothingWhereItWasStarted)
+{
+    const fs::path before = fs::current_path();
+    (void)folder.write("here/feed", "the user's own");
+    (void)folder.write("file", "");
+    fs::current_path(folder / "here");
+    const ScopedVariable noTemporaryFolder("TMPDIR", "/proc"); // where nobody can create anything
+    dialogs.installNow = false;
+    for (const auto &[place, expected] : {std::pair("caches", std::optional<UpdateError::Kind>()),
+                                          std::pair("file", std::optional(UpdateError::Kind::Failed))}) {
+        const ScopedVariable cacheFolder("XDG_CACHE_HOME", folder / place);
+        check();
+        EXPECT_EQ(outcome, expected) << place;
+        EXPECT_EQ(folder.read("here/feed"), "the user's own");
+        EXPECT_EQ(std::distance(fs::directory_iterator(folder / "here"), {}), 1) << place;
+    }
+    EXPECT_EQ(lastShown(), "« file » est introuvable.");
+    EXPECT_TRUE(fs::is_empty(folder / "caches/quorvalent")) << "the list has no name that could stay behind";
+    fs::current_path(before);
+}
+
 TEST_F(FeedUpdaterTest, leavesAnotherProcessAtItsUpdate)
 {
     const std::optional<BundleExchange> other = BundleExchange::begin(folder / "app");

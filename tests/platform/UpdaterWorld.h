@@ -3,6 +3,7 @@
 #include "platform/SettingsFile.h"
 #include "platform/update/FeedUpdater.h"
 #include "support/HttpServer.h"
+#include "support/ScopedVariable.h"
 #include "support/TestArchive.h"
 #include "support/TestFolder.h"
 #include "support/WaitFor.h"
@@ -153,6 +154,7 @@ protected:
     }
 
     TestFolder folder;
+    ScopedVariable caches{"XDG_CACHE_HOME", folder / "caches"};
     std::filesystem::path bundle = folder / "app";
     HttpServer server;
     SigningKey key = SigningKey::generate();

@@ -149,6 +149,15 @@ BundleExchange::~BundleExchange()
     }
 }
 
+FileDescriptor BundleExchange::createArchive() const
+{
+    FileDescriptor file(
+        ::open(archive().c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
+    if (!file.isOpen())
+        throw FileError(errno, archive());
+    return file;
+}
+
 void BundleExchange::exchange()
 {
     const Files files;

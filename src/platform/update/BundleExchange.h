@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/FileDescriptor.h"
 #include "platform/LockedFile.h"
 
 #include <filesystem>
@@ -35,7 +36,8 @@ public:
     /// the old bundle cannot be put back, it stays in the private folder.
     ~BundleExchange();
 
-    /// Where the archive may be kept.
+    /// The archive's file, which must not be there yet; throws FileError.
+    [[nodiscard]] FileDescriptor createArchive() const;
     [[nodiscard]] std::filesystem::path archive() const { return m_folder / "archive"; }
     /// Where the new bundle goes; does not exist yet.
     [[nodiscard]] std::filesystem::path candidate() const { return m_folder / "bundle"; }

@@ -9,8 +9,6 @@
 #include <QNetworkRequest>
 #include <QPointer>
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -123,15 +121,6 @@ void Download::begin()
 void Download::send(const QNetworkProxy &proxy)
 {
     m_network.setProxy(proxy);
-    if (!m_file.isOpen()) {
-        m_file = FileDescriptor(
-            ::open(m_request.file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR));
-        if (!m_file.isOpen()) {
-            fail(UpdateError::Kind::Failed, FileError(errno, m_request.file).errorDescription());
-            return;
-        }
-        m_receivedBytes = ::lseek(m_file.get(), 0, SEEK_END);
-    }
     QNetworkRequest request(m_request.address);
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute,
                          QNetworkRequest::UserVerifiedRedirectPolicy);
@@ -175,8 +164,8 @@ void Download::readHeader()
     m_receivedBytes = 0;
     m_replyStartBytes = 0;
     m_stretchStartBytes = 0;
-    if (::ftruncate(m_file.get(), 0) != 0 || ::lseek(m_file.get(), 0, SEEK_SET) != 0)
-        fail(UpdateError::Kind::Failed, FileError(errno, m_request.file).errorDescription());
+    if (::ftruncate(m_request.file.get(), 0) != 0 || ::lseek(m_request.file.get(), 0, SEEK_SET) != 0)
+        fail(UpdateError::Kind::Failed, FileError(errno, m_request.path).errorDescription());
 }
 
 void Download::readContent()
@@ -192,7 +181,7 @@ void Download::readContent()
             return;
         }
         try {
-            writeAll(m_file.get(), block, m_request.file);
+            writeAll(m_request.file.get(), block, m_request.path);
         } catch (const FileError &failure) {
             fail(UpdateError::Kind::Failed, failure.errorDescription());
             return;
@@ -270,7 +259,7 @@ void Download::finish(const std::optional<UpdateError> &error)
     dropReply();
     m_deadline.cancel();
     m_resumption.cancel();
-    m_file.close();
+    m_request.file.close();
     // From the event loop, because the answer may destroy this object.
     if (Finish answer = std::exchange(m_finish, nullptr))
         m_resumption =

@@ -45,7 +45,8 @@ public:
     struct Request
     {
         QUrl address;
-        std::filesystem::path file; ///< created with mode 0600; bytes that are already there are continued
+        FileDescriptor file;        ///< empty, open for writing
+        std::filesystem::path path; ///< of the file, for the sentence when it cannot be written
         qint64 largestBytes = 0;
         bool isPatient = true; ///< a server that never answered is asked again, too
     };
@@ -80,7 +81,6 @@ private:
     Request m_request;
     DownloadLimits m_limits;
     Finish m_finish;
-    FileDescriptor m_file;
     qint64 m_receivedBytes = 0;
     QNetworkReply *m_reply = nullptr;
     std::chrono::steady_clock::time_point m_stretchStart; ///< of this connection's latest stretch

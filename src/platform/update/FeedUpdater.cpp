@@ -1,6 +1,8 @@
 #include "platform/update/FeedUpdater.h"
 
 #include "platform/Bundle.h"
+#include "platform/CacheFolder.h"
+#include "platform/NamelessFile.h"
 #include "platform/UserDefaults.h"
 #include "platform/update/UpdateArchive.h"
 
@@ -10,6 +12,9 @@
 #include <QPointer>
 #include <QRandomGenerator>
 
+#include <fcntl.h>
+
+#include <cerrno>
 #include <utility>
 
 namespace quorvalent {
@@ -26,6 +31,23 @@ const QString skippedKey = u"updatesSkippedVersion"_s;
 UpdateError installationFailed()
 {
     return {Kind::Failed, u"L’installation a échoué. La version actuelle reste en place."_s};
+}
+
+FileDescriptor duplicateOf(const FileDescriptor &file, const fs::path &path)
+{
+    FileDescriptor duplicate(::fcntl(file.get(), F_DUPFD_CLOEXEC, 0));
+    if (!duplicate.isOpen())
+        throw FileError(errno, path);
+    return duplicate;
+}
+
+// From its beginning, wherever it was written last.
+QByteArray contentOf(const FileDescriptor &descriptor)
+{
+    QFile file;
+    if (!file.open(descriptor.get(), QIODevice::ReadOnly) || !file.seek(0))
+        throw FileError(EIO, CacheFolder::existing());
+    return file.readAll();
 }
 
 /// What the background work of preparing came to; nothing after a success.
@@ -55,9 +77,10 @@ std::optional<UpdateSource> UpdateSource::ofRunningBundle()
     const QJsonObject information = Bundle::information();
     const bool insists = information["SURequireSignedFeed"_L1].toBool() &&
                          information["SUVerifyUpdateBeforeExtraction"_L1].toBool();
-    if (!Download::isTrusted(feed) || !key || installed.isNull() || !insists)
+    const fs::path bundle = Bundle::root();
+    if (!Download::isTrusted(feed) || !key || installed.isNull() || !insists || !bundle.is_absolute())
         return std::nullopt;
-    return UpdateSource{.feed = feed, .key = *key, .bundle = Bundle::root(), .installed = installed};
+    return UpdateSource{.feed = feed, .key = *key, .bundle = bundle, .installed = installed};
 }
 
 FeedUpdater::FeedUpdater(std::optional<UpdateSource> source, UserDefaults &defaults, UpdateDialogs &dialogs,
@@ -116,16 +139,26 @@ void FeedUpdater::begin(bool isAskedFor)
     Q_EMIT changed();
 
     m_network = std::make_unique<QNetworkAccessManager>();
-    m_feedFolder = std::make_unique<QTemporaryDir>();
-    const fs::path file = fs::path(m_feedFolder->path().toStdString()) / "feed";
+    // Even a failure at once ends the cycle after the call that began it.
+    postToMain([self = QPointer(this), isCancelled = m_isCancelled] {
+        if (self && !*isCancelled)
+            self->attempt([&] { self->fetchFeed(); });
+    });
+}
+
+void FeedUpdater::fetchFeed()
+{
+    const fs::path folder = CacheFolder::existing();
+    m_feedFile = createNamelessFile(folder);
     m_download = std::make_unique<Download>(
         *m_network,
-        // Who asks while he is offline wants to hear of it; a computer that just woke up is offline for a
-        // while.
+        // A check that the user asks for reports a missing connection; a computer that just woke up is
+        // offline for a while.
         Download::Request{.address = m_source->feed,
-                          .file = file,
+                          .file = duplicateOf(m_feedFile, folder),
+                          .path = folder,
                           .largestBytes = UpdateFeed::largestFeedBytes,
-                          .isPatient = !isAskedFor},
+                          .isPatient = !m_isVisible},
         m_source->limits, [this](const std::optional<UpdateError> &failure) { readFeed(failure); });
 }
 
@@ -135,12 +168,7 @@ void FeedUpdater::readFeed(const std::optional<UpdateError> &failure)
         end(failure);
         return;
     }
-    attempt([this] {
-        QFile file(m_feedFolder->filePath(u"feed"_s));
-        if (!file.open(QIODevice::ReadOnly))
-            throw UpdateError(Kind::Failed, file.errorString());
-        choose(UpdateFeed::read(file.readAll(), m_source->key, m_source->feed));
-    });
+    attempt([this] { choose(UpdateFeed::read(contentOf(m_feedFile), m_source->key, m_source->feed)); });
 }
 
 void FeedUpdater::choose(const UpdateFeed &feed)
@@ -190,7 +218,8 @@ void FeedUpdater::fetch()
     m_download =
         std::make_unique<Download>(*m_network,
                                    Download::Request{.address = m_release->archive,
-                                                     .file = m_exchange->archive(),
+                                                     .file = m_exchange->createArchive(),
+                                                     .path = m_exchange->archive(),
                                                      .largestBytes = m_release->lengthBytes},
                                    m_source->limits, [this](const std::optional<UpdateError> &failure) {
                                        if (failure)
@@ -310,7 +339,7 @@ void FeedUpdater::end(const std::optional<UpdateError> &outcome)
     m_isChecking = false;
     m_download.reset();
     m_network.reset();
-    m_feedFolder.reset();
+    m_feedFile.close();
     m_exchange.reset();
     m_launch.reset();
     show(outcome);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/FileDescriptor.h"
 #include "platform/Updater.h"
 #include "platform/update/BootTimer.h"
 #include "platform/update/BundleExchange.h"
@@ -8,8 +9,6 @@
 #include "platform/update/PublicKey.h"
 #include "platform/update/UpdateDialogs.h"
 #include "platform/update/UpdateFeed.h"
-
-#include <QTemporaryDir>
 
 #include <atomic>
 #include <memory>
@@ -72,6 +71,7 @@ public:
 
 private:
     void begin(bool isAskedFor);
+    void fetchFeed();
     void readFeed(const std::optional<UpdateError> &failure);
     void choose(const UpdateFeed &feed);
     void requireOwnBundle() const;
@@ -104,7 +104,7 @@ private:
     bool m_isPreparing = false;                       ///< the background works beside the bundle
     std::unique_ptr<QNetworkAccessManager> m_network; ///< its thread and connections end with the cycle
     std::shared_ptr<std::atomic<bool>> m_isCancelled;
-    std::unique_ptr<QTemporaryDir> m_feedFolder;
+    FileDescriptor m_feedFile; ///< without a name, so that nothing stays behind
     std::unique_ptr<Download> m_download;
     std::optional<UpdateRelease> m_release;
     std::shared_ptr<BundleExchange> m_exchange; ///< shared with the background work that unpacks into it
