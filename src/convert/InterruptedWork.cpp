@@ -17,7 +17,7 @@ namespace fs = std::filesystem;
 std::vector<fs::path> workFoldersBelow(const fs::path &root,
                                        const std::function<bool(std::string_view)> &isEntered)
 {
-    std::vector<fs::path> found;
+    std::vector<fs::path> workFolders;
     std::vector<fs::path> pending{root};
     while (!pending.empty()) {
         const fs::path folder = std::move(pending.back());
@@ -30,15 +30,28 @@ std::vector<fs::path> workFoldersBelow(const fs::path &root,
                 continue;
             const fs::path name = entry->path().filename();
             if (WorkFolder::isWorkFolderName(name))
-                found.push_back(entry->path());
+                workFolders.push_back(entry->path());
             else if (isEntered(name.native()))
                 pending.push_back(entry->path());
         }
     }
-    return found;
+    return workFolders;
 }
 
-/// One abandoned work folder whose lock this process holds.
+/// Nothing where no item stands; throws FileError where the system cannot tell, which is no answer.
+std::optional<FileAttributes> found(const Files &files, const fs::path &place)
+{
+    try {
+        return files.attributes(place);
+    } catch (const FileError &failure) {
+        if (!failure.isNotFound())
+            throw;
+        return std::nullopt;
+    }
+}
+
+/// One abandoned work folder whose lock this process holds. Every function but the constructor throws
+/// FileError when it cannot look at a place; nothing is removed then.
 class Restoration
 {
 public:
@@ -55,14 +68,14 @@ public:
     [[nodiscard]] std::optional<QString> run() const
     {
         // The order is the order of the swap: not yet moved, moved to the old name, moved elsewhere.
-        if (m_journal.isOriginalAt(m_newURL))
+        if (isOriginalAt(m_newURL))
             return originalAt(movedToFirstFree(m_newURL, {m_oldURL}));
-        const bool hasResult = m_files.exists(m_newURL);
+        const bool hasResult = found(m_files, m_newURL).has_value();
         if (hasResult && m_journal.keepsOriginal)
             return std::nullopt;
-        if (m_journal.isOriginalAt(m_oldURL))
+        if (isOriginalAt(m_oldURL))
             return originalAt(m_oldURL);
-        if (m_journal.isOriginalAt(m_aside)) {
+        if (isOriginalAt(m_aside)) {
             if (hasResult)
                 return originalAt(m_aside);
             return originalAt(movedToFirstFree(m_aside, {m_oldURL, m_newURL}));
@@ -76,19 +89,21 @@ public:
 
     [[nodiscard]] bool isCopyStillNeeded() const
     {
-        return isCopyComplete() && !m_files.exists(m_newURL) && !m_journal.isOriginalAt(m_oldURL) &&
-               !m_journal.isOriginalAt(m_aside);
+        return isCopyComplete() && !found(m_files, m_newURL) && !isOriginalAt(m_oldURL) &&
+               !isOriginalAt(m_aside);
     }
 
 private:
+    [[nodiscard]] bool isOriginalAt(const fs::path &place) const
+    {
+        const std::optional<FileAttributes> item = found(m_files, place);
+        return item && m_journal.isOriginal(*item);
+    }
+
     [[nodiscard]] bool isCopyComplete() const
     {
-        try {
-            const FileAttributes copy = m_files.attributes(m_copy);
-            return copy.type == FileType::Regular && copy.sizeBytes == m_journal.sizeBytes;
-        } catch (const Error &) {
-            return false;
-        }
+        const std::optional<FileAttributes> copy = found(m_files, m_copy);
+        return copy && copy->type == FileType::Regular && copy->sizeBytes == m_journal.sizeBytes;
     }
 
     [[nodiscard]] fs::path movedToFirstFree(const fs::path &from, const std::vector<fs::path> &places) const
@@ -134,7 +149,7 @@ std::optional<QString> putRight(const Files &files, const fs::path &workFolder)
     if (attributes.type != FileType::Folder || !attributes.isOwn)
         return std::nullopt;
     const fs::path journalPath = WorkFolder::journalIn(workFolder);
-    if (!files.exists(journalPath)) {
+    if (!found(files, journalPath)) {
         files.remove(workFolder); // killed before its journal: empty, or not one of ours and refused
         return std::nullopt;
     }
@@ -164,8 +179,13 @@ QStringList restoreInterruptedWork(const std::vector<fs::path> &roots,
             try {
                 if (const std::optional<QString> told = putRight(files, workFolder))
                     sentences.append(*told);
-            } catch (const Error &) {
-                continue; // not readable or not empty now; the next start looks again
+            } catch (const FileError &failure) {
+                if (failure.isNotFound() || failure.isOccupied())
+                    continue; // gone, or not one of ours
+                sentences.append(composed(
+                    u"{0} Une conversion interrompue n’a pas pu être réparée : {1} reste en place jusqu’au "
+                    u"prochain démarrage."_s,
+                    {failure.errorDescription(), displayText(workFolder)}));
             }
         }
     }

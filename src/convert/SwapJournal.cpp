@@ -1,7 +1,5 @@
 #include "convert/SwapJournal.h"
 
-#include "core/ConversionError.h"
-
 #include <array>
 #include <charconv>
 
@@ -41,14 +39,10 @@ SwapJournal SwapJournal::of(const RenameJob &job, fs::path collisionName, bool k
             fileNumberOf(job.stamp), job.stamp.size,        job.stamp.modified};
 }
 
-bool SwapJournal::isOriginalAt(const fs::path &location) const
+bool SwapJournal::isOriginal(const FileAttributes &found) const
 {
-    try {
-        const FileStamp stamp = FileStamp::read(location);
-        return fileNumberOf(stamp) == fileNumber && stamp.size == sizeBytes && stamp.modified == modified;
-    } catch (const Error &) {
-        return false;
-    }
+    return found.type == FileType::Regular && QString::number(found.inode) == fileNumber &&
+           found.sizeBytes == sizeBytes && found.modified == modified;
 }
 
 std::string SwapJournal::encoded() const

@@ -28,8 +28,8 @@ struct SwapJournal
     [[nodiscard]] static SwapJournal of(const RenameJob &job, std::filesystem::path collisionName,
                                         bool keepsOriginal);
 
-    /// Whether the original itself, unchanged, stands at the location. A failure to look counts as no.
-    [[nodiscard]] bool isOriginalAt(const std::filesystem::path &location) const;
+    /// Whether what was found somewhere is the original itself, unchanged.
+    [[nodiscard]] bool isOriginal(const FileAttributes &found) const;
 
     /// One line a field, ended by NUL, the only byte besides the slash that no name holds.
     [[nodiscard]] std::string encoded() const;

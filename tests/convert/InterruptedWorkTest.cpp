@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <csignal>
 #include <set>
 
@@ -23,12 +24,12 @@ const std::string workName = ".quorvalent-0F8E6A12-30C2-4B5E-9D2F-1C3B5A7E9D0C";
 const std::string told = "La conversion de « a.jpg » a été interrompue. Original intact : …/";
 const std::string toldCopy = "La conversion de « a.jpg » a été interrompue. Copie de l’original : …/";
 
-std::string restored(const ConversionWorld &world)
+std::string restored(const ConversionWorld &world, const Files &files = Files())
 {
     const auto isEntered = [](std::string_view name) {
         return !name.starts_with('.') && !name.ends_with(".app");
     };
-    const QStringList sentences = restoreInterruptedWork({world.folder.path()}, isEntered);
+    const QStringList sentences = restoreInterruptedWork({world.folder.path()}, isEntered, files);
     return world.shortened(sentences.join(QLatin1Char(' ')).toStdString());
 }
 
@@ -110,6 +111,38 @@ TEST(InterruptedWorkTest, putsRightWhatItFinds)
 
         EXPECT_EQ(restored(world), row.sentences);
         EXPECT_EQ(world.contents(), row.contents);
+    }
+}
+
+TEST(InterruptedWorkTest, removesNothingWhereItCannotTellWhatIsThere)
+{
+    for (const std::string place : {"a.jpg", "aside.png"}) {
+        bool hasFailed = true;
+        for (int moment = 1; hasFailed; ++moment) {
+            SCOPED_TRACE(place + ", look " + std::to_string(moment));
+            ConversionWorld world;
+            const RenameJob job = world.renamed("a.png", "a.jpg");
+            world.folder.write(workName + "/journal", SwapJournal::of(job, "aside.png", false).encoded());
+            world.folder.write(workName + "/media/source.png", "old");
+            fs::rename(job.newURL, world.folder / place);
+            hasFailed = false;
+            world.files.before = [&](test::Step step, int count) {
+                hasFailed = hasFailed || (step == test::Step::Attributes && count == moment);
+                if (step == test::Step::Attributes && count == moment)
+                    throw FileError(EIO, job.newURL);
+            };
+
+            const std::string sentences = restored(world, world.files);
+            if (hasFailed) {
+                EXPECT_EQ(sentences,
+                          "Erreur du disque sur « a.jpg ». Une conversion interrompue n’a pas pu être "
+                          "réparée : …/" +
+                              workName + " reste en place jusqu’au prochain démarrage.");
+                EXPECT_TRUE(fs::exists(world.folder / workName / "media/source.png"));
+            }
+            restored(world);
+            EXPECT_EQ(world.contents(), "a.png=old") << "the next start tries again";
+        }
     }
 }
 
