@@ -49,6 +49,13 @@ void HumanReporter::detected(const RenameJob & /*job*/)
     // Its start or its place in the queue shows soon enough.
 }
 
+void HumanReporter::dropped(const RenameJob &job)
+{
+    // What becomes of the file shows when its turn comes.
+    if (m_name == printable(displayName(job.newURL)))
+        m_name.clear();
+}
+
 void HumanReporter::started(const RenameJob &job, const QString &detail, int queued)
 {
     m_throttle.reset();

@@ -17,6 +17,7 @@ public:
 
     void watching(const std::vector<std::filesystem::path> &folders) override;
     void detected(const RenameJob &job) override;
+    void dropped(const RenameJob &job) override;
     void started(const RenameJob &job, const QString &detail, int queued) override;
     void progressed(const RenameJob &job, std::optional<double> fraction) override;
     void finished(const RenameJob &job, const JobOutcome &outcome) override;

@@ -82,6 +82,11 @@ void JsonReporter::detected(const RenameJob &job)
     m_output(jobEvent("detected", job).end());
 }
 
+void JsonReporter::dropped(const RenameJob &job)
+{
+    m_output(jobEvent("dropped", job).end());
+}
+
 void JsonReporter::started(const RenameJob &job, const QString &detail, int queued)
 {
     m_throttle.reset();

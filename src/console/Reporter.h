@@ -27,6 +27,8 @@ public:
 
     virtual void watching(const std::vector<std::filesystem::path> &folders) = 0;
     virtual void detected(const RenameJob &job) = 0;
+    /// The detected file was renamed or moved once more, or deleted, before its turn came.
+    virtual void dropped(const RenameJob &job) = 0;
     /// `detail` names both formats, `queued` counts the jobs that wait.
     virtual void started(const RenameJob &job, const QString &detail, int queued) = 0;
     virtual void progressed(const RenameJob &job, std::optional<double> fraction) = 0;

@@ -22,6 +22,11 @@ WatchSession::WatchSession(AppModel &model, Reporter &reporter, std::function<vo
     connect(&model, &AppModel::watchProblem, this,
             [this](const QString &message) { m_reporter.problem(message); });
     connect(&model, &AppModel::jobAccepted, this, [this](const RenameJob &job) { m_reporter.detected(job); });
+    connect(&model, &AppModel::jobDropped, this, [this](const RenameJob &job) {
+        m_reporter.dropped(job);
+        if (m_status)
+            QMetaObject::invokeMethod(this, &WatchSession::endOrGoOn, Qt::QueuedConnection);
+    });
     connect(&model, &AppModel::jobStarted, this, [this](const RenameJob &job) {
         m_reporter.started(job, m_model.currentDetail(), m_model.queued());
     });

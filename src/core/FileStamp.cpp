@@ -21,6 +21,15 @@ bool FileStamp::isAt(const std::filesystem::path &location) const
     }
 }
 
+bool FileStamp::isSameFile(const std::filesystem::path &location) const
+{
+    try {
+        return read(location).identity == identity;
+    } catch (const Error &) {
+        return false;
+    }
+}
+
 QString FileStamp::identityOf(std::uint64_t device, std::uint64_t inode)
 {
     return QString::number(device) + QLatin1Char('-') + QString::number(inode);

@@ -26,6 +26,9 @@ struct FileStamp
     /// Whether exactly this file in this state stands at the location. A failure to look counts as no.
     [[nodiscard]] bool isAt(const std::filesystem::path &location) const;
 
+    /// Whether this file, in whatever state, stands at the location. A failure to look counts as no.
+    [[nodiscard]] bool isSameFile(const std::filesystem::path &location) const;
+
     /// The text form of a file's identity.
     [[nodiscard]] static QString identityOf(std::uint64_t device, std::uint64_t inode);
 };

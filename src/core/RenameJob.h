@@ -18,6 +18,12 @@ struct RenameJob
 
     /// The key under which the watcher holds the file until the job is over.
     [[nodiscard]] const QString &identity() const { return stamp.identity; }
+
+    /// The job of a file that was moved or renamed once more: from its first format to the one that its name
+    /// at `place` says.
+    [[nodiscard]] RenameJob movedTo(const std::filesystem::path &place) const;
+    /// Whether the two extensions differ by more than letter case.
+    [[nodiscard]] bool changesExtension() const;
 };
 
 /// The text after the last dot of the name, as written, without the dot; empty where there is none. A name

@@ -125,6 +125,12 @@ void AppModel::start()
                 self->reportProblem(message);
         });
     };
+    handlers.onMoved = [self](const QString &identity, const std::optional<std::filesystem::path> &place) {
+        postToMain([self, identity, place] {
+            if (self)
+                self->m_queue.follow(identity, place);
+        });
+    };
     m_watcher = m_services.makeWatcher(std::move(handlers));
     m_queue.setWatcher(m_watcher);
     refreshFinderSetting();
@@ -197,6 +203,7 @@ void AppModel::announceQueue()
 {
     connect(&m_queue, &JobQueue::changed, this, &AppModel::changed);
     connect(&m_queue, &JobQueue::accepted, this, &AppModel::jobAccepted);
+    connect(&m_queue, &JobQueue::dropped, this, &AppModel::jobDropped);
     connect(&m_queue, &JobQueue::progressed, this, &AppModel::jobProgressed);
     connect(&m_queue, &JobQueue::started, this, [this](const RenameJob &job) {
         Q_EMIT jobStarted(job);

@@ -197,6 +197,8 @@ Q_SIGNALS:
     void watchingStarted(const std::vector<std::filesystem::path> &folders);
     void watchProblem(const QString &message);
     void jobAccepted(const quorvalent::RenameJob &job);
+    /// A waiting job is not wanted any more, or not as it was accepted: then it is accepted anew.
+    void jobDropped(const quorvalent::RenameJob &job);
     void jobStarted(const quorvalent::RenameJob &job);
     void jobProgressed(const quorvalent::RenameJob &job, std::optional<double> fraction);
     /// After the fields and the activity have been set, before the callbacks.

@@ -2,6 +2,7 @@
 
 #include <QPointer>
 
+#include <algorithm>
 #include <utility>
 
 namespace quorvalent {
@@ -29,7 +30,7 @@ void JobQueue::setStatus(const ConversionStatus &status)
 
 void JobQueue::add(const RenameJob &job)
 {
-    m_jobs.push_back(job);
+    m_jobs.push_back({job});
     Q_EMIT changed();
     Q_EMIT accepted(job);
     runNext();
@@ -43,11 +44,12 @@ void JobQueue::release(const RenameJob &job)
 
 void JobQueue::runNext()
 {
-    if (m_status.isConverting || m_jobs.empty())
+    const auto next = std::ranges::find(m_jobs, false, &WaitingJob::isSought);
+    if (m_status.isConverting || next == m_jobs.end())
         return;
 
-    const RenameJob job = std::move(m_jobs.front());
-    m_jobs.pop_front();
+    const RenameJob job = std::move(next->job);
+    m_jobs.erase(next);
     ++m_run;
     m_status.begin(job);
     Q_EMIT changed();
@@ -64,8 +66,16 @@ void JobQueue::convertInBackground(const RenameJob &job)
                 self->setProgress(job, run, fraction);
         });
     };
-    m_services.inBackground([self, job, progress, convert = m_services.convert, preferences = m_preferences(),
+    m_services.inBackground([self, job, progress, convert = m_services.convert,
+                             isInPlace = m_services.isInPlace, preferences = m_preferences(),
                              watcher = m_watcher] {
+        if (!isInPlace(job)) {
+            postToMain([self, job] {
+                if (self)
+                    self->seek(job);
+            });
+            return;
+        }
         const JobOutcome outcome = outcomeOf(convert, job, preferences, progress);
         // Before the outcome is known to anyone: the watcher takes in the file's new state first.
         // Held for this call only, so that the watcher always ends with the model, on the main thread.
@@ -93,26 +103,74 @@ void JobQueue::finish(const RenameJob &job, const JobOutcome &outcome)
     m_status.end(job, outcome);
     Q_EMIT changed();
     Q_EMIT finished(job, outcome);
+    goOn(outcome.succeeded() ? pauseAfterSuccess : pauseAfterFailure);
+}
 
-    if (!m_jobs.empty()) {
-        m_services.expect(m_jobs.front());
-        m_services.later(outcome.succeeded() ? pauseAfterSuccess : pauseAfterFailure,
-                         [self = QPointer(this)] {
-                             if (self)
-                                 self->runNext();
-                         });
-    } else {
+void JobQueue::goOn(std::chrono::milliseconds pause)
+{
+    const auto next = std::ranges::find(m_jobs, false, &WaitingJob::isSought);
+    if (next != m_jobs.end()) {
+        m_services.expect(next->job);
+        m_services.later(pause, [self = QPointer(this)] {
+            if (self)
+                self->runNext();
+        });
+    } else if (m_jobs.empty()) {
         Q_EMIT drained();
     }
 }
 
+void JobQueue::follow(const QString &identity, const std::optional<std::filesystem::path> &place)
+{
+    const auto isOfFile = [&](const WaitingJob &waiting) { return waiting.job.identity() == identity; };
+    const auto waiting = std::ranges::find_if(m_jobs, isOfFile);
+    if (waiting == m_jobs.end())
+        return;
+    const RenameJob former = waiting->job;
+    const bool wasSought = std::exchange(waiting->isSought, false);
+    if (place == former.newURL && !wasSought)
+        return;
+    if (!wasSought)
+        Q_EMIT dropped(former);
+    if (place && former.movedTo(*place).changesExtension()) {
+        waiting->job = former.movedTo(*place);
+        Q_EMIT changed();
+        Q_EMIT accepted(waiting->job);
+        if (wasSought)
+            runNext();
+        return;
+    }
+    m_jobs.erase(waiting);
+    release(former);
+    Q_EMIT changed();
+    if (isIdle())
+        Q_EMIT drained();
+}
+
+// The file was renamed or moved in the moment before its job began: the watcher has not told yet.
+void JobQueue::seek(const RenameJob &job)
+{
+    m_status.isConverting = false;
+    m_status.progress.reset();
+    m_jobs.push_front({.job = job, .isSought = true});
+    Q_EMIT changed();
+    Q_EMIT dropped(job);
+    if (const auto watcher = m_watcher.lock())
+        watcher->locate(job.identity());
+    else
+        follow(job.identity(), std::nullopt);
+    goOn(pauseAfterFailure);
+}
+
 std::deque<RenameJob> JobQueue::dropWaiting()
 {
-    std::deque<RenameJob> dropped = std::exchange(m_jobs, {});
-    for (const RenameJob &job : dropped)
-        release(job);
+    std::deque<RenameJob> left;
+    for (WaitingJob &waiting : std::exchange(m_jobs, {})) {
+        release(waiting.job);
+        left.push_back(std::move(waiting.job));
+    }
     Q_EMIT changed();
-    return dropped;
+    return left;
 }
 
 } // namespace quorvalent

@@ -7,9 +7,12 @@
 
 #include <QObject>
 
+#include <chrono>
 #include <deque>
+#include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
 
 namespace quorvalent {
 
@@ -35,6 +38,10 @@ public:
     void setWatcher(const std::shared_ptr<JobSource> &watcher) { m_watcher = watcher; }
 
     void add(const RenameJob &job);
+    /// The file of a reported job stands at `place` now, or in no watched folder. A job that waits goes on
+    /// from there; it is dropped where nothing is left to convert: the file is gone, or bears its first
+    /// extension again.
+    void follow(const QString &identity, const std::optional<std::filesystem::path> &place);
     /// Releases a job that will not be run.
     void release(const RenameJob &job);
     void runNext();
@@ -46,18 +53,28 @@ Q_SIGNALS:
     void started(const quorvalent::RenameJob &job);
     void progressed(const quorvalent::RenameJob &job, std::optional<double> fraction);
     void finished(const quorvalent::RenameJob &job, const quorvalent::JobOutcome &outcome);
+    /// A job is no longer wanted as it was accepted; it may be accepted anew with another place.
+    void dropped(const quorvalent::RenameJob &job);
     /// A job is over and none waits.
     void drained();
 
 private:
+    struct WaitingJob
+    {
+        RenameJob job;
+        bool isSought = false; ///< its file was not in place; the watcher will tell where it is
+    };
+
     void convertInBackground(const RenameJob &job);
     void setProgress(const RenameJob &job, std::uint64_t run, std::optional<double> fraction);
     void finish(const RenameJob &job, const JobOutcome &outcome);
+    void seek(const RenameJob &job);
+    void goOn(std::chrono::milliseconds pause);
 
     const ModelServices &m_services;
     std::function<Preferences()> m_preferences;
     std::weak_ptr<JobSource> m_watcher;
-    std::deque<RenameJob> m_jobs;
+    std::deque<WaitingJob> m_jobs;
     ConversionStatus m_status;
     std::uint64_t m_run = 0; ///< tells late progress of an earlier job
 };

@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace quorvalent {
@@ -30,6 +31,9 @@ public:
 
     /// The job of this file is over: its renames are reported again.
     virtual void complete(const QString &identity) = 0;
+
+    /// Has onMoved tell where the file of a reported job is, once it has come to rest.
+    virtual void locate(const QString &identity) = 0;
 };
 
 /// Called by a watcher on a thread of its own.
@@ -37,12 +41,16 @@ struct JobSourceHandlers
 {
     std::function<void(const RenameJob &)> onRename;
     std::function<void(const QString &message)> onProblem; ///< French source text
+    /// The file of a reported job stands elsewhere now; without a place it is in no watched folder.
+    std::function<void(const QString &identity, const std::optional<std::filesystem::path> &place)> onMoved;
 };
 
 /// What the model needs of the world outside. Every member must be set.
 struct ModelServices
 {
     ConvertJob convert;
+    /// Whether the job's file, in whatever state, is where the job says; any thread.
+    std::function<bool(const RenameJob &)> isInPlace;
     std::function<std::unique_ptr<JobSource>(JobSourceHandlers)> makeWatcher;
     /// Puts right what a killed run left in these folders; runs in the background before they are watched.
     /// Answers with what the user has to know, French source texts.

@@ -19,7 +19,8 @@ class WatcherSource : public JobSource
 {
 public:
     WatcherSource(JobSourceHandlers handlers, NewNameHandler onNewName)
-        : m_watcher(std::move(handlers.onRename), std::move(handlers.onProblem), {}, std::move(onNewName))
+        : m_watcher(std::move(handlers.onRename), std::move(handlers.onProblem), {}, std::move(onNewName),
+                    std::move(handlers.onMoved))
     {}
 
     void start(std::vector<std::filesystem::path> folders, std::function<void()> onWatching) override
@@ -27,6 +28,7 @@ public:
         m_watcher.start(std::move(folders), std::move(onWatching));
     }
     void complete(const QString &identity) override { m_watcher.complete(identity); }
+    void locate(const QString &identity) override { m_watcher.locate(identity); }
 
 private:
     RenameWatcher m_watcher;
@@ -55,6 +57,7 @@ ModelServices systemServices()
         Converter::convert(job, preferences, progress,
                            [&](EngineHelper::Family family) { return helpers->take(family); });
     };
+    services.isInPlace = [](const RenameJob &job) { return job.stamp.isSameFile(job.newURL); };
     services.expect = [helpers](const RenameJob &job) { expectConversion(*helpers, job.oldURL, job.newURL); };
     services.makeWatcher = [helpers](JobSourceHandlers handlers) {
         return std::make_unique<WatcherSource>(

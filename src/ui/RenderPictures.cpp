@@ -45,6 +45,7 @@ ModelServices noServices()
 {
     return {
         .convert = [](const RenameJob &, const Preferences &, const Progress &) {},
+        .isInPlace = [](const RenameJob &) { return true; },
         .makeWatcher = [](const JobSourceHandlers &) -> std::unique_ptr<JobSource> { return nullptr; },
         .restoreInterruptedWork = [](const std::vector<std::filesystem::path> &) { return QStringList(); },
         .expect = [](const RenameJob &) {},

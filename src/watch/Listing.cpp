@@ -198,6 +198,16 @@ std::vector<Listing::Renamed> Listing::onlyUnambiguous(std::vector<Renamed> rena
     return kept;
 }
 
+std::optional<fs::path> Listing::placeOf(const QString &identity) const
+{
+    for (Position position = 0; position < m_found.files.size(); ++position) {
+        const FoundFile &file = m_found.files[position];
+        if (!m_isLeftOut[position] && FileStamp::identityOf(file.device, file.inode) == identity)
+            return m_found.pathOf(file);
+    }
+    return std::nullopt;
+}
+
 std::size_t Listing::count() const
 {
     return static_cast<std::size_t>(std::ranges::count(m_isLeftOut, false));

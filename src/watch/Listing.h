@@ -32,6 +32,9 @@ public:
                  const std::function<void(const QString &)> &onError,
                  const std::function<void(const RenameJob &)> &onRename);
 
+    /// Where the file of this identity is; one that cannot be followed is nowhere. Looks at every file.
+    [[nodiscard]] std::optional<std::filesystem::path> placeOf(const QString &identity) const;
+
     /// Files that can be followed.
     [[nodiscard]] std::size_t count() const;
 

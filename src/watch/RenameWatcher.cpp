@@ -7,11 +7,12 @@
 namespace quorvalent {
 
 RenameWatcher::RenameWatcher(RenameHandler onRename, ProblemHandler onError, WatchTiming timing,
-                             NewNameHandler onNewName)
+                             NewNameHandler onNewName, MovedHandler onMoved)
     : m_onRename(std::move(onRename))
     , m_onError(std::move(onError))
     , m_timing(timing)
     , m_onNewName(std::move(onNewName))
+    , m_onMoved(std::move(onMoved))
     // A listing of a large tree takes a core for a while; the user's own work comes first.
     , m_queue(QStringLiteral("quorvalent.watch"), SerialQueue::Priority::Utility)
 {}
@@ -38,6 +39,14 @@ void RenameWatcher::complete(const QString &identity)
     m_queue.post([this, identity] {
         scan();
         m_processing.remove(identity);
+    });
+}
+
+void RenameWatcher::locate(const QString &identity)
+{
+    m_queue.post([this, identity] {
+        if (m_onMoved)
+            m_onMoved(identity, Listing::take(m_roots, [](const QString &) {}).placeOf(identity));
     });
 }
 

@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace quorvalent {
@@ -23,6 +24,10 @@ using ProblemHandler = std::function<void(const QString &message)>;
 /// Takes the names of a file before and after.
 using NewNameHandler =
     std::function<void(const std::filesystem::path &from, const std::filesystem::path &to)>;
+
+/// Takes where the file of a reported rename is now; no place where it is in no watched folder.
+using MovedHandler =
+    std::function<void(const QString &identity, const std::optional<std::filesystem::path> &place)>;
 
 struct WatchTiming
 {
@@ -43,7 +48,7 @@ public:
     /// something can be got ready. It is not told of every one, and hears of those that are not reported too,
     /// but not of a reported file: while its job works, the new names are the job's own.
     RenameWatcher(RenameHandler onRename, ProblemHandler onError, WatchTiming timing = {},
-                  NewNameHandler onNewName = {});
+                  NewNameHandler onNewName = {}, MovedHandler onMoved = {});
     /// Waits for the listing in progress; no handler runs afterwards, whatever was still to be done.
     ~RenameWatcher();
     RenameWatcher(const RenameWatcher &) = delete;
@@ -59,6 +64,8 @@ public:
     /// Returns at once. The job of this identity is over: where the file is now counts as known, and its
     /// next rename is reported again.
     void complete(const QString &identity);
+    /// Returns at once. `onMoved` will tell where the file of this identity is.
+    void locate(const QString &identity);
 
 private:
     void watch(std::vector<std::filesystem::path> paths, const std::function<void()> &onWatching);
@@ -71,6 +78,7 @@ private:
     const ProblemHandler m_onError;
     const WatchTiming m_timing;
     const NewNameHandler m_onNewName;
+    const MovedHandler m_onMoved;
     // All below live on m_queue.
     std::unique_ptr<EventStream> m_stream;
     std::vector<std::filesystem::path> m_roots;

@@ -25,6 +25,7 @@ public:
         m_log.push_back("watching " + folders.at(0).native());
     }
     void detected(const RenameJob &job) override { add("detected", job); }
+    void dropped(const RenameJob &job) override { add("dropped", job); }
     void started(const RenameJob &job, const QString &detail, int queued) override
     {
         add("started", job, " " + detail.toStdString() + " " + std::to_string(queued));

@@ -16,6 +16,7 @@ namespace quorvalent::test {
 namespace {
 
 using namespace Qt::StringLiterals;
+using namespace std::string_literals;
 
 using Lines = std::vector<std::string>;
 
@@ -99,6 +100,57 @@ TEST_F(AppModelTest, cutsThePauseShortForANewJob)
     world.runLater();
     EXPECT_EQ(model->queued(), 1) << "the pause that was cut short starts nothing more";
     EXPECT_EQ(world.backgroundTasks(), 1U);
+}
+
+TEST_F(AppModelTest, followsTheFilesOfJobsThatWait)
+{
+    startWatching();
+    QObject::connect(model.get(), &AppModel::jobDropped, [this](const RenameJob &job) {
+        world.log.push_back("dropped " + job.newURL.filename().native());
+    });
+    QObject::connect(model.get(), &AppModel::jobAccepted, [this](const RenameJob &job) {
+        world.log.push_back("accepted " + job.oldURL.native() + " > " + job.newURL.native());
+    });
+    model->enqueue(renamed("running.png", "running.jpg"));
+    for (const char *name : {"a", "b", "c", "d"})
+        model->enqueue(renamed(name + ".png"s, name + ".jpg"s, u"2-"_s + QString::fromUtf8(name)));
+    world.log.clear();
+
+    world.handlers.onMoved(u"2-a"_s, "/folder/sub/another.webp");
+    world.handlers.onMoved(u"2-b"_s, "/folder/b.PNG"); // named back
+    world.handlers.onMoved(u"2-c"_s, std::nullopt);
+    world.handlers.onMoved(u"2-d"_s, "/folder/d.jpg"); // where it was
+    world.handlers.onMoved(u"1-1"_s, "/folder/x.jpg"); // runs already
+    runMain();
+    EXPECT_EQ(world.takeLog(),
+              Lines({"dropped a.jpg", "accepted /folder/sub/another.png > /folder/sub/another.webp",
+                     "dropped b.jpg", "complete 2-b", "dropped c.jpg", "complete 2-c"}));
+    EXPECT_EQ(model->queued(), 2);
+    EXPECT_EQ(model->warningCount(), 0);
+}
+
+TEST_F(AppModelTest, asksWhereTheFileIsThatLeftJustBeforeItsJobBegan)
+{
+    startWatching();
+    world.isInPlace = [](const RenameJob &job) { return job.newURL != "/folder/a.jpg"; };
+    model->enqueue(renamed("a.png", "a.jpg"));
+    world.log.clear();
+    world.runBackground();
+    EXPECT_EQ(world.takeLog(), Lines({"locate 1-1"}));
+    EXPECT_FALSE(model->isConverting());
+    EXPECT_FALSE(model->isIdle());
+
+    world.handlers.onMoved(u"1-1"_s, "/folder/sub/a.jpg");
+    runMain();
+    world.runBackground();
+    EXPECT_EQ(world.takeLog(), Lines({"started a.jpg, 0 wait", "toast", "complete 1-1", "finished a.jpg",
+                                      "onFinished", "drained"}));
+    model->enqueue(renamed("a.png", "a.jpg"));
+    world.runBackground();
+    world.handlers.onMoved(u"1-1"_s, std::nullopt);
+    runMain();
+    EXPECT_TRUE(model->isIdle());
+    EXPECT_EQ(model->warningCount(), 0);
 }
 
 TEST_F(AppModelTest, neverShowsTheBannerForARefusedRename)

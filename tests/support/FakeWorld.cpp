@@ -29,6 +29,11 @@ public:
         m_world.log.push_back("complete " + identity.toStdString());
     }
 
+    void locate(const QString &identity) override
+    {
+        m_world.log.push_back("locate " + identity.toStdString());
+    }
+
 private:
     FakeWorld &m_world;
 };
@@ -49,6 +54,7 @@ ModelServices FakeWorld::services()
     ModelServices services;
     services.convert = [this](const RenameJob &job, const Preferences &preferences,
                               const Progress &progress) { convert(job, preferences, progress); };
+    services.isInPlace = [this](const RenameJob &job) { return isInPlace(job); };
     services.makeWatcher = [this](JobSourceHandlers given) {
         handlers = std::move(given);
         return std::make_unique<RecordingSource>(*this);

@@ -25,6 +25,7 @@ public:
 
     std::function<void(const RenameJob &, const Preferences &, const Progress &)> convert =
         [](const RenameJob &, const Preferences &, const Progress &) {};
+    std::function<bool(const RenameJob &)> isInPlace = [](const RenameJob &) { return true; };
     std::function<QStringList(const std::vector<std::filesystem::path> &)> restore =
         [](const std::vector<std::filesystem::path> &) { return QStringList(); };
 
