@@ -423,6 +423,126 @@ def video_rows():
                              "-c:a", "aac", "-b:a", "160k"), "o.mov"]], "≤ 1.05", ("--video", "mov=1"))
 
 
+def fill(folder, source, count):
+    for number in range(count):
+        shutil.copyfile(source, folder / f"{number:05}{source.suffix}")
+
+
+def rename_all(watch, folder, extension):
+    """Renames every file of a folder at once; seconds until all are converted, beyond the quiet times."""
+    files = sorted(folder.iterdir())
+    begin = time.perf_counter()
+    for file in files:
+        os.rename(file, file.with_suffix(f".{extension}"))
+    for _ in files:
+        outcome = watch.wait("finished")
+        if not outcome["success"]:
+            raise RuntimeError(outcome["detail"])
+    return time.perf_counter() - begin - QUIET_SECONDS
+
+
+def batch_row(name, source, target, count, command, aim, options=(), pairs=2):
+    """Copies of one file renamed at once, against as many processes of a tool as there are cores. In the
+    command, {} stands for a file's name without its extension."""
+    if not wanted(name):
+        return
+    inputs = WORK / "tool-input"
+    shutil.rmtree(inputs, ignore_errors=True)
+    inputs.mkdir()
+    TOOL_FOLDER.mkdir(parents=True, exist_ok=True)
+    fill(inputs, source, count)
+    names = "\n".join(sorted(file.stem for file in inputs.iterdir())).encode()
+    results = []
+    for _ in range(pairs):
+        with watching(*options) as (watch, folder):
+            fill(folder, source, count)
+            time.sleep(QUIET_SECONDS + 2)  # the copies are changes of their own: let them be listed
+            ours = rename_all(watch, folder, target)
+        begin = time.perf_counter()
+        subprocess.run(["xargs", f"-P{os.cpu_count()}", "-I{}", *map(str, command)], input=names, check=True,
+                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        results.append((ours, time.perf_counter() - begin))
+        if len(list(TOOL_FOLDER.iterdir())) != count:
+            raise RuntimeError(f"{command[0]} left files out")
+        shutil.rmtree(TOOL_FOLDER)
+        TOOL_FOLDER.mkdir()
+    shutil.rmtree(inputs)
+    report(name, f"{median_ratio(*zip(*results)):.2f}", aim,
+           ", ".join(f"{a:.1f} s / {b:.1f} s" for a, b in results) + f" {command[0]}")
+
+
+def batch_rows():
+    inputs, q = WORK / "tool-input", f"[Q={QUALITY}]"
+    quality = ("--quality", f"jpg={QUALITY / 100}")
+    if wanted("300 HEIC → JPG at once"):
+        batch_row("300 HEIC → JPG at once", photo_as("heic"), "jpg", 300,
+                  ["heif-convert", "-q", QUALITY, f"{inputs}/{{}}.heic", f"{TOOL_OUTPUT}{{}}.jpg"], "≤ 1.05", quality)
+    if wanted("300 PNG → JPG at once"):
+        batch_row("300 PNG → JPG at once", photo("small", 1600, 1250), "jpg", 300,
+                  ["vips", "copy", f"{inputs}/{{}}.png", f"{TOOL_OUTPUT}{{}}.jpg{q}"], "≤ 1.15", quality)
+    if wanted("60 WAV → MP3 at once"):
+        batch_row("60 WAV → MP3 at once", minutes_of_sound(), "mp3", 60,
+                  [*ffmpeg(f"{inputs}/{{}}.wav", "-vn", "-c:a", "libmp3lame", "-b:a", "256k"),
+                   f"{TOOL_OUTPUT}{{}}.mp3"], "≤ 1.05")
+
+
+def minutes_of_sound():
+    wav = WORK / "three-minutes.wav"
+    if not wav.exists():
+        run(ffmpeg_noise(180, wav))
+    return wav
+
+
+def small_gif():
+    gif = WORK / "small.gif"
+    if not gif.exists():
+        run(["ffmpeg", "-nostdin", "-loglevel", "error", "-f", "lavfi", "-i", "mandelbrot=size=160x120",
+             "-frames:v", "1", gif])
+    return gif
+
+
+def many_files_row(count=20_000):
+    name = "20 000 GIF → PNG at once, ms a file"
+    if not wanted(name):
+        return
+    with watching() as (watch, folder):
+        own = [watch.process.pid]
+        fill(folder, small_gif(), count)
+        time.sleep(QUIET_SECONDS + 5)
+        before = proportional_mib(own)
+        seconds = rename_all(watch, folder, "png")
+        time.sleep(15)  # the last helper is let go, idle threads end
+        after = proportional_mib(own)
+    report(name, f"{seconds / count * 1000:.1f}", "≤ 25", f"the program {before:.1f} MiB before, {after:.1f} after")
+
+
+def lasting_row(count=2000):
+    name = "2 000 conversions: MiB and descriptors more"
+    if not wanted(name):
+        return
+
+    def taken():
+        time.sleep(15)
+        own = watch.process.pid
+        return proportional_mib([own]), len(os.listdir(f"/proc/{own}/fd"))
+
+    with watching() as (watch, folder):
+        fill(folder, small_gif(), 10)
+        time.sleep(QUIET_SECONDS + 1)
+        rename_all(watch, folder, "png")
+        first = taken()
+        for file in folder.iterdir():
+            file.unlink()
+        fill(folder, small_gif(), count - 10)
+        time.sleep(QUIET_SECONDS + 2)
+        rename_all(watch, folder, "png")
+        for file in folder.iterdir():
+            file.unlink()
+        last = taken()
+    report(name, f"{last[0] - first[0]:.1f}, {last[1] - first[1]}", "≤ 1, 0",
+           f"{first[0]:.1f} MiB, {first[1]} descriptors after the first ten")
+
+
 def main():
     WORK.mkdir(parents=True, exist_ok=True)
     report("work", "measured", "aim")
@@ -436,6 +556,9 @@ def main():
     sound_rows()
     long_sound_row()
     video_rows()
+    batch_rows()
+    many_files_row()
+    lasting_row()
     desktop.rows(BUILD, WORK, wanted, report)
 
 

@@ -2,6 +2,7 @@
 
 #include "console/TerminalText.h"
 #include "i18n/Localization.h"
+#include "model/ConversionStatus.h"
 #include "platform/ComposedText.h"
 #include "platform/Error.h"
 
@@ -52,45 +53,52 @@ void HumanReporter::detected(const RenameJob & /*job*/)
 void HumanReporter::dropped(const RenameJob &job)
 {
     // What becomes of the file shows when its turn comes.
-    if (m_name == printable(displayName(job.newURL)))
-        m_name.clear();
+    end(job);
 }
 
 void HumanReporter::started(const RenameJob &job, const QString &detail, int queued)
 {
-    m_throttle.reset();
-    m_name = printable(displayName(job.newURL));
-    m_detail = printable(detail);
-    m_fraction.reset();
+    m_running.push_back(
+        {job.newURL, printable(displayName(job.newURL)), printable(detail), m_throttle, std::nullopt});
     if (m_columns()) {
         m_output(progressLine());
         return;
     }
+    const RunningJob &running = m_running.back();
     if (queued > 0)
         line(composed(L(u"Conversion en cours : {0} ({1}), {2} en attente"_s),
-                      {m_name, m_detail, QString::number(queued)}));
+                      {running.name, running.detail, QString::number(queued)}));
     else
-        line(composed(L(u"Conversion en cours : {0} ({1})"_s), {m_name, m_detail}));
+        line(composed(L(u"Conversion en cours : {0} ({1})"_s), {running.name, running.detail}));
 }
 
-void HumanReporter::progressed(const RenameJob & /*job*/, std::optional<double> fraction)
+void HumanReporter::progressed(const RenameJob &job, std::optional<double> fraction)
 {
-    m_fraction = fraction;
-    if (m_columns() && m_throttle.admits(fraction))
+    const auto running = std::ranges::find(m_running, job.newURL, &RunningJob::file);
+    if (running == m_running.end())
+        return;
+    running->fraction = fraction;
+    if (running == m_running.begin() && m_columns() && running->throttle.admits(fraction))
         m_output(progressLine());
 }
 
 void HumanReporter::finished(const RenameJob &job, const JobOutcome &outcome)
 {
-    m_name.clear();
+    end(job);
     const QString name = displayName(job.newURL);
+    const QString detail = changeOfFormat(job);
     if (outcome.failure) {
         line(composed(L(u"✗ {0} ({1})  {2} : {3}"_s),
-                      {name, m_detail, L(outcome.failure->title), L(outcome.detail)}));
+                      {name, detail, L(outcome.failure->title), L(outcome.detail)}));
         return;
     }
     const QString seconds = QLocale(Localization::code()).toString(outcome.seconds.count(), 'f', 2);
-    line(composed(L(u"✓ {0} ({1})  {2} ({3} s)"_s), {name, m_detail, L(outcome.detail), seconds}));
+    line(composed(L(u"✓ {0} ({1})  {2} ({3} s)"_s), {name, detail, L(outcome.detail), seconds}));
+}
+
+void HumanReporter::end(const RenameJob &job)
+{
+    std::erase_if(m_running, [&job](const RunningJob &running) { return running.file == job.newURL; });
 }
 
 void HumanReporter::problem(const QString &message)
@@ -108,7 +116,7 @@ void HumanReporter::line(const QString &text)
 {
     const bool onTerminal = m_columns().has_value();
     QByteArray bytes = (onTerminal ? QByteArray(clearLine) : QByteArray()) + printable(text).toUtf8() + '\n';
-    if (onTerminal && !m_name.isEmpty())
+    if (onTerminal && !m_running.empty())
         bytes += progressLine();
     m_output(bytes);
 }
@@ -117,14 +125,15 @@ QByteArray HumanReporter::progressLine() const
 {
     // The last column stays free: some terminals wrap as soon as it is written.
     const int columns = m_columns().value_or(0) - 1;
-    QString text = bar(m_fraction) + u' ';
+    const RunningJob &shown = m_running.front();
+    QString text = bar(shown.fraction) + u' ';
     const int beside = columns - columnsOf(text);
-    const QString format = u"  "_s + m_detail;
+    const QString format = u"  "_s + shown.detail;
     const int forName = beside - columnsOf(format);
-    if (forName >= columnsOf(m_name) / 2)
-        text += elidedInTheMiddle(m_name, forName) + format;
+    if (forName >= columnsOf(shown.name) / 2)
+        text += elidedInTheMiddle(shown.name, forName) + format;
     else
-        text = elidedInTheMiddle(beside > 0 ? text + elidedInTheMiddle(m_name, beside) : text, columns);
+        text = elidedInTheMiddle(beside > 0 ? text + elidedInTheMiddle(shown.name, beside) : text, columns);
     return clearLine + text.toUtf8();
 }
 

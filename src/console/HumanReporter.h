@@ -3,10 +3,12 @@
 #include "console/ProgressThrottle.h"
 #include "console/Reporter.h"
 
+#include <vector>
+
 namespace quorvalent {
 
 /// Lines for people, in the display language; on a terminal also one line at the bottom with the progress of
-/// the running job.
+/// the running job, of several the oldest.
 class HumanReporter : public Reporter
 {
 public:
@@ -25,15 +27,24 @@ public:
     void stopping(int remaining) override;
 
 private:
+    struct RunningJob
+    {
+        std::filesystem::path file;
+        QString name;
+        QString detail;
+        ProgressThrottle throttle;
+        std::optional<double> fraction;
+    };
+
     void line(const QString &text);
+    /// Takes a job out of those that run.
+    void end(const RenameJob &job);
     [[nodiscard]] QByteArray progressLine() const;
 
     Output m_output;
     Columns m_columns;
-    ProgressThrottle m_throttle;
-    QString m_name; ///< of the running job's file; empty while none runs
-    QString m_detail;
-    std::optional<double> m_fraction;
+    const ProgressThrottle m_throttle; ///< as it is before a job
+    std::vector<RunningJob> m_running; ///< oldest first
 };
 
 } // namespace quorvalent

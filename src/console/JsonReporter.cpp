@@ -84,19 +84,20 @@ void JsonReporter::detected(const RenameJob &job)
 
 void JsonReporter::dropped(const RenameJob &job)
 {
+    m_jobs.erase(job.newURL);
     m_output(jobEvent("dropped", job).end());
 }
 
 void JsonReporter::started(const RenameJob &job, const QString &detail, int queued)
 {
-    m_throttle.reset();
+    m_jobs.insert_or_assign(job.newURL, m_throttle);
     m_output(
         jobEvent("started", job).add("detail", json(detail)).add("queued", QByteArray::number(queued)).end());
 }
 
 void JsonReporter::progressed(const RenameJob &job, std::optional<double> fraction)
 {
-    if (!m_throttle.admits(fraction))
+    if (!m_jobs.try_emplace(job.newURL, m_throttle).first->second.admits(fraction))
         return;
     const bool known = fraction && std::isfinite(*fraction);
     const QByteArray value = known ? json(std::clamp(*fraction, 0.0, 1.0)) : QByteArray("null");
@@ -105,6 +106,7 @@ void JsonReporter::progressed(const RenameJob &job, std::optional<double> fracti
 
 void JsonReporter::finished(const RenameJob &job, const JobOutcome &outcome)
 {
+    m_jobs.erase(job.newURL);
     EventLine line = jobEvent("finished", job);
     line.add("success", json(outcome.succeeded()));
     if (outcome.failure)

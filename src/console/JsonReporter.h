@@ -3,6 +3,8 @@
 #include "console/ProgressThrottle.h"
 #include "console/Reporter.h"
 
+#include <map>
+
 namespace quorvalent {
 
 /// One JSON object a line for each event, for programs.
@@ -22,7 +24,8 @@ public:
 
 private:
     Output m_output;
-    ProgressThrottle m_throttle;
+    const ProgressThrottle m_throttle;                        ///< as it is before a job
+    std::map<std::filesystem::path, ProgressThrottle> m_jobs; ///< of those that run, by their new names
 };
 
 } // namespace quorvalent

@@ -24,6 +24,8 @@ using namespace Qt::StringLiterals;
 constexpr qint64 minimumBitrateKbps = 8;
 constexpr qint64 maximumBitrateKbps = 512;
 
+constexpr int maximumJobs = 64; // each of them has processes of its own
+
 // An option whose value is EXT=SETTING, for the formats of one family.
 struct FormatOption
 {
@@ -163,6 +165,10 @@ private:
             readLanguage(valueOf(argument));
             return;
         }
+        if (name == "--jobs") {
+            readJobs(valueOf(argument));
+            return;
+        }
         for (const FormatOption &option : formatOptions()) {
             if (name == option.name) {
                 readFormatOption(m_options.preferences, option, valueOf(argument));
@@ -193,6 +199,17 @@ private:
         if (!languageCodes().contains(m_options.language))
             throw UsageError(composed(u"Valeur non valide pour --language : « {0} » (attendu : {1})."_s,
                                       {textOf(code), languageCodes().join(u", "_s)}));
+    }
+
+    void readJobs(const std::string &number)
+    {
+        bool valid = false;
+        const int jobs = QString::fromStdString(number).toInt(&valid);
+        if (!valid || jobs < 1 || jobs > maximumJobs)
+            throw UsageError(
+                composed(u"Valeur non valide pour --jobs : « {0} » (attendu : un nombre de 1 à 64)."_s,
+                         {textOf(number)}));
+        m_options.jobs = jobs;
     }
 
     // Both "--option=value" and "--option value".
@@ -247,12 +264,14 @@ QString helpText()
 
 Surveille les dossiers, sous-dossiers compris, et convertit chaque fichier dont un
 renommage change l’extension, jusqu’à SIGINT (Ctrl-C) ou SIGTERM. Les conversions en
-cours et en attente sont alors terminées ; un second signal ne termine que la première.
+cours et en attente sont alors terminées ; un second signal ne termine que les premières.
 
   --keep-original         garder l’original à côté du fichier converti
   --quality EXT=FRACTION  qualité d’un format d’image, de 0 à 1 (jpg=0.8)
   --bitrate EXT=KBPS      débit d’un format audio, de 8 à 512 kbit/s (mp3=192)
   --video EXT=LEVEL       niveau d’un format vidéo : 0 maximal, 1 équilibré, 2 compact
+  --jobs N                conversions côte à côte, de 1 à 64 (par défaut : selon la
+                          machine, dès que quatre fichiers attendent)
   --language CODE         langue des messages :
                           {0}
   --json                  un objet JSON par événement et par ligne

@@ -5,6 +5,7 @@
 
 #include <QString>
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -25,6 +26,7 @@ struct Options
     Action action = Action::Watch;
     bool json = false;
     QString language = QStringLiteral("system"); ///< of the lines for people: the session's, or a code
+    std::optional<int> jobs;                     ///< conversions side by side, 1 to 64; nothing: see Lanes
     Preferences preferences;                     ///< the folders are absolute, exist, and are there once each
 
     /// Reads the arguments after the program's name, bytes as they came. Throws UsageError.

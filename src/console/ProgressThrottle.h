@@ -7,7 +7,7 @@
 namespace quorvalent {
 
 /// Thins the progress of one job out to what a reader can use: at most 10 reports in any second, the one that
-/// says 1.0 always among them.
+/// says 1.0 always among them, and the first.
 class ProgressThrottle
 {
 public:
@@ -15,8 +15,6 @@ public:
 
     explicit ProgressThrottle(Clock clock = &std::chrono::steady_clock::now);
 
-    /// A new job starts: its first report passes.
-    void reset() { m_last.reset(); }
     [[nodiscard]] bool admits(std::optional<double> fraction);
 
 private:

@@ -25,20 +25,19 @@ WatchSession::WatchSession(AppModel &model, Reporter &reporter, std::function<vo
     connect(&model, &AppModel::jobDropped, this, [this](const RenameJob &job) {
         m_reporter.dropped(job);
         if (m_status)
-            QMetaObject::invokeMethod(this, &WatchSession::endOrGoOn, Qt::QueuedConnection);
+            QMetaObject::invokeMethod(this, &WatchSession::endWhenIdle, Qt::QueuedConnection);
     });
-    connect(&model, &AppModel::jobStarted, this, [this](const RenameJob &job) {
-        m_reporter.started(job, m_model.currentDetail(), m_model.queued());
-    });
+    connect(&model, &AppModel::jobStarted, this,
+            [this](const RenameJob &job) { m_reporter.started(job, changeOfFormat(job), m_model.queued()); });
     connect(&model, &AppModel::jobProgressed, this,
             [this](const RenameJob &job, std::optional<double> fraction) {
                 m_reporter.progressed(job, fraction);
             });
     connect(&model, &AppModel::jobFinished, this, [this](const RenameJob &job, const JobOutcome &outcome) {
         m_reporter.finished(job, outcome);
-        // Once the model has settled its queue: the next job must not start inside the end of this one.
+        // Once the model has settled its queue.
         if (m_status)
-            QMetaObject::invokeMethod(this, &WatchSession::endOrGoOn, Qt::QueuedConnection);
+            QMetaObject::invokeMethod(this, &WatchSession::endWhenIdle, Qt::QueuedConnection);
     });
 }
 
@@ -50,20 +49,20 @@ void WatchSession::start()
 void WatchSession::stop(int signalNumber)
 {
     if (m_status) {
-        finishRunningJobOnly(signalStatusBase + signalNumber);
+        finishRunningJobsOnly(signalStatusBase + signalNumber);
         return;
     }
     refuseNewJobs();
     m_status = EXIT_SUCCESS;
-    m_reporter.stopping(m_model.queued() + (m_model.isConverting() ? 1 : 0));
-    endOrGoOn();
+    m_reporter.stopping(m_model.queued() + m_model.running());
+    endWhenIdle();
 }
 
 void WatchSession::stopForBrokenOutput()
 {
     if (!m_status)
         refuseNewJobs();
-    finishRunningJobOnly(EXIT_FAILURE);
+    finishRunningJobsOnly(EXIT_FAILURE);
 }
 
 void WatchSession::refuseNewJobs()
@@ -72,20 +71,18 @@ void WatchSession::refuseNewJobs()
     m_model.restartWatcher();
 }
 
-void WatchSession::finishRunningJobOnly(int status)
+void WatchSession::finishRunningJobsOnly(int status)
 {
     if (std::exchange(m_dropsWaiting, true))
         return;
     m_status = status;
     m_abandoned = m_model.dropWaitingJobs();
-    endOrGoOn();
+    endWhenIdle();
 }
 
-void WatchSession::endOrGoOn()
+void WatchSession::endWhenIdle()
 {
-    if (!m_model.isIdle())
-        m_model.runNext(); // the pause between two jobs is for eyes that have now turned away
-    else if (!std::exchange(m_hasEnded, true))
+    if (m_model.isIdle() && !std::exchange(m_hasEnded, true))
         m_end(*m_status);
 }
 

@@ -16,16 +16,17 @@ class WatchSession : public QObject
     Q_OBJECT
 
 public:
-    /// `end` is called once, with the program's exit status. All three outlive the session.
+    /// `end` is called once, with the program's exit status. All three outlive the session. The model's queue
+    /// makes no pauses.
     WatchSession(AppModel &model, Reporter &reporter, std::function<void(int status)> end);
 
     void start();
 
     /// SIGINT or SIGTERM: the first one lets every accepted conversion be finished (status 0), the second one
-    /// only the running one (status 128 plus its number), later ones change nothing.
+    /// only the running ones (status 128 plus its number), later ones change nothing.
     void stop(int signalNumber);
 
-    /// Nobody reads the output any more: only the running conversion is finished (status 1).
+    /// Nobody reads the output any more: only the running conversions are finished (status 1).
     void stopForBrokenOutput();
 
     /// Renamed files that the end of the program leaves unconverted.
@@ -33,8 +34,8 @@ public:
 
 private:
     void refuseNewJobs();
-    void finishRunningJobOnly(int status);
-    void endOrGoOn();
+    void finishRunningJobsOnly(int status);
+    void endWhenIdle();
 
     AppModel &m_model;
     Reporter &m_reporter;

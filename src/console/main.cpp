@@ -19,6 +19,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
+#include <utility>
 
 namespace {
 
@@ -57,7 +58,9 @@ int watch(const Options &options)
     else
         reporter = std::make_unique<HumanReporter>(write, [&output] { return output.terminalColumns(); });
 
-    AppModel model(options.preferences, systemServices());
+    ModelServices services = systemServices();
+    services.pacing = {.pauses = false, .lanes = options.jobs}; // nobody looks at a banner here
+    AppModel model(options.preferences, std::move(services));
     WatchSession session(model, *reporter, &QCoreApplication::exit);
     TerminationSignals signals;
     signals.onSignal = [&session](int signalNumber) { session.stop(signalNumber); };

@@ -30,8 +30,8 @@ struct ConsentQuestion
     QString refuse;
 };
 
-/// The one observable state behind every view: the queue that turns reported renames into conversions, one
-/// at a time in the order of their report, and the settings with what follows from them. Everything here
+/// The one observable state behind every view: the queue that turns reported renames into conversions, in the
+/// order of their report, and the settings with what follows from them. Everything here
 /// lives on the main thread; conversions run in the background and outlive a model that is destroyed
 /// meanwhile. Texts are French source texts, which views translate each time they show them.
 class AppModel : public QObject
@@ -54,8 +54,12 @@ public:
     // The queue
 
     [[nodiscard]] bool isConverting() const { return status().isConverting; }
-    /// Jobs that wait; the running one does not count.
+    /// Jobs that wait; the running ones do not count.
     [[nodiscard]] int queued() const { return m_queue.waiting(); }
+    /// Jobs that run. What is shown of a running job is of the oldest.
+    [[nodiscard]] int running() const { return m_queue.running(); }
+    /// One of several jobs has ended, and the next ones follow without a stop.
+    [[nodiscard]] bool isInsideBatch() const { return status().batch && !isIdle(); }
     /// Nothing runs and nothing waits.
     [[nodiscard]] bool isIdle() const { return m_queue.isIdle(); }
     /// 0 to 1, or nothing while unknown. 1.0 after a success, nothing after a failure.
@@ -70,10 +74,11 @@ public:
 
     /// Offers a job to the queue. A refused one is released at once; its file stays as it is.
     void enqueue(const RenameJob &job);
-    /// Starts the oldest waiting job unless one runs; cuts the pause between two jobs short.
+    /// Starts the oldest waiting job, unless it has to wait for those that run; cuts the pause between two
+    /// jobs short.
     void runNext() { m_queue.runNext(); }
     /// Releases every waiting job unconverted, for a program that must end, and returns them, oldest first.
-    /// The running job goes on.
+    /// What runs goes on.
     [[nodiscard]] std::deque<RenameJob> dropWaitingJobs() { return m_queue.dropWaiting(); }
     /// The user has seen the warnings.
     void clearWarnings();
@@ -182,7 +187,7 @@ public:
     std::function<void()> onToast;    ///< a job that can be converted has started
     std::function<void()> onFinished; ///< a job has succeeded
     std::function<void()> onWarning;  ///< a job has failed
-    std::function<void()> onDrained;  ///< a job is over and none waits
+    std::function<void()> onDrained;  ///< a job is over, and none runs or waits
     std::function<void(Appearance)> onAppearance;
     /// Shows the question, waits, and says whether the user agreed. Without it, nobody agrees.
     std::function<bool(const ConsentQuestion &)> askConsent;

@@ -3,6 +3,8 @@
 #include "platform/ComposedText.h"
 #include "platform/Error.h"
 
+#include <algorithm>
+
 namespace quorvalent {
 
 namespace {
@@ -11,17 +13,22 @@ using namespace Qt::StringLiterals;
 
 constexpr qsizetype maximumActivities = 30;
 
+QString countText(int number, int total)
+{
+    return composed(u"{0} sur {1}"_s, {QString::number(number), QString::number(total)});
+}
+
+} // namespace
+
 QString changeOfFormat(const RenameJob &job)
 {
     return pathExtension(job.oldURL).toUpper() + u" → "_s + pathExtension(job.newURL).toUpper();
 }
 
-} // namespace
-
-void ConversionStatus::begin(const RenameJob &job)
+void ConversionStatus::show(const RenameJob &job, std::optional<double> fraction)
 {
     isConverting = true;
-    progress.reset();
+    progress = fraction;
     currentName = displayName(job.newURL);
     currentDetail = changeOfFormat(job);
 }
@@ -29,6 +36,10 @@ void ConversionStatus::begin(const RenameJob &job)
 void ConversionStatus::end(const RenameJob &job, const JobOutcome &outcome)
 {
     isConverting = false;
+    if (batch) {
+        ++batch->over;
+        batch->succeeded += outcome.succeeded() ? 1 : 0;
+    }
     progress = outcome.succeeded() ? std::optional(1.0) : std::nullopt;
     currentDetail = outcome.detail;
     activities.prepend(Activity(displayName(job.newURL), outcome.detail, outcome.succeeded()));
@@ -72,8 +83,12 @@ QString ConversionStatus::bannerLabel() const
 {
     switch (state()) {
     case ConversionState::Converting:
+        if (batch)
+            return countText(std::min(batch->over + 1, batch->total), batch->total);
         return progress ? percentageText() : u"En cours"_s;
     case ConversionState::Succeeded:
+        if (batch)
+            return countText(batch->succeeded, batch->total);
         return u"Terminé"_s;
     case ConversionState::Interrupted:
         break;

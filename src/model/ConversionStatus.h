@@ -11,8 +11,19 @@
 
 namespace quorvalent {
 
+/// "PNG → JPG"
+[[nodiscard]] QString changeOfFormat(const RenameJob &job);
+
 /// The three looks of the progress displays.
 enum class ConversionState { Converting, Succeeded, Interrupted };
+
+/// Several jobs that are gone through without a stop at each.
+struct Batch
+{
+    int total = 0; ///< those that are over, run or wait
+    int over = 0;
+    int succeeded = 0;
+};
 
 /// What there is to show of the running or last job and of those before it. A plain value; texts are French
 /// source texts.
@@ -26,8 +37,11 @@ struct ConversionStatus
     QString warningTitle = QStringLiteral("Format non pris en charge");
     QString warningMessage;
     int warningCount = 0;
+    std::optional<Batch>
+        batch; ///< of the jobs that run and wait, then the last one's; nothing for a single job
 
-    void begin(const RenameJob &job);
+    /// This one runs.
+    void show(const RenameJob &job, std::optional<double> fraction);
     void end(const RenameJob &job, const JobOutcome &outcome);
 
     [[nodiscard]] ConversionState state() const;

@@ -3,6 +3,7 @@
 #include "core/Preferences.h"
 #include "core/RenameJob.h"
 #include "model/ConversionStatus.h"
+#include "model/Lanes.h"
 #include "model/ModelServices.h"
 
 #include <QObject>
@@ -13,12 +14,14 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <vector>
 
 namespace quorvalent {
 
-/// Runs accepted jobs one at a time, in the order in which they were added, and keeps what there is to show
-/// of them. Lives on the main thread; a conversion runs in the background and outlives a queue that is
-/// destroyed meanwhile.
+/// Starts accepted jobs in the order in which they were added, one at a time or, where many wait, several
+/// side by side, and keeps what there is to show of them: of those that run, the oldest. Two or more that
+/// wait make a batch, which is gone through without a pause. Lives on the main thread; a conversion runs in
+/// the background and outlives a queue that is destroyed meanwhile.
 class JobQueue : public QObject
 {
     Q_OBJECT
@@ -30,8 +33,9 @@ public:
     [[nodiscard]] const ConversionStatus &status() const { return m_status; }
     /// Shows something else than what the jobs left.
     void setStatus(const ConversionStatus &status);
-    /// Jobs that wait; the running one does not count.
+    /// Jobs that wait; the running ones do not count.
     [[nodiscard]] int waiting() const { return static_cast<int>(m_jobs.size()); }
+    [[nodiscard]] int running() const { return static_cast<int>(m_running.size()); }
     [[nodiscard]] bool isIdle() const { return !m_status.isConverting && m_jobs.empty(); }
 
     /// Files of jobs that are over are released there.
@@ -44,6 +48,7 @@ public:
     void follow(const QString &identity, const std::optional<std::filesystem::path> &place);
     /// Releases a job that will not be run.
     void release(const RenameJob &job);
+    /// Starts the oldest waiting job unless one runs, or as many as may run side by side.
     void runNext();
     [[nodiscard]] std::deque<RenameJob> dropWaiting();
 
@@ -55,7 +60,7 @@ Q_SIGNALS:
     void finished(const quorvalent::RenameJob &job, const quorvalent::JobOutcome &outcome);
     /// A job is no longer wanted as it was accepted; it may be accepted anew with another place.
     void dropped(const quorvalent::RenameJob &job);
-    /// A job is over and none waits.
+    /// A job is over, and none runs or waits.
     void drained();
 
 private:
@@ -65,18 +70,37 @@ private:
         bool isSought = false; ///< its file was not in place; the watcher will tell where it is
     };
 
-    void convertInBackground(const RenameJob &job);
-    void setProgress(const RenameJob &job, std::uint64_t run, std::optional<double> fraction);
-    void finish(const RenameJob &job, const JobOutcome &outcome);
-    void seek(const RenameJob &job);
+    struct RunningJob
+    {
+        std::uint64_t number; ///< tells late reports of an earlier job
+        RenameJob job;
+        LaneDemand demand;
+        std::optional<double> progress;
+    };
+
+    [[nodiscard]] bool mayStart(const RenameJob &job) const;
+    void start(const RenameJob &job);
+    void convertInBackground(const RunningJob &running);
+    void setProgress(std::uint64_t number, std::optional<double> fraction);
+    void finish(std::uint64_t number, const JobOutcome &outcome);
+    void seek(std::uint64_t number);
     void goOn(std::chrono::milliseconds pause);
+    /// The oldest waiting job whose file is known to be in place, or the end.
+    [[nodiscard]] std::deque<WaitingJob>::iterator nextToRun();
+    [[nodiscard]] bool stopsBetweenJobs() const;
+    /// Takes a job out of those that run.
+    RenameJob takeRunning(std::uint64_t number);
+    void showOldest();
+    void countDropped(int jobs);
 
     const ModelServices &m_services;
     std::function<Preferences()> m_preferences;
     std::weak_ptr<JobSource> m_watcher;
     std::deque<WaitingJob> m_jobs;
+    std::vector<RunningJob> m_running; ///< oldest first
+    Lanes m_lanes;
     ConversionStatus m_status;
-    std::uint64_t m_run = 0; ///< tells late progress of an earlier job
+    std::uint64_t m_started = 0; ///< jobs, in all
 };
 
 } // namespace quorvalent

@@ -3,6 +3,7 @@
 #include "core/RenameJob.h"
 #include "model/JobOutcome.h"
 #include "platform/Dispatch.h"
+#include "platform/Machine.h"
 
 #include <QString>
 #include <QStringList>
@@ -45,9 +46,17 @@ struct JobSourceHandlers
     std::function<void(const QString &identity, const std::optional<std::filesystem::path> &place)> onMoved;
 };
 
-/// What the model needs of the world outside. Every member must be set.
+/// How the queue goes from one job to the next.
+struct QueuePacing
+{
+    bool pauses = true;       ///< a finished file stays in sight for a moment while at most one other waits
+    std::optional<int> lanes; ///< conversions side by side, 1 or more; nothing: see Lanes
+};
+
+/// What the model needs of the world outside. Every function must be set.
 struct ModelServices
 {
+    QueuePacing pacing;
     ConvertJob convert;
     /// Whether the job's file, in whatever state, is where the job says; any thread.
     std::function<bool(const RenameJob &)> isInPlace;
@@ -57,7 +66,9 @@ struct ModelServices
     std::function<QStringList(const std::vector<std::filesystem::path> &folders)> restoreInterruptedWork;
     /// Told of a job that will be run soon, so that what it needs can be got ready; returns at once.
     std::function<void(const RenameJob &)> expect;
-    /// Runs long work off the main thread.
+    /// What conversions that run side by side may take.
+    std::function<Machine()> machine;
+    /// Runs long work off the main thread, each task on a thread of its own.
     std::function<void(Task)> inBackground;
     /// Runs a task on the main thread after a delay; a delay of 0 means the next turn of the event loop.
     std::function<void(std::chrono::milliseconds, Task)> later;

@@ -69,6 +69,7 @@ ModelServices systemServices()
     services.restoreInterruptedWork = [](const std::vector<std::filesystem::path> &folders) {
         return restoreInterruptedWork(folders, &FolderRules::isDescendedInto);
     };
+    services.machine = &Machine::now;
     services.inBackground = &postToBackground;
     services.later = [](std::chrono::milliseconds delay, Task task) {
         QTimer::singleShot(delay, QCoreApplication::instance(), std::move(task));

@@ -18,6 +18,9 @@ namespace {
 // Behind whatever the user waits for, ahead of idle-time work.
 constexpr int utilityNiceness = 10;
 
+// Tasks wait for processes and disks rather than compute; who posts them limits how many there are.
+constexpr int backgroundThreads = 128;
+
 class TaskEvent : public QEvent
 {
 public:
@@ -169,7 +172,12 @@ void postToBackground(Task task)
         task();
     };
     handedOver.fetch_add(1, std::memory_order_release);
-    QThreadPool::globalInstance()->start(std::move(received));
+    static QThreadPool *const pool = [] {
+        QThreadPool *const shared = QThreadPool::globalInstance();
+        shared->setMaxThreadCount(backgroundThreads);
+        return shared;
+    }();
+    pool->start(std::move(received));
 }
 
 } // namespace quorvalent

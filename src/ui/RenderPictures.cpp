@@ -44,11 +44,13 @@ struct Look
 ModelServices noServices()
 {
     return {
+        .pacing = {},
         .convert = [](const RenameJob &, const Preferences &, const Progress &) {},
         .isInPlace = [](const RenameJob &) { return true; },
         .makeWatcher = [](const JobSourceHandlers &) -> std::unique_ptr<JobSource> { return nullptr; },
         .restoreInterruptedWork = [](const std::vector<std::filesystem::path> &) { return QStringList(); },
         .expect = [](const RenameJob &) {},
+        .machine = [] { return Machine(); },
         .inBackground = [](const Task &) {},
         .later = [](std::chrono::milliseconds, const Task &) {}};
 }
@@ -85,6 +87,12 @@ ConversionStatus finished(std::optional<double> progress)
 {
     ConversionStatus sample = converting(progress);
     sample.isConverting = false;
+    return sample;
+}
+
+ConversionStatus inBatch(ConversionStatus sample, int over)
+{
+    sample.batch = Batch{.total = 300, .over = over, .succeeded = over};
     return sample;
 }
 
@@ -219,7 +227,9 @@ bool saveAll(const std::filesystem::path &folder, const Look &look)
     model.setPaused(false);
     saved = saveBanner(model, converting(0.42), file("banner-converting")) && saved;
     saved = saveBanner(model, converting({}), file("banner-converting-unknown")) && saved;
+    saved = saveBanner(model, inBatch(converting(0.42), 11), file("banner-batch")) && saved;
     saved = saveBanner(model, finished(1.0), file("banner-succeeded")) && saved;
+    saved = saveBanner(model, inBatch(finished(1.0), 300), file("banner-batch-succeeded")) && saved;
     saved = saveBanner(model, finished({}), file("banner-interrupted")) && saved;
     saved = saveWarning(model, refused(1), file("warning-1")) && saved;
     saved = saveWarning(model, refused(3), file("warning-3")) && saved;

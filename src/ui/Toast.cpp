@@ -5,6 +5,8 @@
 #include "ui/Metrics.h"
 #include "ui/views/CompactBanner.h"
 
+#include <utility>
+
 namespace quorvalent {
 
 namespace {
@@ -33,8 +35,11 @@ void Toast::hidePanel()
 
 void Toast::schedule()
 {
+    if (m_model.isInsideBatch() && (m_showWork || isVisible()))
+        return;
     clear();
     m_showWork = m_scheduler(showDelay, [this] {
+        const auto done = std::exchange(m_showWork, nullptr);
         if (m_model.isConverting())
             show();
     });
@@ -42,6 +47,8 @@ void Toast::schedule()
 
 void Toast::finish()
 {
+    if (m_model.isInsideBatch())
+        return;
     m_showWork.reset();
     show();
     const auto stay = m_model.progress() == 1.0 ? finishedStay : otherwiseStay;

@@ -19,8 +19,9 @@ public:
     ~Toast();
 
     /// A conversion starts: whatever is shown goes, and the banner comes when the conversion takes its time.
+    /// Inside a batch the banner stays.
     void schedule();
-    /// A conversion has succeeded: the banner shows it for a moment.
+    /// A conversion has succeeded: the banner shows it for a moment. Of a batch, it shows the end alone.
     void finish();
     /// At once, unless blocked; it no longer goes by itself.
     void show();

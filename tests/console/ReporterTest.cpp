@@ -126,7 +126,7 @@ TEST_F(ReporterTest, tellsPeopleInLines)
                                      "Conversion en cours : é\\.jpg (PNG → JPG), 2 en attente\n"
                                      "Fin demandée. Conversions à terminer : 3\n"
                                      "✓ é\\.jpg (PNG → JPG)  Conversion terminée (1,23 s)\n"
-                                     "✗ bell��[2J.pdf (PNG → JPG)  Format non pris en charge : Dit \"non\".\n"
+                                     "✗ bell��[2J.pdf (PNG → PDF)  Format non pris en charge : Dit \"non\".\n"
                                      "Problème de surveillance : Non.\n");
 }
 
@@ -152,6 +152,28 @@ TEST_F(ReporterTest, keepsTheProgressOnTheLastLineOfATerminal)
     written.clear();
     reporter.finished(job, success());
     EXPECT_EQ(written.toStdString(), "\r\x1b[K✓ é\\.jpg (PNG → JPG)  Conversion terminée (1,23 s)\n");
+}
+
+TEST_F(ReporterTest, tellsOfJobsSideBySide)
+{
+    const RenameJob other = renamed("b.wav", "b.mp3", u"1-2"_s);
+    HumanReporter people(
+        output, [] { return 60; }, throttle);
+    people.started(job, u"PNG → JPG"_s, 0);
+    people.started(other, u"WAV → MP3"_s, 0);
+    people.progressed(other, 0.5);
+    written.clear();
+    people.finished(job, success());
+    EXPECT_EQ(written.toStdString(), "\r\x1b[K✓ é\\.jpg (PNG → JPG)  Conversion terminée (1,23 s)\n"
+                                     "\r\x1b[K[==========          ]  50 %  b.mp3  WAV → MP3");
+
+    JsonReporter programs(output, throttle);
+    programs.started(job, {}, 0);
+    programs.started(other, {}, 0);
+    written.clear();
+    programs.progressed(job, 0.1);
+    programs.progressed(other, 0.2);
+    EXPECT_EQ(written.count('\n'), 2) << "each job has its own ten a second";
 }
 
 TEST(TerminalText, isElidedInTheMiddleByColumnsAndWholeCharacters)

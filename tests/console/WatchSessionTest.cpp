@@ -67,6 +67,13 @@ protected:
         runMain();
     }
 
+    static FakeWorld console()
+    {
+        FakeWorld world;
+        world.pacing.pauses = false;
+        return world;
+    }
+
     static Preferences preferences()
     {
         Preferences preferences;
@@ -74,7 +81,7 @@ protected:
         return preferences;
     }
 
-    FakeWorld world;
+    FakeWorld world = console();
     Lines told;
     RecordingReporter reporter{told};
     AppModel model{preferences(), world.services()};
@@ -91,7 +98,8 @@ TEST_F(WatchSessionTest, tellsWhatHappensInOrder)
     world.runBackground();
 
     EXPECT_EQ(told, Lines({"watching /folder", "detected a.jpg", "started a.jpg PNG → JPG 0",
-                           "detected b.jpg", "problem Non.", "progress a.jpg 1.000000", "finished a.jpg"}));
+                           "detected b.jpg", "problem Non.", "progress a.jpg 1.000000", "finished a.jpg",
+                           "started b.jpg PNG → JPG 0"}));
     EXPECT_TRUE(ends.empty());
 }
 
@@ -114,7 +122,7 @@ TEST_F(WatchSessionTest, finishesTheQueueAfterOneSignalWithoutAnyPause)
     EXPECT_EQ(told.back(), "stopping 3") << "a new rename is no longer taken";
 
     world.runBackground();
-    EXPECT_EQ(told.back(), "started b.jpg PNG → JPG 1") << "the pause between two jobs is cut short";
+    EXPECT_EQ(told.back(), "started b.jpg PNG → JPG 1") << "at once";
     world.runBackground();
     EXPECT_TRUE(ends.empty());
     world.runBackground();
@@ -137,6 +145,20 @@ TEST_F(WatchSessionTest, finishesOnlyTheRunningConversionAfterTwoSignals)
     ASSERT_EQ(session.abandoned().size(), 1U);
     EXPECT_EQ(session.abandoned()[0].newURL, "/folder/b.jpg");
     EXPECT_EQ(world.backgroundTasks(), 0U);
+}
+
+TEST_F(WatchSessionTest, waitsForEveryRunningConversionAfterTwoSignals)
+{
+    for (const char *name : {"a", "b", "c", "d", "e"})
+        rename(name);
+    session.stop(SIGINT);
+    EXPECT_EQ(told.back(), "stopping 5");
+    session.stop(SIGTERM);
+    world.runBackground(1);
+    EXPECT_TRUE(ends.empty());
+    world.runBackground();
+    EXPECT_EQ(ends, std::vector<int>({128 + SIGTERM}));
+    EXPECT_EQ(session.abandoned().size(), 3U);
 }
 
 TEST_F(WatchSessionTest, finishesTheRunningConversionWhenNobodyReads)

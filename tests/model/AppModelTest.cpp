@@ -55,37 +55,149 @@ protected:
     std::unique_ptr<AppModel> model;
 };
 
-TEST_F(AppModelTest, convertsInTheOrderOfTheReportOneAtATime)
+TEST_F(AppModelTest, pausesAfterASuccessWhileOneFileWaits)
 {
     startWatching();
     world.handlers.onRename(renamed("a.png", "a.jpg", u"1-1"_s));
     world.handlers.onRename(renamed("b.png", "b.jpg", u"1-2"_s));
-    world.handlers.onRename(renamed("c.png", "c.jpg", u"1-3"_s));
     runMain();
-
     EXPECT_EQ(world.takeLog(), Lines({"started a.jpg, 0 wait", "toast"}));
-    EXPECT_EQ(model->queued(), 2);
+    EXPECT_EQ(model->queued(), 1);
     EXPECT_EQ(model->currentName(), u"a.jpg"_s);
     EXPECT_EQ(model->currentDetail(), u"PNG → JPG"_s);
-    EXPECT_EQ(world.backgroundTasks(), 1U) << "one conversion at a time";
+    EXPECT_EQ(model->bannerLabel(), u"En cours"_s);
 
     world.runBackground();
     EXPECT_EQ(world.takeLog(),
               Lines({"complete 1-1", "finished a.jpg", "onFinished", "expect b.jpg", "later 1500"}));
     EXPECT_FALSE(model->isConverting());
-    EXPECT_FALSE(model->isIdle()) << "two files wait in the pause between jobs";
+    EXPECT_FALSE(model->isIdle()) << "a file waits in the pause between jobs";
     EXPECT_EQ(model->currentName(), u"a.jpg"_s) << "the finished file stays in sight";
+    EXPECT_EQ(model->bannerLabel(), u"Terminé"_s);
 
     world.runLater();
     world.runBackground();
-    world.runLater();
-    EXPECT_EQ(model->queued(), 0);
-    world.runBackground();
-    EXPECT_EQ(world.takeLog(), Lines({"started b.jpg, 1 wait", "toast", "complete 1-2", "finished b.jpg",
-                                      "onFinished", "expect c.jpg", "later 1500", "started c.jpg, 0 wait",
-                                      "toast", "complete 1-3", "finished c.jpg", "onFinished", "drained"}));
+    EXPECT_EQ(world.takeLog(), Lines({"started b.jpg, 0 wait", "toast", "complete 1-2", "finished b.jpg",
+                                      "onFinished", "drained"}));
     EXPECT_TRUE(model->isIdle());
 }
+
+TEST_F(AppModelTest, goesThroughABatchWithoutAPauseAndCountsItsFiles)
+{
+    startWatching();
+    for (const char *name : {"a", "b", "c"})
+        model->enqueue(renamed(name + ".png"s, name + ".jpg"s));
+    EXPECT_EQ(world.takeLog(), Lines({"started a.jpg, 0 wait", "toast", "expect b.jpg"}));
+    EXPECT_EQ(world.backgroundTasks(), 1U) << "one at a time while few wait";
+    EXPECT_EQ(model->bannerLabel(), u"1 sur 3"_s);
+
+    world.runBackground();
+    EXPECT_EQ(world.takeLog(), Lines({"complete 1-1", "finished a.jpg", "onFinished", "started b.jpg, 1 wait",
+                                      "toast", "expect c.jpg"}));
+    EXPECT_EQ(model->bannerLabel(), u"2 sur 3"_s);
+    world.runBackground();
+    EXPECT_EQ(model->bannerLabel(), u"3 sur 3"_s);
+    EXPECT_TRUE(model->isInsideBatch());
+    world.runBackground();
+    EXPECT_EQ(model->bannerLabel(), u"3 sur 3"_s);
+    EXPECT_EQ(model->conversionState(), AppModel::ConversionState::Succeeded);
+    EXPECT_EQ(world.takeLog().back(), "drained");
+    EXPECT_EQ(world.laterTasks(), 0U);
+    EXPECT_FALSE(model->isInsideBatch());
+
+    model->enqueue(renamed("d.png", "d.jpg"));
+    EXPECT_EQ(model->bannerLabel(), u"En cours"_s) << "the batch is over";
+}
+
+TEST_F(AppModelTest, convertsManySideBySideAndShowsTheOldest)
+{
+    startWatching();
+    for (const char *name : {"a", "b", "c", "d"})
+        model->enqueue(renamed(name + ".png"s, name + ".jpg"s, u"1-"_s + QString::fromUtf8(name)));
+    EXPECT_EQ(model->running(), 1) << "three wait";
+    model->enqueue(renamed("e.png", "e.jpg", u"1-e"_s));
+    EXPECT_EQ(world.backgroundTasks(), 2U) << "as many as there are cores";
+    EXPECT_EQ(model->queued(), 3);
+    EXPECT_EQ(model->currentName(), u"a.jpg"_s);
+
+    world.log.clear();
+    world.convert = [](const RenameJob &, const Preferences &, const Progress &progress) { progress(0.5); };
+    world.runBackground(1);
+    EXPECT_EQ(world.takeLog(), Lines({"complete 1-b", "finished b.jpg", "onFinished", "started c.jpg, 2 wait",
+                                      "toast", "expect d.jpg"}));
+    EXPECT_EQ(model->activities()[0].name, u"b.jpg"_s);
+    EXPECT_EQ(model->currentName(), u"a.jpg"_s);
+    EXPECT_EQ(model->currentDetail(), u"PNG → JPG"_s);
+    EXPECT_EQ(model->progress(), std::nullopt) << "that of the oldest, which tells none";
+    EXPECT_EQ(model->bannerLabel(), u"2 sur 5"_s);
+
+    EXPECT_EQ(model->dropWaitingJobs().size(), 2U);
+    world.runBackground();
+    EXPECT_EQ(model->currentName(), u"c.jpg"_s);
+    EXPECT_FALSE(model->canQuit());
+    EXPECT_NE(world.log.back(), "drained");
+    world.runBackground();
+    EXPECT_EQ(world.log.back(), "drained");
+    EXPECT_EQ(model->bannerLabel(), u"3 sur 3"_s);
+}
+
+TEST_F(AppModelTest, letsAFilmRunAloneInTheOrderOfTheReport)
+{
+    for (const char *name : {"a.png", "b.mov", "c.png", "d.wav", "e.wav", "f.png"})
+        model->enqueue(
+            renamed(name, std::filesystem::path(name).stem().native() + (name[2] == 'p'   ? ".jpg"
+                                                                         : name[2] == 'm' ? ".mp4"
+                                                                                          : ".mp3")));
+    EXPECT_EQ(model->running(), 1) << "the film waits for the picture";
+    world.runBackground();
+    EXPECT_EQ(model->currentName(), u"b.mp4"_s);
+    EXPECT_EQ(model->running(), 1) << "and the others for the film";
+    world.runBackground();
+    EXPECT_EQ(model->currentName(), u"c.jpg"_s);
+    EXPECT_EQ(model->running(), 2);
+}
+
+struct LanesCase
+{
+    const char *name;
+    std::optional<int> asked;
+    int cores;
+    std::uint64_t availableMiB;
+    std::uint64_t fileMiB;
+    int running;
+};
+
+void PrintTo(const LanesCase &row, std::ostream *out)
+{
+    *out << row.name;
+}
+
+class LanesTest : public testing::TestWithParam<LanesCase>
+{};
+
+TEST_P(LanesTest, areAsManyAsTheMachineHasRoomFor)
+{
+    FakeWorld world;
+    world.pacing = {.pauses = false, .lanes = GetParam().asked};
+    world.machine = {.cores = GetParam().cores, .availableBytes = GetParam().availableMiB << 20};
+    AppModel model({}, world.services());
+    for (int number = 0; number < 14; ++number) {
+        RenameJob job = renamed("a.tiff", "a.jpg");
+        job.stamp.size = GetParam().fileMiB << 20;
+        model.enqueue(job);
+    }
+    EXPECT_EQ(model.running(), GetParam().running);
+}
+
+INSTANTIATE_TEST_SUITE_P(Machines, LanesTest,
+                         testing::Values(LanesCase{"oneCore", {}, 1, 4096, 1, 2},
+                                         LanesCase{"fourCores", {}, 4, 4096, 1, 4},
+                                         LanesCase{"manyCores", {}, 32, 65536, 1, 8},
+                                         LanesCase{"largeFiles", {}, 8, 4096, 300, 3},
+                                         LanesCase{"hardlyAnyMemory", {}, 8, 100, 1, 1},
+                                         LanesCase{"askedForOne", 1, 8, 4096, 1, 1},
+                                         LanesCase{"askedForTwelve", 12, 2, 65536, 1, 12}),
+                         [](const auto &test) { return std::string(test.param.name); });
 
 TEST_F(AppModelTest, cutsThePauseShortForANewJob)
 {
@@ -111,6 +223,7 @@ TEST_F(AppModelTest, followsTheFilesOfJobsThatWait)
     QObject::connect(model.get(), &AppModel::jobAccepted, [this](const RenameJob &job) {
         world.log.push_back("accepted " + job.oldURL.native() + " > " + job.newURL.native());
     });
+    world.machine.availableBytes = 0; // nothing runs side by side
     model->enqueue(renamed("running.png", "running.jpg"));
     for (const char *name : {"a", "b", "c", "d"})
         model->enqueue(renamed(name + ".png"s, name + ".jpg"s, u"2-"_s + QString::fromUtf8(name)));

@@ -2,7 +2,6 @@
 
 #include <QCoreApplication>
 
-#include <stdexcept>
 #include <utility>
 
 namespace quorvalent::test {
@@ -38,12 +37,10 @@ private:
     FakeWorld &m_world;
 };
 
-void runOldest(std::deque<Task> &tasks)
+void runOne(std::deque<Task> &tasks, std::size_t number = 0)
 {
-    if (tasks.empty())
-        throw std::logic_error("no task waits");
-    const Task task = std::move(tasks.front());
-    tasks.pop_front();
+    const Task task = std::move(tasks.at(number));
+    tasks.erase(tasks.begin() + static_cast<std::ptrdiff_t>(number));
     task();
 }
 
@@ -52,6 +49,8 @@ void runOldest(std::deque<Task> &tasks)
 ModelServices FakeWorld::services()
 {
     ModelServices services;
+    services.pacing = pacing;
+    services.machine = [this] { return machine; };
     services.convert = [this](const RenameJob &job, const Preferences &preferences,
                               const Progress &progress) { convert(job, preferences, progress); };
     services.isInPlace = [this](const RenameJob &job) { return isInPlace(job); };
@@ -73,15 +72,15 @@ ModelServices FakeWorld::services()
     return services;
 }
 
-void FakeWorld::runBackground()
+void FakeWorld::runBackground(std::size_t later)
 {
-    runOldest(m_background);
+    runOne(m_background, later);
     runMain();
 }
 
 void FakeWorld::runLater()
 {
-    runOldest(m_later);
+    runOne(m_later);
 }
 
 RenameJob renamed(const std::string &oldName, const std::string &newName, const QString &identity)

@@ -25,12 +25,15 @@ public:
 
     std::function<void(const RenameJob &, const Preferences &, const Progress &)> convert =
         [](const RenameJob &, const Preferences &, const Progress &) {};
+    QueuePacing pacing;
+    Machine machine{.cores = 2, .availableBytes = 4ULL << 30};
     std::function<bool(const RenameJob &)> isInPlace = [](const RenameJob &) { return true; };
     std::function<QStringList(const std::vector<std::filesystem::path> &)> restore =
         [](const std::vector<std::filesystem::path> &) { return QStringList(); };
 
-    /// Runs the oldest background task, then whatever it posted to the main thread.
-    void runBackground();
+    /// Runs a background task, the oldest or one that began so many later, then whatever it posted to the
+    /// main thread.
+    void runBackground(std::size_t later = 0);
     /// Runs the oldest delayed task.
     void runLater();
     [[nodiscard]] std::size_t backgroundTasks() const { return m_background.size(); }

@@ -143,6 +143,25 @@ TEST_F(Shell, HidesAFinishedToastWhenTheNextJobStarts)
     EXPECT_TRUE(toasts());
 }
 
+TEST_F(Shell, LeavesTheToastInPlaceThroughABatch)
+{
+    for (const char *name : {"a", "b", "c"})
+        model.enqueue(test::renamed(name + std::string(".png"), name + std::string(".jpg")));
+    clock.advance(500ms);
+    world.runBackground();
+    EXPECT_FALSE(toasts()) << "no finished state of each";
+    clock.advance(200ms);
+    EXPECT_TRUE(toasts()) << "0.7 s after the batch began, not after its last start";
+    world.runBackground();
+    EXPECT_TRUE(toasts());
+    clock.advance(5s);
+    world.runBackground();
+    clock.advance(1599ms);
+    EXPECT_TRUE(toasts());
+    clock.advance(1ms);
+    EXPECT_FALSE(toasts());
+}
+
 TEST_F(Shell, GivesTheCornerToAWarning)
 {
     begin();
