@@ -104,13 +104,14 @@ std::string engineText(const std::filesystem::path &path, const std::filesystem:
 } // namespace
 
 Arguments externalArguments(const std::filesystem::path &source, const std::filesystem::path &output,
-                            const Preferences &preferences)
+                            const Preferences &preferences, const Arguments &added)
 {
     const std::filesystem::path folder = output.parent_path();
     Arguments arguments = {
         "-nostdin", "-hide_banner", "-loglevel", "error", "-n", "-i", engineText(source, folder)};
     const Arguments family = familyArguments(pathExtension(output), preferences);
     arguments.insert(arguments.end(), family.begin(), family.end());
+    arguments.insert(arguments.end(), added.begin(), added.end());
     arguments.insert(arguments.end(), {"-progress", "pipe:1", "-nostats", engineText(output, folder)});
     return arguments;
 }

@@ -8,9 +8,11 @@
 
 namespace quorvalent {
 
-/// FFmpeg's argument list for the output's extension; ConversionError for an extension of no family.
+/// FFmpeg's argument list for the output's extension, with `added` before its tail; ConversionError for an
+/// extension of no family.
 [[nodiscard]] std::vector<std::string> externalArguments(const std::filesystem::path &source,
                                                          const std::filesystem::path &output,
-                                                         const Preferences &preferences);
+                                                         const Preferences &preferences,
+                                                         const std::vector<std::string> &added = {});
 
 } // namespace quorvalent

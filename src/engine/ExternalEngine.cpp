@@ -60,26 +60,43 @@ QString endOfLog(const std::filesystem::path &log)
     return tail;
 }
 
-void runFfmpeg(const std::filesystem::path &program, const std::filesystem::path &source,
-               const std::filesystem::path &output, const Preferences &preferences, const Progress &progress,
-               const SourceLength &sourceLength)
+// Runs FFmpeg to its end; each line of its progress stream goes to `onLine`.
+void runFfmpeg(const std::filesystem::path &program, std::vector<std::string> arguments,
+               const std::filesystem::path &workFolder, const std::function<void(const QByteArray &)> &onLine)
+{
+    const std::filesystem::path logFile = workFolder / "ffmpeg.log";
+    const FileDescriptor log = FileDescriptor::createForWriting(logFile);
+    ChildProcess ffmpeg(engineCommand(program, std::move(arguments), workFolder, log));
+    ffmpeg.readLines(onLine);
+    if (!ffmpeg.wait().isSuccess())
+        throw ConversionError("FFmpeg : "_L1 + endOfLog(logFile));
+}
+
+void takeCoverOut(const std::filesystem::path &program, const std::filesystem::path &source,
+                  const CoverFile &cover, const std::filesystem::path &workFolder)
+{
+    runFfmpeg(program,
+              {"-nostdin", "-hide_banner", "-loglevel", "error", "-y", "-i", source.native(), "-map",
+               "0:" + std::to_string(cover.sourceIndex), "-c", "copy", "-frames:v", "1", "-f", "image2",
+               "-update", "1", cover.name},
+              workFolder, [](const QByteArray &) {});
+}
+
+void convert(const std::filesystem::path &program, const std::filesystem::path &source,
+             const std::filesystem::path &output, const Preferences &preferences, const Progress &progress,
+             const ExternalSource &media)
 {
     const std::filesystem::path workFolder = output.parent_path();
-    const std::filesystem::path logFile = workFolder / "ffmpeg.log";
-    std::vector<std::string> arguments = externalArguments(source, output, preferences);
-    const FileDescriptor log = FileDescriptor::createForWriting(logFile);
-
+    std::vector<std::string> arguments =
+        externalArguments(source, output, preferences, media.streams.arguments);
     report(progress, std::nullopt);
-    ChildProcess ffmpeg(engineCommand(program, std::move(arguments), workFolder, log));
-
-    const std::optional<MediaSeconds> duration = sourceLength ? sourceLength() : std::nullopt;
-    ffmpeg.readLines([&](const QByteArray &line) {
-        const std::optional<double> fraction = duration ? fractionOf(line, *duration) : std::nullopt;
+    for (const CoverFile &cover : media.streams.covers)
+        takeCoverOut(program, source, cover, workFolder);
+    runFfmpeg(program, std::move(arguments), workFolder, [&](const QByteArray &line) {
+        const std::optional<double> fraction = media.length ? fractionOf(line, *media.length) : std::nullopt;
         if (fraction)
             report(progress, fraction);
     });
-    if (!ffmpeg.wait().isSuccess())
-        throw ConversionError("FFmpeg : "_L1 + endOfLog(logFile));
 }
 
 } // namespace
@@ -94,25 +111,19 @@ std::optional<MediaSeconds> lengthOf(const std::optional<MediaAsset> &asset)
 void runExternalEngine(const std::optional<std::filesystem::path> &program,
                        const std::filesystem::path &source, const std::filesystem::path &output,
                        const Preferences &preferences, const Progress &progress,
-                       const ImageAssistance &images, const SourceLength &sourceLength)
+                       const ImageAssistance &images, const ExternalSource &media)
 {
     if (!program)
         throw ConversionError(u"Le moteur intégré est manquant. Réinstallez Quorvalent."_s);
     if (!imageExtensions().contains(pathExtension(output))) {
-        if (sourceLength) {
-            runFfmpeg(*program, source, output, preferences, progress, sourceLength);
-            return;
-        }
-        // Read beside the running conversion: asked for before, it would delay every one.
-        MediaProbe probe(source);
-        runFfmpeg(*program, source, output, preferences, progress, [&] { return lengthOf(probe.result()); });
+        convert(*program, source, output, preferences, progress, media);
         return;
     }
     if (!images.isSingleStillImage(source))
         throw ConversionError(
             u"Le moteur externe accepte ici uniquement les images fixes reconnues par macOS."_s);
     const std::filesystem::path picture = images.pictureToEncode(source, output.parent_path());
-    runFfmpeg(*program, picture, output, preferences, progress, {});
+    convert(*program, picture, output, preferences, progress, {});
     images.carryMetadata(source, output);
 }
 

@@ -2,6 +2,7 @@
 
 #include "core/Preferences.h"
 #include "core/Progress.h"
+#include "engine/StreamPlan.h"
 #include "media/MediaAsset.h"
 
 #include <filesystem>
@@ -25,18 +26,22 @@ struct ImageAssistance
         carryMetadata;
 };
 
-/// The length of an audio or video source, or nothing where it tells none. Asked once FFmpeg runs; may block.
-using SourceLength = std::function<std::optional<MediaSeconds>()>;
+/// What the external engine needs to know of an audio or video source.
+struct ExternalSource
+{
+    StreamPlan streams;
+    std::optional<MediaSeconds> length; ///< nothing where it tells none: then no fraction is reported
+};
 
 /// The engine behind Converter::external, with the FFmpeg program (nothing where it is missing) and the image
 /// layer handed in. `source` and `output` are absolute and lie in one folder, which also receives
 /// "ffmpeg.log"; `output` must not exist. Throws ConversionError in the engine's own sentences, FileError
 /// where the log or the process cannot be made. Blocks until FFmpeg has ended; an exception out of `progress`
-/// ends it. Without a `sourceLength` the engine probes the source itself.
+/// ends it.
 void runExternalEngine(const std::optional<std::filesystem::path> &program,
                        const std::filesystem::path &source, const std::filesystem::path &output,
                        const Preferences &preferences, const Progress &progress,
-                       const ImageAssistance &images, const SourceLength &sourceLength = {});
+                       const ImageAssistance &images, const ExternalSource &media = {});
 
 /// The length as progress is measured by: nothing for what states none, or none above zero.
 [[nodiscard]] std::optional<MediaSeconds> lengthOf(const std::optional<MediaAsset> &asset);

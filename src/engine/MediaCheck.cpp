@@ -2,10 +2,12 @@
 
 #include "core/MediaFamilies.h"
 #include "core/RenameJob.h"
+#include "engine/StreamPlan.h"
 #include "media/MediaAsset.h"
 
 #include <algorithm>
 #include <array>
+#include <numeric>
 
 namespace quorvalent {
 
@@ -67,24 +69,6 @@ bool isOfKind(const MediaAsset &result, const QString &extension)
     });
 }
 
-// The stream that FFmpeg takes when none is named: the largest picture or the most channels, where the one
-// marked as default counts five million more.
-std::optional<std::size_t> chosenStream(const MediaAsset &asset, Kind kind)
-{
-    std::optional<std::size_t> chosen;
-    qint64 best = -1;
-    for (std::size_t index = 0; index < asset.streams.size(); ++index) {
-        const MediaStream &stream = asset.streams[index];
-        const qint64 size = kind == Kind::Video ? qint64(stream.width) * stream.height : stream.channels;
-        const qint64 score = size + (stream.isDefault ? 5'000'000 : 0);
-        if (stream.kind == kind && score > best) {
-            best = score;
-            chosen = index;
-        }
-    }
-    return chosen;
-}
-
 // A stream of the source and what became of it.
 struct StreamPair
 {
@@ -92,22 +76,47 @@ struct StreamPair
     std::size_t after;
 };
 
-// The streams that the conversion had to keep, or nothing where one is missing.
+std::vector<std::size_t> allOf(const MediaAsset &asset)
+{
+    std::vector<std::size_t> indexes(asset.streams.size());
+    std::iota(indexes.begin(), indexes.end(), 0U);
+    return indexes;
+}
+
+std::vector<std::size_t> ofKind(const MediaAsset &asset, Kind kind, std::vector<std::size_t> indexes)
+{
+    std::erase_if(indexes, [&](std::size_t index) {
+        return index >= asset.streams.size() || asset.streams[index].kind != kind;
+    });
+    return indexes;
+}
+
+std::vector<std::size_t> chosenOf(const MediaAsset &asset, Kind kind)
+{
+    const std::optional<std::size_t> chosen = chosenStream(asset, kind);
+    return chosen ? std::vector<std::size_t>{*chosen} : std::vector<std::size_t>{};
+}
+
+// The streams that the conversion had to keep, or nothing where one is missing: those of the plan in its
+// order, else the one of each kind that FFmpeg takes by itself.
 std::optional<std::vector<StreamPair>> keptStreams(const MediaAsset &original, const MediaAsset &result,
-                                                   bool isAudioTarget)
+                                                   const CarriedStreams &carried, bool isAudioTarget)
 {
     std::vector<StreamPair> kept;
     for (const Kind kind : {Kind::Video, Kind::Audio}) {
         if (kind == Kind::Video && isAudioTarget)
             continue;
-        const auto before = chosenStream(original, kind);
-        const auto after = chosenStream(result, kind);
-        if (before && !after)
+        const std::vector<std::size_t> before =
+            carried.tracks.empty() ? chosenOf(original, kind) : ofKind(original, kind, carried.tracks);
+        const std::vector<std::size_t> after =
+            before.size() == 1 ? chosenOf(result, kind) : ofKind(result, kind, allOf(result));
+        if (after.size() < before.size())
             return std::nullopt;
-        if (before)
-            kept.push_back({*before, *after});
+        for (std::size_t i = 0; i < before.size(); ++i)
+            kept.push_back({before[i], after[i]});
     }
-    if (kept.empty())
+    const auto subtitles = ofKind(result, Kind::Subtitle, allOf(result)).size();
+    if (kept.empty() || subtitles < carried.subtitles)
         return std::nullopt;
     return kept;
 }
@@ -239,7 +248,7 @@ const std::optional<MediaAsset> &MediaCheck::original()
     return *m_original;
 }
 
-bool MediaCheck::matches(const std::filesystem::path &output)
+bool MediaCheck::matches(const std::filesystem::path &output, const CarriedStreams &carried)
 {
     const QString extension = pathExtension(output);
     const std::optional<MediaAsset> &source = original();
@@ -250,7 +259,7 @@ bool MediaCheck::matches(const std::filesystem::path &output)
         return false;
 
     const bool isAudio = audioExtensions().contains(extension);
-    const auto kept = keptStreams(*source, *result, isAudio);
+    const auto kept = keptStreams(*source, *result, carried, isAudio);
     if (!kept)
         return false;
     if (headersAgree(*source, *result, *kept))
@@ -259,7 +268,7 @@ bool MediaCheck::matches(const std::filesystem::path &output)
     const std::optional<MediaAsset> resultPackets = MediaAsset::read(output, MediaSeconds(0));
     if (!originalPackets || !resultPackets)
         return false;
-    const auto keptPackets = keptStreams(*originalPackets, *resultPackets, isAudio);
+    const auto keptPackets = keptStreams(*originalPackets, *resultPackets, carried, isAudio);
     return keptPackets && packetsAgree(*originalPackets, *resultPackets, *keptPackets);
 }
 

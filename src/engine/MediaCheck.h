@@ -7,6 +7,14 @@
 
 namespace quorvalent {
 
+/// What a result has to hold of its source.
+struct CarriedStreams
+{
+    /// The source's pictures and sounds in the order of the result; empty where the engine takes one of each.
+    std::vector<std::size_t> tracks;
+    std::size_t subtitles = 0; ///< at least
+};
+
 /// The check of an audio or video result before it may replace the user's file: an engine's own word for
 /// success does not count, because FFmpeg ends with success after losing half of its input.
 ///
@@ -26,9 +34,10 @@ public:
     /// short is found out by reading its packets. Blocks for a millisecond where headers tell enough, for
     /// about 70 with a probe; for up to a millisecond for two seconds of media when the stated lengths do not
     /// settle it. Once. FileError as above.
-    [[nodiscard]] bool matches(const std::filesystem::path &output);
+    [[nodiscard]] bool matches(const std::filesystem::path &output, const CarriedStreams &carried = {});
 
-    /// What the probe found of the source; nothing where it is no readable media. Blocks until it is there.
+    /// What the headers tell of the source or the probe found; nothing where it is no readable media. Blocks
+    /// until it is there.
     [[nodiscard]] const std::optional<MediaAsset> &original();
 
 private:

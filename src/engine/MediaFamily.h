@@ -20,10 +20,14 @@ public:
                                const std::filesystem::path &output) override;
 
 private:
+    EngineReport runExternal(const EngineProtocol::Conversion &conversion,
+                             const std::filesystem::path &source, const std::filesystem::path &output,
+                             const Progress &progress);
     MediaCheck &mediaCheck(const std::filesystem::path &source);
 
     std::optional<std::filesystem::path> m_external;
     std::optional<MediaCheck> m_mediaCheck; ///< begun before the engine, so that the source is probed once
+    CarriedStreams m_carried;               ///< by the engine that ran last
 };
 
 } // namespace quorvalent

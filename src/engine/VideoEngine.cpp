@@ -33,8 +33,8 @@ MovieFileType fileTypeFor(const std::filesystem::path &output)
 
 } // namespace
 
-void runVideoEngine(const std::filesystem::path &source, const std::filesystem::path &output, qint64 quality,
-                    const Progress &progress)
+QStringList runVideoEngine(const std::filesystem::path &source, const std::filesystem::path &output,
+                           qint64 quality, const Progress &progress)
 {
     // Signalled by the session's thread, so it has to outlive the session.
     std::binary_semaphore ended(0);
@@ -52,7 +52,7 @@ void runVideoEngine(const std::filesystem::path &source, const std::filesystem::
         report(progress, session->progress() * progressScale);
 
     if (session->status() == ExportSession::Status::Completed)
-        return;
+        return session->omissions(session->outputFileType);
     if (session->error())
         throw *session->error();
     throw ConversionError(u"Échec de l’export vidéo."_s);

@@ -22,12 +22,13 @@ using Fields = QHash<QByteArray, QByteArray>;
 ChildCommand probeCommand(const std::filesystem::path &path, std::optional<MediaSeconds> packetsFrom,
                           const FileDescriptor &warnings)
 {
-    std::string entries =
-        "format=format_name,start_time,duration"
-        ":stream=codec_type,codec_name,width,height,sample_rate,channels,start_time,duration"
-        ":stream_disposition=default,attached_pic"
-        ":stream_tags=DURATION"
-        ":stream_side_data=rotation";
+    std::string entries = "format=format_name,start_time,duration"
+                          ":stream=codec_type,codec_name,width,height,sample_rate,channels,"
+                          "channel_layout,codec_tag_string,start_time,duration"
+                          ":stream_disposition=default,attached_pic"
+                          ":stream_tags=DURATION"
+                          ":stream_side_data=rotation"
+                          ":chapter=id";
     ChildCommand command;
     command.program = MediaPrograms::ffprobe();
     command.arguments = {"-loglevel", "warning", "-print_format", "compact"};
@@ -119,7 +120,14 @@ MediaStream::Kind kindOf(const Fields &stream)
         return MediaStream::Kind::Video;
     if (type == "audio")
         return MediaStream::Kind::Audio;
-    return type == "subtitle" ? MediaStream::Kind::Subtitle : MediaStream::Kind::Data;
+    if (type == "subtitle")
+        return MediaStream::Kind::Subtitle;
+    if (type == "attachment")
+        return MediaStream::Kind::Attachment;
+    if (stream["codec_tag_string"] == "tmcd")
+        return MediaStream::Kind::Timecode;
+    // The chapters themselves come with the file's description; this is the track that they were read from.
+    return stream["codec_tag_string"] == "text" ? MediaStream::Kind::Chapters : MediaStream::Kind::Data;
 }
 
 MediaStream streamOf(const Fields &fields)
@@ -133,6 +141,8 @@ MediaStream streamOf(const Fields &fields)
     stream.rotationDegrees = fields["rotation"].toInt();
     stream.sampleRate = fields["sample_rate"].toInt();
     stream.channels = fields["channels"].toInt();
+    if (fields["channel_layout"] != "unknown")
+        stream.channelLayout = QString::fromUtf8(fields["channel_layout"]);
     stream.isDefault = fields["disposition:default"] == "1";
     stream.duration = streamDuration(fields);
     return stream;
@@ -181,6 +191,8 @@ std::optional<MediaAsset> MediaProbe::result()
             addPacket(fields, packets);
         } else if (line.startsWith("stream|")) {
             asset.streams.push_back(streamOf(fields));
+        } else if (line.startsWith("chapter|")) {
+            ++asset.chapters;
         } else if (line.startsWith("format|")) {
             asset.format = QString::fromUtf8(fields["format_name"]);
             if (!asset.format.startsWith(QLatin1String("matroska")) || !startsLate(fields))

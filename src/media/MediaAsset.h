@@ -26,7 +26,7 @@ struct MediaExtent
 
 struct MediaStream
 {
-    enum class Kind { Video, Audio, Subtitle, AttachedPicture, Data };
+    enum class Kind { Video, Audio, Subtitle, AttachedPicture, Attachment, Timecode, Chapters, Data };
 
     Kind kind = Kind::Data;
     QString codec; ///< FFmpeg's short name, empty when unknown
@@ -35,6 +35,7 @@ struct MediaStream
     int rotationDegrees = 0; ///< counter-clockwise turn that a player applies, -180 to 180
     int sampleRate = 0;      ///< Hz
     int channels = 0;
+    QString channelLayout;                ///< FFmpeg's name, empty when unknown
     bool isDefault = false;               ///< marked by the file as the one to play
     std::optional<MediaSeconds> duration; ///< as the file states it
     std::optional<MediaExtent> packets;   ///< of the packets that were read, where any were
@@ -51,14 +52,16 @@ struct MediaAsset
     std::optional<MediaSeconds> duration;
     /// The file states no length: it was guessed from the first bit rates and may be off by a tenth or more.
     bool isDurationEstimated = false;
+    int chapters = 0;              ///< as far as the headers tell
+    bool hasUnlistedCover = false; ///< from headers alone, a movie's cover is not among the streams
 
     bool operator==(const MediaAsset &) const = default;
 
     /// What the file's own headers say, read without a child process: a millisecond instead of sixty. Nothing
     /// when the file is none of the plain kinds that headers tell enough of (WAVE, AIFF, FLAC, MP3 with an
     /// index, movies with common codecs and one track of each kind), or not all there: the probe has to look.
-    /// `packets` is set where the file is sure to hold all of them. Tracks of movies come without rate and
-    /// channels, FLAC without channels. FileError when the file cannot be read.
+    /// `packets` is set where the file is sure to hold all of them. Tracks of movies come without rate,
+    /// channels and the number of chapters, FLAC without channels. FileError when the file cannot be read.
     [[nodiscard]] static std::optional<MediaAsset> fromHeaders(const std::filesystem::path &path);
 
     /// The same as MediaProbe's result, without anything to do meanwhile.

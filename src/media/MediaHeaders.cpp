@@ -82,6 +82,10 @@ Kind kindOf(const SourceStream &stream)
         return Kind::Video;
     case SourceStream::Kind::Audio:
         return Kind::Audio;
+    case SourceStream::Kind::Timecode:
+        return Kind::Timecode;
+    case SourceStream::Kind::Chapters:
+        return Kind::Chapters;
     default:
         return Kind::Data;
     }
@@ -98,6 +102,7 @@ bool isWhole(const MovieIndex &index)
 
 std::optional<MediaAsset> movieAsset(MovieIndex index)
 {
+    const bool hasCover = index.hasCoverPicture;
     index.hasCoverPicture = false; // a cover is no track, and none that anybody compares
     const std::optional<SourceMedia> media = SourceMedia::fromIndex(index);
     if (!media || !isWhole(index))
@@ -105,10 +110,12 @@ std::optional<MediaAsset> movieAsset(MovieIndex index)
     MediaAsset asset;
     asset.format = media->format;
     asset.duration = MediaSeconds(index.seconds);
+    asset.hasUnlistedCover = hasCover;
     for (std::size_t i = 0; i < media->streams.size(); ++i) {
         const SourceStream &track = media->streams[i];
         MediaStream stream;
         stream.kind = kindOf(track);
+        asset.chapters += stream.kind == Kind::Chapters ? 1 : 0; // at least one
         stream.codec = track.codec;
         stream.width = track.width;
         stream.height = track.height;

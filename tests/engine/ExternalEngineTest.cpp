@@ -134,11 +134,12 @@ TEST(ExternalEngine, reportsProgressOfTheKnownLength)
                                         "printf 'out_time_us=99000000\\nprogress=end\\nout_time_us=5'");
     std::vector<std::optional<double>> reports;
     const auto note = [&](std::optional<double> fraction) { reports.push_back(fraction); };
-    runExternalEngine(program, source, folder / "output.mp3", {}, note, {});
+    runExternalEngine(program, source, folder / "output.mp3", {}, note, {},
+                      {.streams = {}, .length = MediaSeconds(2)});
     EXPECT_THAT(reports, ElementsAre(std::nullopt, 0.0, 0.25, 0.5, 0.98));
 
     reports.clear();
-    runExternalEngine(program, folder.write("unknown.wav", ""), folder / "output.mp3", {}, note, {});
+    runExternalEngine(program, source, folder / "output.mp3", {}, note, {});
     EXPECT_THAT(reports, ElementsAre(std::nullopt));
 }
 

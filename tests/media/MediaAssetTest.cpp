@@ -20,7 +20,7 @@ const Arguments tone = {"-f", "lavfi", "-i", "sine=duration=2:sample_rate=22050"
 // What the file states of a stream, in one line.
 std::string line(const MediaStream &stream)
 {
-    constexpr std::array names = {"video", "audio", "subtitle", "cover", "data"};
+    constexpr std::array names = {"video", "audio", "subtitle", "cover", "file", "time", "chapters", "data"};
     return QStringLiteral("%1 %2 %3x%4 turned %5, %6 Hz, %7 channels")
         .arg(QLatin1String(names.at(static_cast<std::size_t>(stream.kind))), stream.codec)
         .arg(stream.width)
@@ -54,7 +54,7 @@ TEST(MediaAsset, tellsStreamsOfEveryKind)
     EXPECT_NEAR(asset->streams[0].duration.value().count(), 1.5, 0.05);
     EXPECT_EQ(line(asset->streams[1]), "audio aac 0x0 turned 0, 22050 Hz, 2 channels");
     EXPECT_EQ(line(asset->streams[2]), "subtitle mov_text 0x0 turned 0, 0 Hz, 0 channels");
-    EXPECT_EQ(line(asset->streams[3]), "data  0x0 turned 0, 0 Hz, 0 channels");
+    EXPECT_EQ(line(asset->streams[3]), "time  0x0 turned 0, 0 Hz, 0 channels");
 }
 
 TEST(MediaAsset, knowsAStatedLengthFromAGuess)
