@@ -1,4 +1,5 @@
-#include "watch/Listing.h"
+#include "platform/Dispatch.h"
+#include "watch/RenameWatcher.h"
 
 #include <QCoreApplication>
 #include <QStringList>
@@ -7,6 +8,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <fstream>
@@ -14,8 +16,13 @@
 #include <vector>
 
 using namespace quorvalent;
+using namespace std::chrono_literals;
 
 namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr auto quiet = 600ms;
 
 /// Memory of this process that is in use, in bytes.
 long residentBytes()
@@ -26,48 +33,85 @@ long residentBytes()
     return resident * ::sysconf(_SC_PAGESIZE);
 }
 
+double processorSeconds()
+{
+    timespec time = {};
+    ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+}
+
+double seconds(Clock::duration span)
+{
+    return std::chrono::duration<double>(span).count();
+}
+
+double median(std::vector<double> values)
+{
+    std::ranges::sort(values);
+    return values[values.size() / 2];
+}
+
 } // namespace
 
-/// bench-listing ROOT [RUNS [REST]]: what one scan of the watcher does, a fresh listing compared with the one
-/// before it, timed as the median of RUNS (5), on a thread as nice as the watcher's. Prints one JSON object.
-/// Before each run the process sleeps REST milliseconds (0): a processor that wakes up takes about a tenth
-/// longer, and so does the watcher's own listing after its quiet times.
+/// bench-listing ROOT FILE FILES [RUNS]: the watcher over ROOT, which holds FILES files. Prints one JSON
+/// object: the time until it listens, the memory it then takes, and as medians of RUNS (5) the processor time
+/// of one change (FILE written and left alone) and the time from a rename of FILE to its report, beyond the
+/// quiet time. FILE keeps its name and content.
 int main(int argc, char **argv)
 {
     const QCoreApplication application(argc, argv);
     const QStringList arguments = QCoreApplication::arguments();
-    const int runs = arguments.size() > 2 ? arguments.at(2).toInt() : 5;
-    const std::chrono::milliseconds rest(arguments.size() > 3 ? arguments.at(3).toInt() : 0);
-    if (argc < 2 || runs < 1 || rest.count() < 0) {
-        std::fprintf(stderr, "usage: bench-listing ROOT [RUNS [REST]]\n");
+    const int runs = arguments.size() > 4 ? arguments.at(4).toInt() : 5;
+    if (argc < 4 || runs < 1) {
+        std::fprintf(stderr, "usage: bench-listing ROOT FILE FILES [RUNS]\n");
         return 2;
     }
-    (void)::setpriority(PRIO_PROCESS, 0, 10);
+    const std::filesystem::path file = argv[2];
+    const double files = arguments.at(3).toDouble();
 
-    bool hasProblem = false;
-    const auto onError = [&](const QString &message) {
-        hasProblem = true;
-        std::fprintf(stderr, "%s\n", qPrintable(message));
-    };
-    const std::vector<std::filesystem::path> roots{argv[1]};
-
+    std::atomic<bool> isWatching = false;
+    std::atomic<int> renames = 0;
+    std::atomic<bool> hasProblem = false;
     const long before = residentBytes();
-    Listing listing = Listing::take(roots, onError);
+    const auto start = Clock::now();
+    QString reported;
+    RenameWatcher watcher(
+        [&](const RenameJob &job) {
+            reported = job.identity();
+            ++renames;
+        },
+        [&](const QString &message) {
+            hasProblem = true;
+            std::fprintf(stderr, "%s\n", qPrintable(message));
+        },
+        {250ms, quiet, 1000ms});
+    watcher.start({argv[1]}, [&] { isWatching = true; });
+    while (!isWatching)
+        std::this_thread::sleep_for(1ms);
+    const double started = seconds(Clock::now() - start);
     const long used = residentBytes() - before;
 
-    std::vector<double> seconds;
-    std::size_t renames = 0;
+    std::vector<double> changes;
+    std::vector<double> delays;
     for (int run = 0; run < runs; ++run) {
-        std::this_thread::sleep_for(rest);
-        const auto start = std::chrono::steady_clock::now();
-        listing.refresh(roots, onError, [&](const RenameJob &) { ++renames; });
-        seconds.push_back(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+        const double idle = processorSeconds();
+        std::ofstream(file, std::ios::app).flush(); // opened for writing and closed: an event, the same bytes
+        std::this_thread::sleep_for(quiet + 200ms);
+        changes.push_back(processorSeconds() - idle);
+
+        std::filesystem::path renamed = file;
+        renamed.replace_extension(".renamed");
+        const int known = renames;
+        const auto begin = Clock::now();
+        std::filesystem::rename(file, renamed);
+        while (renames == known && Clock::now() - begin < 30s)
+            std::this_thread::sleep_for(200us);
+        delays.push_back(seconds(Clock::now() - begin - quiet));
+        std::filesystem::rename(renamed, file);
+        watcher.complete(reported);
+        std::this_thread::sleep_for(quiet + 200ms);
     }
-    std::ranges::sort(seconds);
-    const auto files = static_cast<long>(listing.count());
-    std::printf(
-        "{\"files\": %ld, \"renames\": %zu, \"seconds\": %.4f, \"fastest\": %.4f, \"bytesPerFile\": %.0f}\n",
-        files, renames, seconds[seconds.size() / 2], seconds.front(),
-        files > 0 ? static_cast<double>(used) / static_cast<double>(files) : 0.0);
+    std::printf("{\"start\": %.4f, \"bytesPerFile\": %.0f, \"change\": %.6f, \"recognised\": %.4f}\n",
+                started, static_cast<double>(used) / files, median(changes), median(delays));
     return hasProblem ? 1 : 0;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Dispatch.h"
 #include "platform/FileDescriptor.h"
 
 #include <QSocketNotifier>
@@ -34,19 +35,25 @@ public:
 
     Inotify(EventHandler onEvent, AddWatch addWatch);
 
-    /// False when the kernel gives no more instances to this user.
+    /// False, with errno set, when the kernel gives no more instances to this user.
     [[nodiscard]] bool open();
     /// The watch, or minus the errno value.
     [[nodiscard]] int add(const std::filesystem::path &folder, std::uint32_t mask);
     void remove(int watch);
+    /// Hands over what is queued, now.
+    void readAll();
 
 private:
-    void read();
+    enum class Portion { None, OnlyWrites, Other };
+
+    Portion read();
+    void readOne();
 
     EventHandler m_onEvent;
     AddWatch m_addWatch;
     FileDescriptor m_descriptor;
     std::unique_ptr<QSocketNotifier> m_notifier;
+    DelayedTask m_rest; ///< pending while the notifier is off
 };
 
 } // namespace quorvalent

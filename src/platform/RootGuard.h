@@ -22,7 +22,7 @@ public:
     /// Roots are absolute paths.
     RootGuard(std::vector<std::filesystem::path> roots, std::function<void()> onChange, AddWatch addWatch);
 
-    /// False when the kernel gives no more inotify instances to this user.
+    /// False, with errno set, when the kernel gives no more inotify instances to this user.
     [[nodiscard]] bool start();
     /// Looks at the paths afresh; after a change.
     void rearm();

@@ -8,12 +8,12 @@ const std::string *WatchTable::folderOf(int watch) const
     return found == m_folders.end() ? nullptr : &found->second->first;
 }
 
-std::vector<int> WatchTable::watches() const
+std::vector<std::string> WatchTable::folders() const
 {
-    std::vector<int> all;
-    all.reserve(m_folders.size());
-    for (const auto &[watch, folder] : m_folders)
-        all.push_back(watch);
+    std::vector<std::string> all;
+    all.reserve(m_watches.size());
+    for (const auto &[folder, watch] : m_watches)
+        all.push_back(folder);
     return all;
 }
 
@@ -53,6 +53,25 @@ std::vector<int> WatchTable::takeTree(const std::string &folder)
          place != m_watches.end() && place->first.starts_with(inside);)
         place = take(place);
     return taken;
+}
+
+bool WatchTable::moveTree(const std::string &from, const std::string &to)
+{
+    if (!m_watches.contains(from))
+        return false;
+    (void)takeTree(to);
+    std::vector<ByFolder::node_type> moved;
+    moved.push_back(m_watches.extract(from));
+    const std::string inside = from + '/';
+    for (auto place = m_watches.lower_bound(inside);
+         place != m_watches.end() && place->first.starts_with(inside);)
+        moved.push_back(m_watches.extract(place++));
+    for (ByFolder::node_type &node : moved) {
+        node.key().replace(0, from.size(), to);
+        const int watch = node.mapped();
+        m_folders[watch] = m_watches.insert(std::move(node)).position;
+    }
+    return true;
 }
 
 } // namespace quorvalent

@@ -1,62 +1,66 @@
 #pragma once
 
-#include "core/RenameJob.h"
 #include "platform/FolderWalk.h"
 
-#include <QString>
-
 #include <cstdint>
-#include <filesystem>
-#include <functional>
-#include <optional>
+#include <map>
+#include <string>
+#include <string_view>
 #include <vector>
 
 namespace quorvalent {
 
-/// Where every regular file of the watched trees stood at one time, found by identity. A file reached under
-/// two different paths (hard links) is left out; one reached twice under the same path, through roots that
-/// lie in one another, counts once, as it was found last. A value; any thread.
+/// A place in a watched tree.
+struct NamedPlace
+{
+    std::string folder;
+    std::string name;
+
+    auto operator<=>(const NamedPlace &) const = default;
+    [[nodiscard]] std::string path() const { return joined(folder, name); }
+};
+
+/// The regular files of the watched trees as they were last known, folder by folder, packed: 40 bytes a file
+/// and its name. A value; one thread.
 class Listing
 {
 public:
-    Listing() = default;
-
-    /// Lists the roots in order; each problem is handed to `onError` as one French sentence.
-    [[nodiscard]] static Listing take(const std::vector<std::filesystem::path> &roots,
-                                      const std::function<void(const QString &)> &onError);
-
-    /// Lists the roots anew, and hands to `onRename` the files that both listings hold in the same folder,
-    /// with the same size and time, under names whose extensions differ by more than letter case. What only
-    /// the next refresh needs is done after that.
-    void refresh(const std::vector<std::filesystem::path> &roots,
-                 const std::function<void(const QString &)> &onError,
-                 const std::function<void(const RenameJob &)> &onRename);
-
-    /// Where the file of this identity is; one that cannot be followed is nowhere. Looks at every file.
-    [[nodiscard]] std::optional<std::filesystem::path> placeOf(const QString &identity) const;
-
-    /// Files that can be followed.
+    /// Whether the folder has been read.
+    [[nodiscard]] bool holds(const std::string &folder) const { return m_folders.contains(folder); }
+    /// Null where nothing is known; valid until the next change. Takes time with the folder's size once,
+    /// with its logarithm from then on.
+    [[nodiscard]] const FoundFile *find(const std::string &folder, std::string_view name);
+    /// The names that are known in a folder.
+    [[nodiscard]] std::vector<std::string> namesIn(const std::string &folder) const;
+    /// Every place where the file is known. Looks at all files.
+    [[nodiscard]] std::vector<NamedPlace> placesOf(const FoundFile &file) const;
     [[nodiscard]] std::size_t count() const;
 
+    void insert(FolderContents &&contents);
+    void set(const NamedPlace &place, const FoundFile &file);
+    void erase(const NamedPlace &place);
+    void eraseTree(const std::string &folder);
+    /// The folder and all below it have another path now.
+    void moveTree(const std::string &from, const std::string &to);
+
 private:
-    using Position = std::uint32_t; ///< in FoundFiles::files
-    struct Renamed
+    struct Folder
     {
-        Position before = 0; ///< in m_found
-        Position now = 0;    ///< in the listing that follows it
+        std::vector<FoundFile> files;
+        std::string names;
+        std::uint32_t unusedBytes = 0; ///< of names that are gone
+        bool isSorted = false;         ///< by name
+
+        [[nodiscard]] std::string_view nameOf(const FoundFile &file) const
+        {
+            return std::string_view(names).substr(file.nameOffset, file.nameLength);
+        }
+        /// The first file whose name is not less.
+        [[nodiscard]] std::vector<FoundFile>::iterator at(std::string_view name);
+        void pack();
     };
 
-    [[nodiscard]] static FoundFiles found(const std::vector<std::filesystem::path> &roots,
-                                          const std::function<void(const QString &)> &onError);
-    void index();
-    [[nodiscard]] std::vector<Renamed> renamedIn(const FoundFiles &current) const;
-    [[nodiscard]] static std::vector<Renamed> onlyUnambiguous(std::vector<Renamed> renames,
-                                                              const FoundFiles &current);
-    [[nodiscard]] std::optional<Position> find(const FoundFile &file, Position guess) const;
-
-    FoundFiles m_found;
-    std::vector<Position> m_slots; ///< hash table by identity, open addressing; emptySlot where free
-    std::vector<bool> m_isLeftOut; ///< hard links, and earlier finds of the same path
+    std::map<std::string, Folder> m_folders;
 };
 
 } // namespace quorvalent

@@ -2,18 +2,29 @@
 
 #include "platform/Error.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace quorvalent {
 
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = RenameTracker::Clock;
+
+// Names whose quiet ends within this span are judged together.
+constexpr auto togetherSpan = 5ms;
+constexpr int startRetryFactor = 10;
+
+} // namespace
+
 RenameWatcher::RenameWatcher(RenameHandler onRename, ProblemHandler onError, WatchTiming timing,
                              NewNameHandler onNewName, MovedHandler onMoved)
-    : m_onRename(std::move(onRename))
-    , m_onError(std::move(onError))
+    : m_onError(std::move(onError))
     , m_timing(timing)
     , m_onNewName(std::move(onNewName))
-    , m_onMoved(std::move(onMoved))
-    // A listing of a large tree takes a core for a while; the user's own work comes first.
+    , m_tracker(timing.quiet, {std::move(onRename), m_onError, std::move(onMoved)})
+    // Reading a large tree takes a core for a while; the user's own work comes first.
     , m_queue(QStringLiteral("quorvalent.watch"), SerialQueue::Priority::Utility)
 {}
 
@@ -25,7 +36,7 @@ RenameWatcher::~RenameWatcher()
 void RenameWatcher::start(std::vector<std::filesystem::path> paths, std::function<void()> onWatching)
 {
     m_queue.post([this, paths = std::move(paths), onWatching = std::move(onWatching)]() mutable {
-        watch(std::move(paths), onWatching);
+        watch(std::move(paths), std::move(onWatching));
     });
 }
 
@@ -37,62 +48,103 @@ void RenameWatcher::stop()
 void RenameWatcher::complete(const QString &identity)
 {
     m_queue.post([this, identity] {
-        scan();
-        m_processing.remove(identity);
+        // What the job did itself is to be seen before its file is let go.
+        if (m_stream)
+            m_stream->catchUp();
+        m_tracker.release(identity);
     });
 }
 
 void RenameWatcher::locate(const QString &identity)
 {
     m_queue.post([this, identity] {
-        if (m_onMoved)
-            m_onMoved(identity, Listing::take(m_roots, [](const QString &) {}).placeOf(identity));
+        if (m_stream)
+            m_stream->catchUp();
+        m_tracker.locate(identity);
     });
 }
 
-void RenameWatcher::watch(std::vector<std::filesystem::path> paths, const std::function<void()> &onWatching)
+void RenameWatcher::watch(std::vector<std::filesystem::path> paths, std::function<void()> onWatching)
 {
     unwatch();
     m_roots = std::move(paths);
-    m_files = Listing::take(m_roots, m_onError);
-    if (m_roots.empty())
-        return;
-    m_stream = EventStream::create(m_roots, m_timing.latency,
-                                   {[this] { scheduleScan(); }, m_onError,
-                                    [this](const std::filesystem::path &from,
-                                           const std::filesystem::path &to) { tellNewName(from, to); }});
+    m_onWatching = std::move(onWatching);
+    m_toldReason.clear();
+    observe();
+}
+
+void RenameWatcher::observe()
+{
+    m_stream =
+        EventStream::create(m_roots, {m_timing.latency, m_timing.quiet, m_timing.retry}, streamHandlers());
     if (m_stream == nullptr)
         return;
-    const bool isWatching = m_stream->start();
-    if (!isWatching)
-        m_onError(QStringLiteral("Impossible de surveiller ces dossiers."));
-    // What changed between the listing and the stream brings no event of its own.
-    scheduleScan();
-    if (isWatching && onWatching)
-        onWatching();
+    m_isStarting = true;
+    if (m_stream->start())
+        return;
+    if (std::exchange(m_toldReason, m_stream->why()) != m_stream->why())
+        m_onError(m_toldReason);
+    m_stream.reset();
+    m_retry = DelayedTask(startRetryFactor * m_timing.retry, [this] { observe(); });
+}
+
+EventStream::Handlers RenameWatcher::streamHandlers()
+{
+    EventStream::Handlers handlers;
+    handlers.onFolder = [this](FolderContents &&contents) {
+        m_tracker.take(std::move(contents), m_isStarting, Clock::now());
+        awaitQuiet();
+    };
+    handlers.onName = [this](const std::string &folder, std::string_view name, NameChange change) {
+        m_tracker.change(folder, name, change, Clock::now());
+        awaitQuiet();
+    };
+    handlers.onTreeGone = [this](const std::string &folder) { m_tracker.treeGone(folder); };
+    handlers.onTreeMoved = [this](const std::string &from, const std::string &to) {
+        m_tracker.treeMoved(from, to, Clock::now());
+        awaitQuiet();
+    };
+    handlers.onRead = [this] {
+        m_isStarting = false;
+        if (const auto onWatching = std::exchange(m_onWatching, {}))
+            onWatching();
+    };
+    handlers.onProblem = m_onError;
+    handlers.onNewName = [this](const std::filesystem::path &from, const std::filesystem::path &to) {
+        tellNewName(from, to);
+    };
+    return handlers;
 }
 
 void RenameWatcher::unwatch()
 {
-    m_pendingScan.cancel();
+    m_quiet.cancel();
+    m_retry.cancel();
     m_stream.reset();
     m_roots.clear();
-    m_files = {};
+    m_onWatching = {};
+    m_isStarting = false;
+    m_tracker.clear();
 }
 
-void RenameWatcher::scheduleScan()
+// The timer that is pending ends at the earliest deadline or before it, because deadlines only move away.
+void RenameWatcher::awaitQuiet()
 {
-    m_pendingScan = DelayedTask(m_timing.quiet, [this] { scan(); });
+    const auto deadline = m_tracker.deadline();
+    if (!deadline || m_quiet.isPending())
+        return;
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(*deadline - Clock::now());
+    m_quiet = DelayedTask(std::max(left, 0ms) + togetherSpan, [this] { settle(); });
 }
 
-void RenameWatcher::scan()
+void RenameWatcher::settle()
 {
-    m_files.refresh(m_roots, m_onError, [this](const RenameJob &job) {
-        if (m_processing.contains(job.identity()))
-            return;
-        m_processing.insert(job.identity());
-        m_onRename(job);
-    });
+    // What happened up to now decides, not what has been told up to now.
+    if (m_stream)
+        m_stream->catchUp();
+    m_tracker.settle(Clock::now());
+    m_quiet.cancel();
+    awaitQuiet();
 }
 
 void RenameWatcher::tellNewName(const std::filesystem::path &from, const std::filesystem::path &to) const
@@ -100,7 +152,7 @@ void RenameWatcher::tellNewName(const std::filesystem::path &from, const std::fi
     if (!m_onNewName)
         return;
     try {
-        if (m_processing.contains(FileStamp::read(to).identity))
+        if (m_tracker.isReported(FileStamp::read(to).identity))
             return;
     } catch (const Error &) {
         return; // it is not there any more

@@ -3,9 +3,8 @@
 #include "core/RenameJob.h"
 #include "platform/Dispatch.h"
 #include "platform/EventStream.h"
-#include "watch/Listing.h"
+#include "watch/RenameTracker.h"
 
-#include <QSet>
 #include <QString>
 
 #include <chrono>
@@ -31,13 +30,13 @@ using MovedHandler =
 
 struct WatchTiming
 {
-    std::chrono::milliseconds latency{250}; ///< changes of this span arrive as one batch
-    std::chrono::milliseconds quiet{600};   ///< the listing follows the last batch by this much
+    std::chrono::milliseconds latency{250}; ///< until lost events lead to a fresh look
+    std::chrono::milliseconds quiet{600};   ///< how long a file has been left alone before it is judged
+    std::chrono::milliseconds retry{1000}; ///< until what failed is tried again; ten times this to start anew
 };
 
 /// Reports files whose extension was changed by a rename in place: same file, folder, size and time, another
-/// extension. Changes only say when to look; renames are found by comparing a fresh listing of the folders
-/// with the one before. A reported file is left alone until complete() releases it.
+/// extension. A reported file is left alone until complete() releases it.
 ///
 /// Owns one thread, the watcher's queue. Every function is called from another thread than that; all
 /// handlers run on it, must not throw and should return soon.
@@ -49,15 +48,16 @@ public:
     /// but not of a reported file: while its job works, the new names are the job's own.
     RenameWatcher(RenameHandler onRename, ProblemHandler onError, WatchTiming timing = {},
                   NewNameHandler onNewName = {}, MovedHandler onMoved = {});
-    /// Waits for the listing in progress; no handler runs afterwards, whatever was still to be done.
+    /// Waits for the portion of a reading in progress; no handler runs afterwards, whatever was still to be
+    /// done.
     ~RenameWatcher();
     RenameWatcher(const RenameWatcher &) = delete;
     RenameWatcher &operator=(const RenameWatcher &) = delete;
 
     /// Returns at once. Watches these folders, with their subfolders, in place of any others; none stops
-    /// watching. Renames made before the first listing are never reported. `onWatching` runs once that
-    /// listing is done and changes are observed: a rename made afterwards is never missed. It does not run
-    /// where nothing can be observed.
+    /// watching. Renames made before a folder was read are never reported. `onWatching` runs once all are
+    /// read and changes are observed: a rename made afterwards is never missed. Where nothing can be observed
+    /// that is told as a problem, and tried again until it can.
     void start(std::vector<std::filesystem::path> paths, std::function<void()> onWatching = {});
     /// Returns when nothing is watched any more. Reported files stay reported.
     void stop();
@@ -68,23 +68,26 @@ public:
     void locate(const QString &identity);
 
 private:
-    void watch(std::vector<std::filesystem::path> paths, const std::function<void()> &onWatching);
+    void watch(std::vector<std::filesystem::path> paths, std::function<void()> onWatching);
+    void observe();
     void unwatch();
-    void scheduleScan();
-    void scan();
+    void awaitQuiet();
+    void settle();
     void tellNewName(const std::filesystem::path &from, const std::filesystem::path &to) const;
+    [[nodiscard]] EventStream::Handlers streamHandlers();
 
-    const RenameHandler m_onRename;
     const ProblemHandler m_onError;
     const WatchTiming m_timing;
     const NewNameHandler m_onNewName;
-    const MovedHandler m_onMoved;
     // All below live on m_queue.
+    RenameTracker m_tracker;
     std::unique_ptr<EventStream> m_stream;
     std::vector<std::filesystem::path> m_roots;
-    Listing m_files;
-    QSet<QString> m_processing; ///< identities reported and not yet released
-    DelayedTask m_pendingScan;
+    std::function<void()> m_onWatching; ///< set until everything has been read once
+    bool m_isStarting = false;          ///< until then
+    QString m_toldReason;               ///< why nothing can be observed, as it was last told
+    DelayedTask m_quiet;
+    DelayedTask m_retry;
     SerialQueue m_queue;
 };
 

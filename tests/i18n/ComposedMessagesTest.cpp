@@ -9,8 +9,9 @@
 #include "media/ExportPlan.h"
 #include "model/AppModel.h"
 #include "platform/ComposedText.h"
+#include "platform/EventStream.h"
 #include "support/FakeWorld.h"
-#include "watch/Listing.h"
+#include "support/WaitFor.h"
 
 #include <gtest/gtest.h>
 
@@ -170,8 +171,13 @@ TEST(ComposedMessages, ofTheModelAndTheWatcher)
 {
     const TestFolder folder;
     QStringList problems;
-    (void)Listing::take({folder / "gone"}, [&](const QString &problem) { problems.append(problem); });
-    ASSERT_EQ(problems.size(), 1);
+    EventStream::Handlers handlers;
+    handlers.onProblem = [&](const QString &problem) { problems.append(problem); };
+    handlers.onTreeGone = [](const std::string &) {};
+    handlers.onRead = [] {};
+    const auto stream = EventStream::create({folder / "gone"}, {}, std::move(handlers));
+    ASSERT_TRUE(stream->start());
+    ASSERT_TRUE(waitFor([&] { return !problems.isEmpty(); }));
     expectInEveryLanguage(
         {problems.front(), u"Dossier inaccessible : {0}"_s, {displayText(folder / "gone")}});
 

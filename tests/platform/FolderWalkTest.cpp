@@ -1,6 +1,5 @@
 #include "platform/FolderWalk.h"
 
-#include "platform/Error.h"
 #include "platform/FolderRules.h"
 #include "support/FreshProcess.h"
 #include "support/TestFolder.h"
@@ -12,6 +11,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <thread>
 
 namespace quorvalent {
@@ -25,13 +25,27 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
+std::vector<TreeReader::Folder> read(
+    const fs::path &root,
+    const TreeReader::Enter &enter = [](const std::string &, TreeReader::Place) { return 0; })
+{
+    TreeReader reader(enter, 0ms);
+    reader.add(root.native(), TreeReader::Place::Root);
+    std::vector<TreeReader::Folder> folders;
+    while (reader.isBusy())
+        reader.step(1ms, [&](TreeReader::Folder &&folder) { folders.push_back(std::move(folder)); });
+    return folders;
+}
+
 std::vector<std::string> pathsBelow(const fs::path &root)
 {
-    const FoundFiles found = FolderWalk::regularFiles(root);
     std::vector<std::string> paths;
-    for (const FoundFile &file : found.files) {
-        const fs::path path = fs::path(found.folders[file.folder]) / found.nameOf(file);
-        paths.push_back(path.lexically_relative(root).native());
+    for (const TreeReader::Folder &folder : read(root)) {
+        EXPECT_EQ(folder.failure, 0);
+        for (const FoundFile &file : folder.contents.files)
+            paths.push_back((fs::path(folder.contents.path) / folder.contents.nameOf(file))
+                                .lexically_relative(root)
+                                .native());
     }
     return paths;
 }
@@ -65,9 +79,9 @@ TEST(FolderWalk, tellsWhatStatTells)
     struct stat status = {};
     ASSERT_EQ(::stat(path.c_str(), &status), 0);
 
-    const FoundFiles found = FolderWalk::regularFiles(folder.path());
-    ASSERT_EQ(found.files.size(), 1);
-    const FoundFile &file = found.files.front();
+    const std::vector<TreeReader::Folder> found = read(folder.path());
+    ASSERT_EQ(found.front().contents.files.size(), 1);
+    const FoundFile &file = found.front().contents.files.front();
     EXPECT_EQ(file.inode, status.st_ino);
     EXPECT_EQ(file.device, Files().attributes(path).device);
     EXPECT_EQ(file.sizeBytes, 5);
@@ -113,7 +127,7 @@ TEST(FolderWalk, findsAFileThatIsBeingRenamedUnderOneOfItsNames)
         }
     });
     for (int walk = 0; walk < 500; ++walk)
-        EXPECT_EQ(FolderWalk::regularFiles(folder.path()).files.size(), 100);
+        EXPECT_EQ(read(folder.path()).front().contents.files.size(), 100);
     isOver = true;
 }
 
@@ -124,9 +138,9 @@ TEST(FolderWalk, namesFoldersThatCannotBeReadAndGoesOn)
         folder.write("closed/lost", "");
         folder.write("open/found", "");
         fs::permissions(folder / "closed", fs::perms::none);
-        const FoundFiles found = FolderWalk::regularFiles(folder.path());
+        const std::vector<TreeReader::Folder> found = read(folder.path());
         fs::permissions(folder / "closed", fs::perms::owner_all);
-        return found.unreadable == std::vector{folder / "closed"} && found.files.size() == 1;
+        return std::ranges::count(found, EACCES, &TreeReader::Folder::failure) == 1 && found.size() == 3;
     }));
 }
 
@@ -135,8 +149,7 @@ TEST(FolderWalk, refusesARootThatIsMissingOrNoFolder)
     const TestFolder folder;
     const fs::path file = folder.write("file", "");
     for (const fs::path &root : {folder / "missing", file, fs::path()})
-        EXPECT_THROW((void)FolderWalk::regularFiles(root), FileError) << root;
-    FolderWalk::folders(folder / "missing", [](const std::string &) { return true; });
+        EXPECT_TRUE(isVanished(read(root).front().failure)) << root;
 }
 
 TEST(FolderWalk, namesFoldersBeforeWhatIsInThem)
@@ -146,10 +159,11 @@ TEST(FolderWalk, namesFoldersBeforeWhatIsInThem)
     folder.write("left out/inside/file", "");
     folder.write(".hidden/file", "");
     std::vector<std::string> seen;
-    FolderWalk::folders(folder.path(), [&](const std::string &path) {
+    const auto enter = [&](const std::string &path, TreeReader::Place) {
         seen.push_back(fs::path(path).lexically_relative(folder.path()).native());
-        return !path.ends_with("left out");
-    });
+        return path.ends_with("left out") ? std::nullopt : std::optional(7);
+    };
+    EXPECT_EQ(read(folder.path(), enter).back().watch, 7);
     EXPECT_THAT(seen, UnorderedElementsAre(".", "a", "a/b", "a/b/c", "left out"));
     EXPECT_EQ(seen.front(), ".");
 }

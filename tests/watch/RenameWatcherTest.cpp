@@ -6,8 +6,11 @@
 #include "support/TestFolder.h"
 #include "support/WaitFor.h"
 
+#include <fcntl.h>
 #include <sys/inotify.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <QStringList>
 
@@ -15,6 +18,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstring>
+#include <fstream>
 
 namespace quorvalent {
 
@@ -23,73 +28,121 @@ namespace {
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 using namespace Qt::StringLiterals;
+using namespace std::string_literals;
 using test::TestFolder;
 using test::waitFor;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr WatchTiming quick{2ms, 5ms};
-constexpr WatchTiming onlyOnDemand{2ms, 1h};
+constexpr WatchTiming quick{2ms, 5ms, 5ms};
+constexpr auto quiet = 600ms;
 
-/// A watcher over some folders, and what it has reported, in the main thread.
+/// What watches some folders, on this thread and by a clock that the test sets, and what it has reported.
 class Watching
 {
 public:
-    explicit Watching(std::vector<fs::path> roots, WatchTiming timing = onlyOnDemand)
-        : m_watcher(
-              [log = m_log](const RenameJob &job) { postToMain([log, job] { log->jobs.push_back(job); }); },
-              [log = m_log](const QString &text) { postToMain([log, text] { log->problems << text; }); },
-              timing,
-              [log = m_log](const fs::path &from, const fs::path &to) {
-                  postToMain([log, line = from.filename().native() + " > " + to.filename().native()] {
-                      log->newNames.push_back(line);
-                  });
-              })
-    {
-        start(std::move(roots));
-    }
+    explicit Watching(const std::vector<fs::path> &roots) { start(roots); }
 
-    /// Returns when changes are observed. One root more is missing, so that each listing leaves a trace.
-    void start(std::vector<fs::path> roots)
+    /// Returns when changes are observed.
+    void start(const std::vector<fs::path> &roots)
     {
-        roots.emplace_back("/missing");
-        const auto before = traces();
-        const auto isWatching = std::make_shared<std::atomic<bool>>(false);
-        m_watcher.start(std::move(roots), [isWatching] { *isWatching = true; });
-        EXPECT_TRUE(waitFor([&] { return isWatching->load() && traces() > before; }));
+        m_stream.reset();
+        m_tracker.clear();
+        m_stream = EventStream::create(roots, {1ms, quiet, 1h}, handlers());
+        m_isStarting = true;
+        EXPECT_TRUE(m_stream->start());
+        readOn();
+        m_isStarting = false;
     }
-    void pause() { m_watcher.start({}); }
-    void complete(const fs::path &path) { m_watcher.complete(FileStamp::read(path).identity); }
-    /// Has the watcher list its folders, and returns when that is done.
-    void scan()
+    void pause()
     {
-        // Two listings: the first trace may be that of a listing which was already under way.
-        const auto before = traces();
-        m_watcher.complete({});
-        m_watcher.complete({});
-        EXPECT_TRUE(waitFor([&] { return traces() >= before + 2; }));
+        m_stream.reset();
+        m_tracker.clear();
+    }
+    /// What has happened until now happens at the present time of the clock; then it goes on.
+    void pass(std::chrono::milliseconds time)
+    {
+        m_stream->catchUp();
+        readOn();
+        m_now += time;
+        m_tracker.settle(m_now);
+    }
+    /// Everything is left alone for long enough.
+    void settle() { pass(1h); }
+    void complete(const fs::path &path)
+    {
+        m_stream->catchUp();
+        m_tracker.release(FileStamp::read(path).identity);
+    }
+    void locate(const fs::path &path)
+    {
+        m_stream->catchUp();
+        m_tracker.locate(FileStamp::read(path).identity);
     }
     /// The jobs so far, as "old > new" below the folder.
-    std::vector<std::string> jobsBelow(const fs::path &folder)
+    [[nodiscard]] std::vector<std::string> jobsBelow(const fs::path &folder) const
     {
-        scan(); // jobs of the scan before have arrived when the trace of this one has
         std::vector<std::string> lines;
-        for (const RenameJob &job : m_log->jobs)
+        for (const RenameJob &job : m_jobs)
             lines.push_back(job.oldURL.lexically_relative(folder).native() + " > " +
                             job.newURL.lexically_relative(folder).native());
         std::ranges::sort(lines);
         return lines;
+    }
+    [[nodiscard]] const QStringList &problems() const { return m_problems; }
+    /// Where reported files were told to be, "-" for nowhere.
+    [[nodiscard]] const std::vector<std::string> &places() const { return m_places; }
+    [[nodiscard]] std::size_t count() const { return m_tracker.count(); }
+    [[nodiscard]] bool isAtRest() const { return !m_tracker.deadline(); }
+
+private:
+    EventStream::Handlers handlers()
+    {
+        return {
+            [this](FolderContents &&contents) { m_tracker.take(std::move(contents), m_isStarting, m_now); },
+            [this](const std::string &folder, std::string_view name, NameChange change) {
+                m_tracker.change(folder, name, change, m_now);
+            },
+            [this](const std::string &folder) { m_tracker.treeGone(folder); },
+            [this](const std::string &from, const std::string &to) { m_tracker.treeMoved(from, to, m_now); },
+            [] {},
+            [this](const QString &text) { m_problems << text; },
+            {}};
+    }
+    void readOn()
+    {
+        EXPECT_TRUE(waitFor([this] { return !m_stream->isReading(); }));
+    }
+
+    std::vector<RenameJob> m_jobs;
+    QStringList m_problems;
+    std::vector<std::string> m_places;
+    RenameTracker::Clock::time_point m_now{1h};
+    bool m_isStarting = true;
+    RenameTracker m_tracker{quiet,
+                            {[this](const RenameJob &job) { m_jobs.push_back(job); },
+                             [this](const QString &text) { m_problems << text; },
+                             [this](const QString &, const std::optional<fs::path> &place) {
+                                 m_places.push_back(place ? place->filename().native() : "-");
+                             }}};
+    std::unique_ptr<EventStream> m_stream;
+};
+
+/// The watcher as the program has it, and what it has reported, in the main thread.
+class Watcher
+{
+public:
+    explicit Watcher(std::vector<fs::path> roots)
+    {
+        const auto isWatching = std::make_shared<std::atomic<bool>>(false);
+        m_watcher.start(std::move(roots), [isWatching] { *isWatching = true; });
+        EXPECT_TRUE(waitFor([&] { return isWatching->load(); }));
     }
     [[nodiscard]] const std::vector<RenameJob> &jobs() const { return m_log->jobs; }
     [[nodiscard]] const QStringList &problems() const { return m_log->problems; }
     [[nodiscard]] const std::vector<std::string> &newNames() const { return m_log->newNames; }
 
 private:
-    [[nodiscard]] qsizetype traces() const
-    {
-        return m_log->problems.count(u"Dossier inaccessible : /missing"_s);
-    }
-
     struct Log
     {
         std::vector<RenameJob> jobs;
@@ -98,7 +151,14 @@ private:
     };
 
     std::shared_ptr<Log> m_log = std::make_shared<Log>();
-    RenameWatcher m_watcher;
+    RenameWatcher m_watcher{
+        [log = m_log](const RenameJob &job) { postToMain([log, job] { log->jobs.push_back(job); }); },
+        [log = m_log](const QString &text) { postToMain([log, text] { log->problems << text; }); }, quick,
+        [log = m_log](const fs::path &from, const fs::path &to) {
+            postToMain([log, line = from.filename().native() + " > " + to.filename().native()] {
+                log->newNames.push_back(line);
+            });
+        }};
 };
 
 using Change = std::function<void(const TestFolder &)>;
@@ -108,11 +168,16 @@ Change move(const fs::path &from, const fs::path &to)
     return [=](const TestFolder &folder) { fs::rename(folder / from, folder / to); };
 }
 
+Change write(const char *name)
+{
+    return [=](const TestFolder &folder) { folder.write(name, "content of "s + name); };
+}
+
 struct RenameCase
 {
     const char *name;
     std::vector<std::string> files;
-    Change change; ///< happens between two listings
+    Change change; ///< then the files are left alone
     std::vector<std::string> jobs;
 };
 
@@ -121,10 +186,25 @@ void PrintTo(const RenameCase &row, std::ostream *out)
     *out << row.name;
 }
 
-std::string caseName(const testing::TestParamInfo<RenameCase> &info)
+template <typename Case>
+std::string caseName(const testing::TestParamInfo<Case> &info)
 {
     return info.param.name;
 }
+
+struct ProgramCase
+{
+    const char *name;
+    std::vector<Change> steps;
+};
+
+void PrintTo(const ProgramCase &row, std::ostream *out)
+{
+    *out << row.name;
+}
+
+class RenameWatcherLeavesAlone : public testing::TestWithParam<ProgramCase>
+{};
 
 class RenameWatcherFinds : public testing::TestWithParam<RenameCase>
 {};
@@ -136,7 +216,7 @@ TEST_P(RenameWatcherFinds, changedExtensionsOnly)
         folder.write(file, "content of " + file);
     Watching watching({folder.path()});
     GetParam().change(folder);
-    watching.scan();
+    watching.settle();
     EXPECT_EQ(watching.jobsBelow(folder.path()), GetParam().jobs);
 }
 
@@ -168,7 +248,7 @@ INSTANTIATE_TEST_SUITE_P(
                        fs::rename(f / "sub/a.png", f / "sub/a.jpg");
                        fs::rename(f / "sub", f / "other");
                    },
-                   {}},
+                   {"other/a.png > other/a.jpg"}},
         RenameCase{"contentChangedToo",
                    {"a.png"},
                    [](const TestFolder &f) {
@@ -202,25 +282,19 @@ INSTANTIATE_TEST_SUITE_P(
                        fs::rename(f / "a.png", f / "a.jpg");
                    },
                    {}}),
-    caseName);
+    caseName<RenameCase>);
 
 TEST(RenameWatcher, reportsARenameByItselfWithTheStampOfTheFile)
 {
     const TestFolder folder;
     folder.write("new/photo.png", "12345");
-    Watching watching({folder.path()}, quick);
+    const Watcher watching({folder.path()});
     fs::rename(folder / "new/photo.png", folder / "new/photo.jpg");
     ASSERT_TRUE(waitFor([&] { return !watching.jobs().empty(); }));
     const RenameJob job = watching.jobs().front();
     EXPECT_EQ(job.oldURL, folder / "new/photo.png");
     EXPECT_EQ(job.newURL, folder / "new/photo.jpg");
     EXPECT_EQ(job.stamp, FileStamp::read(folder / "new/photo.jpg"));
-
-    folder.write("later/sound.wav", "");
-    watching.scan();
-    fs::rename(folder / "later/sound.wav", folder / "later/sound.mp3");
-    ASSERT_TRUE(waitFor([&] { return watching.jobs().size() == 2; }));
-    EXPECT_EQ(watching.jobs().back().newURL, folder / "later/sound.mp3");
 }
 
 TEST(RenameWatcher, neverMissesARenameMadeAsSoonAsItWatches)
@@ -228,11 +302,145 @@ TEST(RenameWatcher, neverMissesARenameMadeAsSoonAsItWatches)
     const TestFolder folder;
     for (int round = 0; round < 20; ++round) {
         folder.write("photo.png", "");
-        Watching watching({folder.path()}, quick);
+        const Watcher watching({folder.path()});
         fs::rename(folder / "photo.png", folder / "photo.jpg");
         ASSERT_TRUE(waitFor([&] { return !watching.jobs().empty(); })) << "round " << round;
         fs::remove(folder / "photo.jpg");
     }
+}
+
+TEST(RenameTracker, judgesAFileWhenItsOwnNamesHaveBeenLeftAlone)
+{
+    const TestFolder folder;
+    for (const char *name : {"a.png", "b.png", "c.png", "sub/d.png"})
+        folder.write(name, name);
+    Watching watching({folder.path()});
+    move("a.png", "a.jpg")(folder);
+    move("b.png", "b.jpg")(folder);
+    move("c.png", "c.jpg")(folder);
+    move("sub/d.png", "sub/d.jpg")(folder);
+    watching.pass(500ms);
+    folder.write("b.png", "another file under the old name");
+    fs::permissions(folder / "c.jpg", fs::perms::owner_all);
+    folder.write("other", "");
+    folder.write("sub/other", "");
+    watching.pass(100ms);
+    EXPECT_THAT(watching.jobsBelow(folder.path()), ElementsAre("a.png > a.jpg", "sub/d.png > sub/d.jpg"));
+    watching.pass(500ms);
+    EXPECT_THAT(watching.jobsBelow(folder.path()),
+                ElementsAre("a.png > a.jpg", "b.png > b.jpg", "c.png > c.jpg", "sub/d.png > sub/d.jpg"));
+    EXPECT_TRUE(watching.isAtRest());
+}
+
+TEST(RenameTracker, knowsAFileFromTheMomentItHasBeenLeftAlone)
+{
+    const TestFolder folder;
+    Watching watching({folder.path()});
+    folder.write("copied.png", "x");
+    folder.write("saved.png", "x");
+    folder.write("in/a/new/folder.png", "x");
+    watching.pass(500ms);
+    move("saved.png", "saved.jpg")(folder); // a program that saves into a new file
+    watching.pass(100ms);
+    move("copied.png", "copied.jpg")(folder);
+    move("in/a/new/folder.png", "in/a/new/folder.jpg")(folder);
+    watching.settle();
+    EXPECT_THAT(watching.jobsBelow(folder.path()),
+                ElementsAre("copied.png > copied.jpg", "in/a/new/folder.png > in/a/new/folder.jpg"));
+}
+
+// What programs do, with pauses longer than the quiet time between the steps.
+TEST_P(RenameWatcherLeavesAlone, theStepsOfAProgram)
+{
+    const TestFolder folder;
+    folder.write("a.jpg", "original");
+    Watching watching({folder.path()});
+    for (const Change &step : GetParam().steps) {
+        step(folder);
+        watching.settle();
+    }
+    EXPECT_THAT(watching.jobsBelow(folder.path()), IsEmpty());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Programs, RenameWatcherLeavesAlone,
+    testing::Values(ProgramCase{"exiftool",
+                                {write("a.jpg_exiftool_tmp"), move("a.jpg", "a.jpg_original"),
+                                 move("a.jpg_exiftool_tmp", "a.jpg"), move("a.jpg_original", "a.jpg")}},
+                    ProgramCase{"backupThenSave", {move("a.jpg", "a.jpg.orig"), write("a.jpg")}},
+                    ProgramCase{"editor", {move("a.jpg", "a.jpg~"), write("a.jpg")}},
+                    ProgramCase{"copyWithNumberedBackup", {move("a.jpg", "a.jpg.~1~"), write("a.jpg")}},
+                    ProgramCase{"browser", {write("b.mp4.crdownload"), move("b.mp4.crdownload", "b.mp4")}},
+                    ProgramCase{"torrent", {write("b.mkv.!qB"), move("b.mkv.!qB", "b.mkv")}},
+                    ProgramCase{"messenger", {write("123.tmp"), move("123.tmp", "b.mp4")}},
+                    ProgramCase{"saveFile", {write("a.jpg.wtWLUc"), move("a.jpg.wtWLUc", "a.jpg")}}),
+    caseName<ProgramCase>);
+
+TEST(RenameTracker, knowsWhatWasWrittenBeforeTheMoveWithoutAClosedFile)
+{
+    const TestFolder folder;
+    for (const char *name : {"truncated.png", "open.png", "justBefore.png", "after.png"})
+        folder.write(name, "0123456789");
+    Watching watching({folder.path()});
+    std::ofstream open(folder / "open.png", std::ios::app);
+    open << "more" << std::flush;
+    ASSERT_EQ(::truncate((folder / "truncated.png").c_str(), 5), 0);
+    watching.pass(quiet);
+    EXPECT_TRUE(watching.isAtRest()) << "a write alone is waited for by nobody";
+    ASSERT_EQ(::truncate((folder / "justBefore.png").c_str(), 5), 0);
+    watching.pass(100ms);
+    for (const char *name : {"truncated", "open", "justBefore", "after"})
+        move(name + ".png"s, name + ".jpg"s)(folder);
+    watching.pass(100ms);
+    ASSERT_EQ(::truncate((folder / "after.jpg").c_str(), 5), 0);
+    watching.settle();
+    EXPECT_THAT(watching.jobsBelow(folder.path()),
+                ElementsAre("open.png > open.jpg", "truncated.png > truncated.jpg"));
+}
+
+TEST(RenameTracker, knowsWhatWasWrittenThroughAMappingByTheTimesOfTheFile)
+{
+    const TestFolder folder;
+    const fs::path path = folder.write("mapped.png", "0123456789");
+    Watching watching({folder.path()});
+    const FileDescriptor file(::open(path.c_str(), O_RDWR | O_CLOEXEC));
+    void *bytes = ::mmap(nullptr, 10, PROT_READ | PROT_WRITE, MAP_SHARED, file.get(), 0);
+    ASSERT_NE(bytes, MAP_FAILED);
+    std::memset(bytes, 'x', 10);
+    // The kernel stamps both changes: they have to lie apart by the quiet time.
+    const FileTime written = Files().attributes(path).modified;
+    ASSERT_TRUE(waitFor([&] { return std::chrono::system_clock::now() > written + quiet + 50ms; }));
+    move("mapped.png", "mapped.jpg")(folder);
+    watching.settle();
+    EXPECT_THAT(watching.jobsBelow(folder.path()), ElementsAre("mapped.png > mapped.jpg"));
+    ::munmap(bytes, 10);
+}
+
+TEST(RenameTracker, followsFoldersThatMoveAndForgetsThoseThatLeave)
+{
+    const TestFolder folder;
+    const TestFolder elsewhere;
+    for (const char *name : {"day/deep/a.png", "gone/b.png", "deleted/c.png", "day/reported.png"})
+        folder.write(name, name);
+    Watching watching({folder.path()});
+    move("day/reported.png", "day/reported.jpg")(folder);
+    watching.settle();
+    move("day", "night")(folder);
+    fs::rename(folder / "gone", elsewhere / "gone");
+    fs::remove_all(folder / "deleted");
+    watching.settle();
+    EXPECT_EQ(watching.count(), 2);
+    EXPECT_THAT(watching.places(), ElementsAre("reported.jpg"));
+    move("night/deep/a.png", "night/deep/a.jpg")(folder);
+    watching.settle();
+    EXPECT_THAT(watching.jobsBelow(folder.path()),
+                ElementsAre("day/reported.png > day/reported.jpg", "night/deep/a.png > night/deep/a.jpg"));
+    move("night/reported.jpg", "night/deep/reported.jpg")(folder);
+    watching.locate(folder / "night/deep/reported.jpg");
+    watching.settle();
+    fs::remove(folder / "night/deep/reported.jpg");
+    watching.settle();
+    EXPECT_THAT(watching.places(), ElementsAre("reported.jpg", "reported.jpg", "-"));
 }
 
 TEST(RenameWatcher, leavesAReportedFileAloneUntilItIsReleased)
@@ -241,17 +449,17 @@ TEST(RenameWatcher, leavesAReportedFileAloneUntilItIsReleased)
     folder.write("a.png", "");
     Watching watching({folder.path()});
     move("a.png", "a.jpg")(folder);
-    watching.scan();
+    watching.settle();
     move("a.jpg", "a.png")(folder); // the old name put back
-    watching.scan();
+    watching.settle();
     watching.start({folder.path()}); // what is held stays held over a restart
     move("a.png", "a.bmp")(folder);
-    watching.scan();
+    watching.settle();
     move("a.bmp", "a.gif")(folder);
     watching.complete(folder / "a.gif");
     EXPECT_THAT(watching.jobsBelow(folder.path()), ElementsAre("a.png > a.jpg"));
     move("a.gif", "a.tiff")(folder);
-    watching.scan();
+    watching.settle();
     EXPECT_THAT(watching.jobsBelow(folder.path()), ElementsAre("a.gif > a.tiff", "a.png > a.jpg"));
 }
 
@@ -260,11 +468,10 @@ TEST(RenameWatcher, tellsANewNameAtOnceUnlessAJobGaveIt)
     const TestFolder folder;
     folder.write("a.png", "");
     folder.write("b.png", "");
-    Watching watching({folder.path()});
+    const Watcher watching({folder.path()});
     move("a.png", "a.jpg")(folder);
-    ASSERT_TRUE(waitFor([&] { return watching.newNames().size() == 1; }));
-    EXPECT_THAT(watching.jobs(), IsEmpty()) << "ahead of the listing";
-    watching.scan();
+    ASSERT_TRUE(waitFor([&] { return !watching.jobs().empty(); }));
+    EXPECT_EQ(watching.newNames().size(), 1U) << "ahead of the report";
     move("a.jpg", "a.png")(folder);
     move("b.png", "b.jpg")(folder);
     ASSERT_TRUE(waitFor([&] { return watching.newNames().size() >= 2; }));
@@ -279,18 +486,18 @@ TEST(RenameWatcher, doesNotFollowHardLinks)
     fs::create_hard_link(folder / "a.png", folder / "c.png");
     Watching watching({folder.path()});
     move("b.png", "b.jpg")(folder);
-    watching.scan();
+    watching.settle();
     fs::remove(folder / "b.jpg");
     fs::remove(folder / "c.png");
-    watching.scan();
+    watching.settle();
     EXPECT_THAT(watching.jobsBelow(folder.path()), IsEmpty());
     move("a.png", "a.jpg")(folder); // the only name left
-    watching.scan();
+    watching.settle();
     EXPECT_THAT(watching.jobsBelow(folder.path()), ElementsAre("a.png > a.jpg"));
     watching.complete(folder / "a.jpg");
     move("a.jpg", "a.tiff")(folder);
     fs::create_hard_link(folder / "a.tiff", folder / "d.bmp"); // renamed and in two places at once
-    watching.scan();
+    watching.settle();
     EXPECT_THAT(watching.jobsBelow(folder.path()), ElementsAre("a.png > a.jpg"));
 }
 
@@ -300,7 +507,7 @@ TEST(RenameWatcher, countsAPathReachedThroughTwoRootsOnce)
     folder.write("sub/a.png", "");
     Watching watching({folder.path(), folder / "sub/", folder / ".//sub/."});
     move("sub/a.png", "sub/a.jpg")(folder);
-    watching.scan();
+    watching.settle();
     EXPECT_THAT(watching.jobsBelow(folder.path()), ElementsAre("sub/a.png > sub/a.jpg"));
 }
 
@@ -317,23 +524,25 @@ TEST(RenameWatcher, forgetsWhatHappenedWhileItWatchedNothing)
     EXPECT_THAT(watching.jobsBelow(folder.path()), IsEmpty());
 }
 
-TEST(RenameWatcher, findsARootThatReturns)
+TEST(RenameTracker, findsARootThatReturns)
 {
     const TestFolder folder;
     folder.write("root/a.png", "");
-    Watching watching({folder / "root"}, quick);
+    Watching watching({folder / "root"});
     move("root", "away")(folder);
     ASSERT_TRUE(waitFor([&] {
         return watching.problems().contains(u"Dossier inaccessible : "_s + displayText(folder / "root"));
     }));
+    EXPECT_EQ(watching.count(), 0);
     move("away", "root")(folder);
-    watching.scan();
+    ASSERT_TRUE(waitFor([&] { return !watching.isAtRest(); })); // the file was written just now
+    watching.settle();
     move("root/a.png", "root/a.jpg")(folder);
-    ASSERT_TRUE(waitFor([&] { return !watching.jobs().empty(); }));
-    EXPECT_EQ(watching.jobs().front().newURL, folder / "root/a.jpg");
+    watching.settle();
+    EXPECT_THAT(watching.jobsBelow(folder.path()), ElementsAre("root/a.png > root/a.jpg"));
 }
 
-TEST(RenameWatcher, namesAnUnreadableFolderAtEveryListingAndKeepsTheRest)
+TEST(RenameTracker, namesAnUnreadableFolderAndKeepsTheRest)
 {
     EXPECT_TRUE(test::holdsWithoutRights([] {
         const TestFolder folder;
@@ -342,16 +551,39 @@ TEST(RenameWatcher, namesAnUnreadableFolderAtEveryListingAndKeepsTheRest)
         fs::permissions(folder / "private", fs::perms::none);
         Watching watching({folder.path()});
         move("a.png", "a.jpg")(folder);
-        watching.scan();
-        const auto told = watching.problems().count(
-            u"Accès impossible : private. Vérifiez les autorisations du dossier."_s);
+        watching.settle();
+        const bool isTold =
+            watching.problems() ==
+            QStringList{u"Accès impossible : private. Vérifiez les autorisations du dossier."_s};
         fs::permissions(folder / "private", fs::perms::owner_all);
-        watching.scan();
-        return told == 3 && watching.jobs().size() == 1; // at the start and twice in the scan
+        watching.settle();
+        move("private/lost.png", "private/lost.jpg")(folder);
+        watching.settle();
+        return isTold && watching.jobsBelow(folder.path()).size() == 2;
     }));
 }
 
-TEST(RenameWatcher, saysWhenItCannotWatch)
+TEST(RenameTracker, keepsWhatIsKnownOfAFileItCannotLookAt)
+{
+    EXPECT_TRUE(test::holdsWithoutRights([] {
+        const TestFolder folder;
+        folder.write("sub/a.png", "");
+        folder.write("sub/b.png", "");
+        Watching watching({folder.path()});
+        move("sub/a.png", "sub/a.jpg")(folder);
+        fs::permissions(folder / "sub", fs::perms::owner_read); // names, but no attributes
+        watching.pass(quiet);
+        const bool isPatient = watching.problems().isEmpty();
+        watching.pass(quiet);
+        const bool isTold = watching.problems().contains(
+            u"Accès impossible : a.jpg. Vérifiez les autorisations du dossier."_s);
+        fs::permissions(folder / "sub", fs::perms::owner_all);
+        watching.settle();
+        return isPatient && isTold && watching.jobsBelow(folder.path()).size() == 1 && watching.count() == 2;
+    }));
+}
+
+TEST(RenameWatcher, saysWhyItCannotWatchAndStartsWhenItCan)
 {
     EXPECT_TRUE(test::holdsWithoutRights([] {
         rlimit files = {};
@@ -364,14 +596,20 @@ TEST(RenameWatcher, saysWhenItCannotWatch)
 
         const TestFolder folder;
         QStringList problems;
-        bool isWatching = false;
+        std::atomic<bool> isWatching = false;
         RenameWatcher watcher([](const RenameJob &) {},
-                              [&](const QString &text) { postToMain([&, text] { problems << text; }); });
+                              [&](const QString &text) { postToMain([&, text] { problems << text; }); },
+                              quick);
         watcher.start({folder.path()}, [&] { isWatching = true; });
-        const bool isTold =
-            waitFor([&] { return problems.contains(u"Impossible de surveiller ces dossiers."_s); });
+        const bool isTold = waitFor([&] {
+            return !problems.isEmpty() &&
+                   problems.front().contains(u"sysctl fs.inotify.max_user_instances="_s);
+        });
+        const bool isIdle = !isWatching;
+        instances.clear();
+        const bool startsAgain = waitFor([&] { return isWatching.load(); });
         watcher.stop();
-        return isTold && !isWatching;
+        return isTold && isIdle && startsAgain && problems.size() == 1;
     }));
 }
 
@@ -385,7 +623,7 @@ TEST(RenameWatcher, runsNoHandlerOnceItIsDestroyed)
         isDestroyed = false;
         {
             RenameWatcher watcher([&](const RenameJob &) { late += isDestroyed; },
-                                  [&](const QString &) { late += isDestroyed; }, {0ms, 0ms});
+                                  [&](const QString &) { late += isDestroyed; }, {0ms, 0ms, 1ms});
             std::atomic<bool> isWatching = false;
             watcher.start({folder.path(), "/missing"}, [&] { isWatching = true; });
             const bool isEven = round % 2 == 0;
