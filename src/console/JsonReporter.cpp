@@ -1,5 +1,6 @@
 #include "console/JsonReporter.h"
 
+#include "platform/ControlCharacters.h"
 #include "platform/Error.h"
 
 #include <QJsonArray>
@@ -14,7 +15,9 @@ namespace {
 
 QByteArray json(const QJsonArray &array)
 {
-    return QJsonDocument(array).toJson(QJsonDocument::Compact);
+    // Qt escapes the controls below the space alone; a terminal that shows the line obeys the others too.
+    const QByteArray text = QJsonDocument(array).toJson(QJsonDocument::Compact);
+    return withEscapedControls(QString::fromUtf8(text)).toUtf8();
 }
 
 QByteArray json(const QString &text)

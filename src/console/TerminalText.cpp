@@ -1,5 +1,7 @@
 #include "console/TerminalText.h"
 
+#include "platform/ControlCharacters.h"
+
 #include <QList>
 #include <QTextBoundaryFinder>
 
@@ -69,19 +71,7 @@ Iterator firstBeyond(Iterator begin, Iterator end, int columns)
 
 QString printable(const QString &text)
 {
-    QString result = text;
-    for (QChar &character : result) {
-        switch (character.category()) {
-        case QChar::Other_Control:
-        case QChar::Separator_Line:
-        case QChar::Separator_Paragraph:
-            character = QChar::ReplacementCharacter;
-            break;
-        default:
-            break;
-        }
-    }
-    return result;
+    return withEscapedControls(text);
 }
 
 int columnsOf(const QString &text)

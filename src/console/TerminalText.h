@@ -4,8 +4,8 @@
 
 namespace quorvalent {
 
-/// The text on one line and without control over the terminal: every control and line-breaking character
-/// becomes U+FFFD. A file name may hold any of them.
+/// The text on one line and without control over the terminal: every control, line break and mark of
+/// direction shows as its escape.
 [[nodiscard]] QString printable(const QString &text);
 
 /// Columns that the text takes on a terminal: marks that combine take none, East Asian wide characters two.

@@ -42,7 +42,7 @@ TEST_P(BadUsageTest, isRefusedInOneLine)
 const BadUsage badUsages[] = {
     {"nothing", {}, u"Aucun dossier à surveiller : l’argument DOSSIER manque (voir --help)."_s},
     {"noFolder", {"--json"}, u"Aucun dossier à surveiller : l’argument DOSSIER manque (voir --help)."_s},
-    {"missingFolder", {"/", "/no\nsuch\xff"}, u"Le dossier « /no\uFFFDsuch\uFFFD » n’existe pas."_s},
+    {"missingFolder", {"/", "/no\nsuch\xff"}, u"Le dossier « /no\\u000Asuch\uFFFD » n’existe pas."_s},
     {"emptyFolder", {""}, u"Le dossier «  » n’existe pas."_s},
     {"file", {"/proc/self/status"}, u"« /proc/self/status » n’est pas un dossier."_s},
     {"unknownOption", {"/", "--jason"}, u"Option inconnue : « --jason » (voir --help)."_s},

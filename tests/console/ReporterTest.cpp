@@ -50,36 +50,35 @@ TEST_F(ReporterTest, writesEachEventAsOneJsonLine)
     reporter.progressed(job, 1.0);
     reporter.finished(job, success());
     reporter.finished(job, failure());
-    reporter.problem(u"Impossible de surveiller ces dossiers."_s);
+    reporter.problem(u"photo\u202egnp\u007f\u009b.exe"_s);
     reporter.stopping(3);
 
     const QByteArray names = R"("old":"/folder/a \"b\"\n�.png","new":"/folder/é\\.jpg")";
-    EXPECT_EQ(written.toStdString(),
-              (R"({"event":"watching","folders":["/a","/b�"]})"
-               "\n"
-               R"({"event":"detected",)" +
-               names +
-               "}\n"
-               R"({"event":"started",)" +
-               names +
-               R"(,"detail":"PNG → JPG","queued":2})"
-               "\n"
-               R"({"event":"progress","new":"/folder/é\\.jpg","fraction":null})"
-               "\n"
-               R"({"event":"progress","new":"/folder/é\\.jpg","fraction":1.000})"
-               "\n"
-               R"({"event":"finished",)" +
-               names +
-               R"(,"success":true,"detail":"Conversion terminée","seconds":1.235})"
-               "\n"
-               R"({"event":"finished",)" +
-               names +
-               R"(,"success":false,"title":"Format non pris en charge",)"
-               R"("detail":"Dit \"non\".","seconds":0.000})"
-               "\n"
-               R"({"event":"problem","message":"Impossible de surveiller ces dossiers."})"
-               "\n")
-                  .toStdString());
+    EXPECT_EQ(written.toStdString(), (R"({"event":"watching","folders":["/a","/b�"]})"
+                                      "\n"
+                                      R"({"event":"detected",)" +
+                                      names +
+                                      "}\n"
+                                      R"({"event":"started",)" +
+                                      names +
+                                      R"(,"detail":"PNG → JPG","queued":2})"
+                                      "\n"
+                                      R"({"event":"progress","new":"/folder/é\\.jpg","fraction":null})"
+                                      "\n"
+                                      R"({"event":"progress","new":"/folder/é\\.jpg","fraction":1.000})"
+                                      "\n"
+                                      R"({"event":"finished",)" +
+                                      names +
+                                      R"(,"success":true,"detail":"Conversion terminée","seconds":1.235})"
+                                      "\n"
+                                      R"({"event":"finished",)" +
+                                      names +
+                                      R"(,"success":false,"title":"Format non pris en charge",)"
+                                      R"("detail":"Dit \"non\".","seconds":0.000})"
+                                      "\n"
+                                      R"({"event":"problem","message":"photo\u202Egnp\u007F\u009B.exe"})"
+                                      "\n")
+                                         .toStdString());
 }
 
 TEST_F(ReporterTest, writesAFractionThatIsNoFractionAsJson)
@@ -119,15 +118,17 @@ TEST_F(ReporterTest, tellsPeopleInLines)
     reporter.progressed(job, 0.5);
     reporter.stopping(3);
     reporter.finished(job, success());
-    reporter.finished(renamed("a.png", "bell\a\x1b[2J.pdf"), failure());
+    reporter.finished(renamed("a.png", "bell\a\x1b[2J\u202e\u009b.pdf"), failure());
     reporter.problem(u"Non."_s);
 
-    EXPECT_EQ(written.toStdString(), "Dossiers surveillés :\n  /a\n"
-                                     "Conversion en cours : é\\.jpg (PNG → JPG), 2 en attente\n"
-                                     "Fin demandée. Conversions à terminer : 3\n"
-                                     "✓ é\\.jpg (PNG → JPG)  Conversion terminée (1,23 s)\n"
-                                     "✗ bell��[2J.pdf (PNG → PDF)  Format non pris en charge : Dit \"non\".\n"
-                                     "Problème de surveillance : Non.\n");
+    EXPECT_EQ(
+        written.toStdString(),
+        "Dossiers surveillés :\n  /a\n"
+        "Conversion en cours : é\\.jpg (PNG → JPG), 2 en attente\n"
+        "Fin demandée. Conversions à terminer : 3\n"
+        "✓ é\\.jpg (PNG → JPG)  Conversion terminée (1,23 s)\n"
+        "✗ bell\\u0007\\u001B[2J\\u202E\\u009B.pdf (PNG → PDF)  Format non pris en charge : Dit \"non\".\n"
+        "Problème de surveillance : Non.\n");
 }
 
 TEST_F(ReporterTest, keepsTheProgressOnTheLastLineOfATerminal)

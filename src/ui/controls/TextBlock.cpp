@@ -1,5 +1,7 @@
 #include "ui/controls/TextBlock.h"
 
+#include "platform/ControlCharacters.h"
+
 #include <QFontMetricsF>
 #include <QGlyphRun>
 #include <QPainter>
@@ -74,20 +76,22 @@ Extent lineOf(const QFont &font)
 TextBlock::TextBlock(const QString &text, const QFont &font)
 {
     m_layout.setFont(font);
-    set(text, unlimited);
+    set(withBoxedControls(text, false), unlimited);
 }
 
 TextBlock::TextBlock(const QString &text, const QFont &font, double width, Elide elide)
 {
     m_layout.setFont(font);
     const auto mode = elide == Elide::Middle ? Qt::ElideMiddle : Qt::ElideRight;
-    const QString shown = QFontMetricsF(font).elidedText(text, mode, width);
-    m_isCut = shown != text;
+    const QString whole = withBoxedControls(text, false);
+    const QString shown = QFontMetricsF(font).elidedText(whole, mode, width);
+    m_isCut = shown != whole;
     set(shown, unlimited);
 }
 
-TextBlock::TextBlock(const QString &text, const QFont &font, double width, int maxLines)
+TextBlock::TextBlock(const QString &source, const QFont &font, double width, int maxLines)
 {
+    const QString text = withBoxedControls(source, true);
     m_layout.setFont(font);
     set(text, width);
     if (maxLines <= 0 || m_layout.lineCount() <= maxLines)

@@ -13,6 +13,7 @@ namespace quorvalent {
 
 /// A text set in lines. Lines break at words, and inside a word that is too long or written without spaces,
 /// so that nothing is ever cut at the right edge. Lines are equally high, whatever scripts they mix.
+/// Characters that would steer the text (controls, marks of direction) show as boxes.
 class TextBlock
 {
 public:
