@@ -1,5 +1,7 @@
 #include "ui/Style.h"
 
+#include <QApplication>
+
 namespace quorvalent {
 
 using namespace Qt::StringLiterals;
@@ -7,6 +9,18 @@ using namespace Qt::StringLiterals;
 Style::Style()
     : QProxyStyle(u"fusion"_s)
 {}
+
+void Style::polish(QApplication *application)
+{
+    QProxyStyle::polish(application);
+    application->installEventFilter(&m_plainTexts);
+}
+
+void Style::unpolish(QApplication *application)
+{
+    application->removeEventFilter(&m_plainTexts);
+    QProxyStyle::unpolish(application);
+}
 
 int Style::styleHint(StyleHint hint, const QStyleOption *option, const QWidget *widget,
                      QStyleHintReturn *returnData) const

@@ -1,11 +1,14 @@
 #pragma once
 
+#include "ui/PlainTexts.h"
+
 #include <QProxyStyle>
 
 namespace quorvalent {
 
 /// The base on which everything is drawn that Qt draws itself (dialogs, menus, tooltips), and the place where
-/// controls ask whether things may move: SH_Widget_Animation_Duration is 0 where they may not.
+/// controls ask whether things may move: SH_Widget_Animation_Duration is 0 where they may not. With it no
+/// text is read as markup.
 class Style : public QProxyStyle
 {
     Q_OBJECT
@@ -15,10 +18,15 @@ public:
 
     void setReducedMotion(bool reduced) { m_reducedMotion = reduced; }
 
+    using QProxyStyle::polish;
+    using QProxyStyle::unpolish;
+    void polish(QApplication *application) override;
+    void unpolish(QApplication *application) override;
     int styleHint(StyleHint hint, const QStyleOption *option, const QWidget *widget,
                   QStyleHintReturn *returnData) const override;
 
 private:
+    PlainTexts m_plainTexts;
     bool m_reducedMotion = false;
 };
 

@@ -1,8 +1,5 @@
 #include "ui/controls/ElidedLabel.h"
 
-#include <QHelpEvent>
-#include <QToolTip>
-
 namespace quorvalent {
 
 QSize ElidedLabel::minimumSizeHint() const
@@ -13,15 +10,6 @@ QSize ElidedLabel::minimumSizeHint() const
 TextBlock ElidedLabel::block(double width) const
 {
     return {text(), font(), width, TextBlock::Elide::Middle};
-}
-
-bool ElidedLabel::event(QEvent *event)
-{
-    if (event->type() != QEvent::ToolTip || !toolTip().isEmpty())
-        return Label::event(event);
-    if (isCut())
-        QToolTip::showText(static_cast<QHelpEvent *>(event)->globalPos(), text(), this);
-    return true;
 }
 
 } // namespace quorvalent

@@ -16,7 +16,6 @@ public:
     [[nodiscard]] QSize minimumSizeHint() const override;
 
 protected:
-    bool event(QEvent *event) override;
     [[nodiscard]] TextBlock block(double width) const override;
 };
 

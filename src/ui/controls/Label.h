@@ -8,7 +8,8 @@
 
 namespace quorvalent {
 
-/// A text on one line at its natural size. A QLabel to keyboard and screen reader, painted from the theme.
+/// A text on one line at its natural size, never markup; where it is cut, the whole is its tooltip. A QLabel
+/// to keyboard and screen reader, painted from the theme.
 class Label : public QLabel
 {
     Q_OBJECT

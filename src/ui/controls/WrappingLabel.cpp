@@ -1,8 +1,5 @@
 #include "ui/controls/WrappingLabel.h"
 
-#include <QHelpEvent>
-#include <QToolTip>
-
 namespace quorvalent {
 
 WrappingLabel::WrappingLabel(TextStyle style, Tone tone, int maxLines, QWidget *parent)
@@ -58,15 +55,6 @@ TextBlock WrappingLabel::fittingBlock() const
             shown.setPixelSize(shown.pixelSize() - 1);
     }
     return fitting();
-}
-
-bool WrappingLabel::event(QEvent *event)
-{
-    if (event->type() != QEvent::ToolTip || !toolTip().isEmpty())
-        return Label::event(event);
-    if (isCut())
-        QToolTip::showText(static_cast<QHelpEvent *>(event)->globalPos(), text(), this);
-    return true;
 }
 
 } // namespace quorvalent

@@ -25,7 +25,6 @@ public:
     [[nodiscard]] QSize minimumSizeHint() const override;
 
 protected:
-    bool event(QEvent *event) override;
     [[nodiscard]] TextBlock block(double width) const override;
     [[nodiscard]] TextBlock fittingBlock() const override;
 

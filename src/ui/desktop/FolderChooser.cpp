@@ -45,6 +45,7 @@ void addExplanation(QFileDialog &dialog)
         return;
     auto *explanation =
         new QLabel(L(u"Les changements d’extension dans ces dossiers déclencheront une conversion."_s));
+    explanation->setTextFormat(Qt::PlainText);
     explanation->setWordWrap(true);
     grid->addWidget(explanation, grid->rowCount(), 0, 1, grid->columnCount());
 }
