@@ -3,17 +3,21 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
+#include <sched.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/ptrace.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/uio.h>
 #include <sys/wait.h>
+#include <sys/xattr.h>
 
 #include <array>
 #include <csignal>
+#include <cstdint>
 
 namespace quorvalent::test {
 
@@ -93,15 +97,19 @@ const std::array attempts{
             [](const CageWorld &w) {
                 return failureOf(::rename(w.at("work/source").c_str(), w.at("home/source").c_str()) == 0);
             }},
-    Attempt{"linksIn", 1, false,
+    Attempt{"linksIn", 1, true,
             [](const CageWorld &w) {
                 return failureOf(::link(w.at("home/diary").c_str(), w.at("work/diary").c_str()) == 0);
             }},
-    Attempt{"makesALink", 1, false,
+    Attempt{"linksWithinItsFolder", never, true,
+            [](const CageWorld &w) {
+                return failureOf(::link(w.at("work/source").c_str(), w.at("work/new").c_str()) == 0);
+            }},
+    Attempt{"makesALink", 1, true,
             [](const CageWorld &w) {
                 return failureOf(::symlink("/etc/passwd", w.at("work/new").c_str()) == 0);
             }},
-    Attempt{"makesAPipe", 1, false,
+    Attempt{"makesAPipe", 1, true,
             [](const CageWorld &w) { return failureOf(::mkfifo(w.at("work/new").c_str(), 0600) == 0); }},
     Attempt{"startsAnyProgram", 1, false,
             [](const CageWorld &) {
@@ -144,6 +152,17 @@ const std::array attempts{
             [](const CageWorld &) {
                 return failureOf(::setpriority(PRIO_PROCESS, static_cast<id_t>(::getppid()), 19) == 0);
             }},
+    Attempt{"hasItsParentRunWhenIdle", never, true,
+            [](const CageWorld &) {
+                std::array<std::uint32_t, 12> attributes{sizeof(attributes), SCHED_IDLE};
+                return failureOf(::syscall(SYS_sched_setattr, ::getppid(), attributes.data(), 0) == 0);
+            }},
+    Attempt{"pinsItsParentToAProcessor", never, true,
+            [](const CageWorld &) {
+                cpu_set_t processors;
+                return failureOf(::sched_getaffinity(::getppid(), sizeof(processors), &processors) == 0 &&
+                                 ::sched_setaffinity(::getppid(), sizeof(processors), &processors) == 0);
+            }},
     Attempt{"startsASession", never, true,
             [](const CageWorld &) { return inFork([] { return failureOf(::setsid() >= 0); }); }},
     Attempt{"leavesItsGroup", never, true,
@@ -155,6 +174,17 @@ const std::array attempts{
     Attempt{"changesTimes", never, true,
             [](const CageWorld &w) {
                 return failureOf(::utimensat(AT_FDCWD, w.at("home/diary").c_str(), nullptr, 0) == 0);
+            }},
+    Attempt{"asksForAttributes", never, true,
+            [](const CageWorld &w) {
+                return failureOf(::listxattr(w.at("home/diary").c_str(), nullptr, 0) >= 0);
+            }},
+    Attempt{"flushesAllDisks", never, true,
+            [](const CageWorld &) { return failureOf(::syscall(SYS_sync) == 0); }},
+    Attempt{"hasTheKernelWriteLater", never, true,
+            [](const CageWorld &) {
+                unsigned long context = 0;
+                return failureOf(::syscall(SYS_io_setup, 1, &context) == 0);
             }},
     Attempt{"makesAFileInMemory", never, true,
             [](const CageWorld &) { return failureOf(::memfd_create("m", 0) >= 0); }},

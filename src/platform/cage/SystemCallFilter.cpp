@@ -56,6 +56,13 @@ constexpr std::array refused{
     SCMP_SYS(lchown), SCMP_SYS(fchownat), SCMP_SYS(utime), SCMP_SYS(utimes), SCMP_SYS(futimesat),
     SCMP_SYS(utimensat), SCMP_SYS(setxattr), SCMP_SYS(lsetxattr), SCMP_SYS(fsetxattr), SCMP_SYS(removexattr),
     SCMP_SYS(lremovexattr), SCMP_SYS(fremovexattr),
+    // the same of files that cannot be opened
+    SCMP_SYS(getxattr), SCMP_SYS(lgetxattr), SCMP_SYS(listxattr), SCMP_SYS(llistxattr),
+    // other names for files, and files that are none
+    SCMP_SYS(link), SCMP_SYS(linkat), SCMP_SYS(symlink), SCMP_SYS(symlinkat), SCMP_SYS(mknod),
+    SCMP_SYS(mknodat),
+    // disks that others write to
+    SCMP_SYS(sync), SCMP_SYS(syncfs),
     // files by other ways than their path, and what others do with theirs
     SCMP_SYS(name_to_handle_at), SCMP_SYS(open_by_handle_at), SCMP_SYS(inotify_init), SCMP_SYS(inotify_init1),
     SCMP_SYS(fanotify_init), SCMP_SYS(fanotify_mark),
@@ -64,9 +71,11 @@ constexpr std::array refused{
     SCMP_SYS(fsopen), SCMP_SYS(fsconfig), SCMP_SYS(fsmount), SCMP_SYS(fspick), SCMP_SYS(open_tree),
     SCMP_SYS(move_mount), SCMP_SYS(mount_setattr), SCMP_SYS(unshare), SCMP_SYS(setns),
     // large parts of the kernel that no conversion needs
-    SCMP_SYS(io_uring_setup), SCMP_SYS(io_uring_enter), SCMP_SYS(io_uring_register), SCMP_SYS(bpf),
-    SCMP_SYS(perf_event_open), SCMP_SYS(userfaultfd), SCMP_SYS(modify_ldt), SCMP_SYS(personality),
-    SCMP_SYS(uselib), SCMP_SYS(lookup_dcookie), SCMP_SYS(vmsplice),
+    SCMP_SYS(io_setup), SCMP_SYS(io_destroy), SCMP_SYS(io_getevents), SCMP_SYS(io_submit),
+    SCMP_SYS(io_cancel), SCMP_SYS(io_pgetevents), SCMP_SYS(io_uring_setup), SCMP_SYS(io_uring_enter),
+    SCMP_SYS(io_uring_register), SCMP_SYS(bpf), SCMP_SYS(perf_event_open), SCMP_SYS(userfaultfd),
+    SCMP_SYS(modify_ldt), SCMP_SYS(personality), SCMP_SYS(uselib), SCMP_SYS(lookup_dcookie),
+    SCMP_SYS(vmsplice),
     // the machine; the system's own rights refuse these too, unless root runs us
     SCMP_SYS(init_module), SCMP_SYS(finit_module), SCMP_SYS(delete_module), SCMP_SYS(kexec_load),
     SCMP_SYS(kexec_file_load), SCMP_SYS(reboot), SCMP_SYS(swapon), SCMP_SYS(swapoff), SCMP_SYS(acct),
@@ -149,7 +158,10 @@ void refuseArguments(const Filter &filter)
     for (const unsigned command : owners)
         filter.refuse(SCMP_SYS(fcntl), EPERM, {equals(1, command)});
 
-    // Limits and priorities of other processes.
+    // Limits, priorities and processors of other processes. A filter cannot tell a thread's own number from
+    // another's: pthread_setaffinity_np fails in here, sched_setaffinity(0) does not.
+    for (const int call : {SCMP_SYS(sched_setattr), SCMP_SYS(sched_setaffinity)})
+        filter.refuse(call, EPERM, {{0, SCMP_CMP_NE, 0, 0}});
     filter.refuse(SCMP_SYS(prlimit64), EPERM, {{0, SCMP_CMP_NE, 0, 0}});
     filter.refuse(SCMP_SYS(setpriority), EPERM, {{0, SCMP_CMP_NE, PRIO_PROCESS, 0}});
     filter.refuse(SCMP_SYS(setpriority), EPERM, {{1, SCMP_CMP_NE, 0, 0}});
