@@ -88,16 +88,6 @@ std::optional<LockedFile> claimIn(const fs::path &folder)
     }
 }
 
-void carryOverEngine(const fs::path &from, const fs::path &to)
-{
-    std::error_code none;
-    const fs::path engine = fs::read_symlink(from / systemEngine, none);
-    if (none || fs::exists(fs::symlink_status(to / systemEngine)))
-        return;
-    fs::create_directories((to / systemEngine).parent_path());
-    fs::create_symlink(engine, to / systemEngine);
-}
-
 } // namespace
 
 BundleOwner ownerOf(const fs::path &bundle)
@@ -161,11 +151,6 @@ FileDescriptor BundleExchange::createArchive() const
 void BundleExchange::exchange()
 {
     const Files files;
-    try {
-        carryOverEngine(m_bundle, candidate());
-    } catch (const fs::filesystem_error &failure) {
-        throw FileError(failure.code().value(), candidate());
-    }
     files.flush(candidate());
     swap(candidate(), m_bundle);
     m_isExchanged = true;

@@ -8,10 +8,6 @@
 
 namespace quorvalent {
 
-/// Where a bundle has its external engine: in an archive, a link to where this system most likely has the
-/// program; after an exchange, what the bundle before had.
-inline constexpr const char *systemEngine = "Contents/Helpers/ffmpeg";
-
 /// Why a bundle is not ours to replace.
 enum class BundleOwner { User, PackageManager, SomeoneElse };
 

@@ -2,7 +2,6 @@
 
 #include "platform/FileDescriptor.h"
 #include "platform/MappedFile.h"
-#include "platform/update/BundleExchange.h"
 #include "platform/update/UpdateError.h"
 
 #include <QCryptographicHash>
@@ -171,8 +170,6 @@ private:
 
     void makeLink(int folder, const fs::path &place, const char *target) const
     {
-        if (place == systemEngine)
-            return; // for a first unpacking by hand; the installed bundle hands its own on
         if (target == nullptr || !staysInside(place, target))
             throw damaged();
         check(::symlinkat(target, folder, place.filename().c_str()), m_bundle / place);
