@@ -4,6 +4,7 @@
 #include "core/MediaFamilies.h"
 #include "core/RenameJob.h"
 #include "engine/ExternalArguments.h"
+#include "media/ExportLog.h"
 #include "platform/ChildProcess.h"
 
 #include <QByteArrayView>
@@ -82,9 +83,21 @@ void takeCoverOut(const std::filesystem::path &program, const std::filesystem::p
               workFolder, [](const QByteArray &) {});
 }
 
-void convert(const std::filesystem::path &program, const std::filesystem::path &source,
-             const std::filesystem::path &output, const Preferences &preferences, const Progress &progress,
-             const ExternalSource &media)
+SourceComplaint complaintIn(const std::filesystem::path &log)
+{
+    constexpr qint64 most = 1024L * 1024; // bytes; a damaged source may fill any length
+    std::ifstream file(log, std::ios::binary);
+    std::string text(most, '\0');
+    file.read(text.data(), most);
+    text.resize(static_cast<std::size_t>(file.gcount()));
+    if (saysDamaged(QByteArray::fromStdString(text)))
+        return SourceComplaint::Damaged;
+    return text.empty() ? SourceComplaint::None : SourceComplaint::Any;
+}
+
+SourceComplaint convert(const std::filesystem::path &program, const std::filesystem::path &source,
+                        const std::filesystem::path &output, const Preferences &preferences,
+                        const Progress &progress, const ExternalSource &media)
 {
     const std::filesystem::path workFolder = output.parent_path();
     std::vector<std::string> arguments =
@@ -97,6 +110,7 @@ void convert(const std::filesystem::path &program, const std::filesystem::path &
         if (fraction)
             report(progress, fraction);
     });
+    return complaintIn(workFolder / "ffmpeg.log");
 }
 
 } // namespace
@@ -108,16 +122,15 @@ std::optional<MediaSeconds> lengthOf(const std::optional<MediaAsset> &asset)
     return asset->duration;
 }
 
-void runExternalEngine(const std::optional<std::filesystem::path> &program,
-                       const std::filesystem::path &source, const std::filesystem::path &output,
-                       const Preferences &preferences, const Progress &progress,
-                       const ImageAssistance &images, const ExternalSource &media)
+SourceComplaint runExternalEngine(const std::optional<std::filesystem::path> &program,
+                                  const std::filesystem::path &source, const std::filesystem::path &output,
+                                  const Preferences &preferences, const Progress &progress,
+                                  const ImageAssistance &images, const ExternalSource &media)
 {
     if (!program)
         throw ConversionError(u"Le moteur intégré est manquant. Réinstallez Quorvalent."_s);
     if (!imageExtensions().contains(pathExtension(output))) {
-        convert(*program, source, output, preferences, progress, media);
-        return;
+        return convert(*program, source, output, preferences, progress, media);
     }
     if (!images.isSingleStillImage(source))
         throw ConversionError(
@@ -125,6 +138,7 @@ void runExternalEngine(const std::optional<std::filesystem::path> &program,
     const std::filesystem::path picture = images.pictureToEncode(source, output.parent_path());
     convert(*program, picture, output, preferences, progress, {});
     images.carryMetadata(source, output);
+    return SourceComplaint::None;
 }
 
 } // namespace quorvalent

@@ -33,15 +33,22 @@ struct ExternalSource
     std::optional<MediaSeconds> length; ///< nothing where it tells none: then no fraction is reported
 };
 
+/// What FFmpeg said of a source although it ended with success.
+enum class SourceComplaint {
+    None,
+    Any,     ///< of anything
+    Damaged, ///< packets did not decode, or the container is broken inside
+};
+
 /// The engine behind Converter::external, with the FFmpeg program (nothing where it is missing) and the image
 /// layer handed in. `source` and `output` are absolute and lie in one folder, which also receives
 /// "ffmpeg.log"; `output` must not exist. Throws ConversionError in the engine's own sentences, FileError
 /// where the log or the process cannot be made. Blocks until FFmpeg has ended; an exception out of `progress`
 /// ends it.
-void runExternalEngine(const std::optional<std::filesystem::path> &program,
-                       const std::filesystem::path &source, const std::filesystem::path &output,
-                       const Preferences &preferences, const Progress &progress,
-                       const ImageAssistance &images, const ExternalSource &media = {});
+SourceComplaint runExternalEngine(const std::optional<std::filesystem::path> &program,
+                                  const std::filesystem::path &source, const std::filesystem::path &output,
+                                  const Preferences &preferences, const Progress &progress,
+                                  const ImageAssistance &images, const ExternalSource &media = {});
 
 /// The length as progress is measured by: nothing for what states none, or none above zero.
 [[nodiscard]] std::optional<MediaSeconds> lengthOf(const std::optional<MediaAsset> &asset);

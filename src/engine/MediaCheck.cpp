@@ -1,7 +1,9 @@
 #include "engine/MediaCheck.h"
 
+#include "core/ConversionError.h"
 #include "core/MediaFamilies.h"
 #include "core/RenameJob.h"
+#include "engine/IncompleteSource.h"
 #include "engine/StreamPlan.h"
 #include "media/MediaAsset.h"
 
@@ -177,8 +179,7 @@ bool isWhole(const MediaAsset &asset)
 // The same question put to all packets of both files.
 bool packetsAgree(const MediaAsset &original, const MediaAsset &result, const std::vector<StreamPair> &kept)
 {
-    // What a source that was cut short lacks is nowhere else: its owner should know before it is replaced.
-    if (!isWhole(original) || !isWhole(result))
+    if (!isWhole(result))
         return false;
 
     std::vector<MediaExtent> keptBefore;
@@ -268,6 +269,9 @@ bool MediaCheck::matches(const std::filesystem::path &output, const CarriedStrea
     const std::optional<MediaAsset> resultPackets = MediaAsset::read(output, MediaSeconds(0));
     if (!originalPackets || !resultPackets)
         return false;
+    // What such a source lacks is nowhere else: its owner should know before it is replaced.
+    if (!carried.mayEndEarly && !isWhole(*originalPackets))
+        throw ConversionError(damagedSource());
     const auto keptPackets = keptStreams(*originalPackets, *resultPackets, carried, isAudio);
     return keptPackets && packetsAgree(*originalPackets, *resultPackets, *keptPackets);
 }

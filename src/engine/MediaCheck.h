@@ -13,6 +13,9 @@ struct CarriedStreams
     /// The source's pictures and sounds in the order of the result; empty where the engine takes one of each.
     std::vector<std::size_t> tracks;
     std::size_t subtitles = 0; ///< at least
+    /// The source's packets need not reach as far as its header says: it breaks off, which its owner is told,
+    /// or its structure is whole and it was read without a complaint.
+    bool mayEndEarly = false;
 };
 
 /// The check of an audio or video result before it may replace the user's file: an engine's own word for
@@ -33,7 +36,7 @@ public:
     /// A length that the source does not state is not held against the result, and one that it states too
     /// short is found out by reading its packets. Blocks for a millisecond where headers tell enough, for
     /// about 70 with a probe; for up to a millisecond for two seconds of media when the stated lengths do not
-    /// settle it. Once. FileError as above.
+    /// settle it. Once. FileError as above; ConversionError where the source is to blame.
     [[nodiscard]] bool matches(const std::filesystem::path &output, const CarriedStreams &carried = {});
 
     /// What the headers tell of the source or the probe found; nothing where it is no readable media. Blocks

@@ -1,9 +1,11 @@
 #include "engine/MediaFamily.h"
 
+#include "core/ConversionError.h"
 #include "core/MediaFamilies.h"
 #include "core/RenameJob.h"
 #include "engine/AudioEngine.h"
 #include "engine/ExternalEngine.h"
+#include "engine/IncompleteSource.h"
 #include "engine/StreamPlan.h"
 #include "engine/VideoEngine.h"
 #include "media/AudioTags.h"
@@ -45,13 +47,38 @@ MediaFamily::MediaFamily(std::optional<fs::path> external)
 EngineReport MediaFamily::convert(const EngineProtocol::Conversion &conversion, const fs::path &source,
                                   const fs::path &output, const Progress &progress)
 {
-    MediaCheck &check = mediaCheck(source);
+    const SourceEnd end = SourceEnd::of(source);
+    m_carried = {};
+    if (end.state != SourceEnd::State::BreaksOff)
+        return runEngine(conversion, source, output, progress);
+    if (m_incomplete.isEmpty())
+        m_incomplete = incompleteSource(source, end);
+    if (!conversion.keepsOriginal)
+        throw ConversionError(m_incomplete);
+    try {
+        EngineReport report = runEngine(conversion, source, output, progress);
+        report.remarks.prepend(m_incomplete);
+        m_carried.mayEndEarly = true;
+        return report;
+    } catch (const FileError &) {
+        throw;
+    } catch (const Error &) {
+        throw ConversionError(m_incomplete); // what an engine says of half a file blames the engine
+    }
+}
+
+EngineReport MediaFamily::runEngine(const EngineProtocol::Conversion &conversion, const fs::path &source,
+                                    const fs::path &output, const Progress &progress)
+{
     switch (conversion.engine) {
-    case Kind::Audio:
+    case Kind::Audio: {
+        MediaCheck &check = mediaCheck(source);
         runAudioEngine(source, output, conversion.bitrateKbps, progress);
         carryAudioTags(source, output);
         return reportOf(streamsFor(check, source, pathExtension(output)).omissions);
+    }
     case Kind::Video:
+        mediaCheck(source);
         return reportOf(runVideoEngine(source, output, conversion.videoLevel, progress));
     case Kind::External:
         return runExternal(conversion, source, output, progress);
@@ -66,12 +93,21 @@ EngineReport MediaFamily::runExternal(const EngineProtocol::Conversion &conversi
     MediaCheck &check = mediaCheck(source);
     const QString target = pathExtension(output);
     const StreamPlan streams = streamsFor(check, source, target);
-    runExternalEngine(m_external, source, output, preferencesOf(conversion), progress, {},
-                      {streams, lengthOf(check.original())});
+    const SourceComplaint complaint = runExternalEngine(m_external, source, output, preferencesOf(conversion),
+                                                        progress, {}, {streams, lengthOf(check.original())});
+    EngineReport report = reportOf(streams.omissions);
+    if (complaint == SourceComplaint::Damaged) {
+        if (!conversion.keepsOriginal)
+            throw ConversionError(damagedSource());
+        report.remarks.prepend(damagedSource());
+    }
     if (audioExtensions().contains(target))
         carryAudioTags(source, output);
-    m_carried = {streams.tracks, streams.arguments.empty() ? 0 : streams.subtitles};
-    return reportOf(streams.omissions);
+    const bool isWhole = SourceEnd::of(source).state == SourceEnd::State::Whole;
+    m_carried = {.tracks = streams.tracks,
+                 .subtitles = streams.arguments.empty() ? 0 : streams.subtitles,
+                 .mayEndEarly = complaint == SourceComplaint::None ? isWhole : conversion.keepsOriginal};
+    return report;
 }
 
 bool MediaFamily::matches(const fs::path &source, const fs::path &output)

@@ -20,6 +20,8 @@ public:
                                const std::filesystem::path &output) override;
 
 private:
+    EngineReport runEngine(const EngineProtocol::Conversion &conversion, const std::filesystem::path &source,
+                           const std::filesystem::path &output, const Progress &progress);
     EngineReport runExternal(const EngineProtocol::Conversion &conversion,
                              const std::filesystem::path &source, const std::filesystem::path &output,
                              const Progress &progress);
@@ -27,6 +29,7 @@ private:
 
     std::optional<std::filesystem::path> m_external;
     std::optional<MediaCheck> m_mediaCheck; ///< begun before the engine, so that the source is probed once
+    QString m_incomplete;                   ///< the sentence, once it is known that the source breaks off
     CarriedStreams m_carried;               ///< by the engine that ran last
 };
 

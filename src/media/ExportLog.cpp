@@ -2,6 +2,9 @@
 
 #include <QRegularExpression>
 
+#include <algorithm>
+#include <array>
+
 namespace quorvalent {
 
 namespace {
@@ -40,7 +43,22 @@ ExportLog ExportLog::parse(const QByteArray &text)
     ExportLog log;
     addCounts(decoded, log);
     log.lastWords = complaints(decoded);
+    log.isSourceDamaged = saysDamaged(text);
     return log;
+}
+
+bool saysDamaged(const QByteArray &log)
+{
+    static constexpr std::array damage{"Error while decoding stream",
+                                       "Error submitting packet to decoder",
+                                       "Decoding error",
+                                       "error while decoding MB",
+                                       "Error at MB",
+                                       "CRC mismatch",
+                                       "exceeds containing master element",
+                                       "exceeds max length",
+                                       "Invalid NAL unit size"};
+    return std::any_of(damage.begin(), damage.end(), [&](const char *words) { return log.contains(words); });
 }
 
 } // namespace quorvalent

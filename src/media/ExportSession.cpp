@@ -182,6 +182,10 @@ ExportSession::Status ExportSession::exportNow()
         m_error = failure(status, words.lastWords, outputURL);
         return Status::Failed;
     }
+    if (words.isSourceDamaged) {
+        m_error = Error(u"Fichier source endommagé : certaines parties sont illisibles."_s);
+        return Status::Failed;
+    }
     const std::optional<MovieIndex> result = MovieIndex::read(outputURL);
     return result && isFaithful(plan, words, *result) ? Status::Completed : Status::Failed;
 }

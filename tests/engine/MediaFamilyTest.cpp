@@ -1,10 +1,12 @@
 #include "engine/MediaFamily.h"
 
+#include "core/ConversionError.h"
 #include "support/TestFolder.h"
 #include "support/TestMedia.h"
 
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <map>
 
 namespace quorvalent::test {
@@ -80,6 +82,61 @@ TEST(MediaFamily, carriesEveryStreamThatTheTargetHoldsAndTellsTheRest)
         EXPECT_TRUE(family.matches(film, folder / row.output));
         fs::rename(folder / "part", folder / row.output);
         EXPECT_FALSE(family.matches(film, folder / row.output)) << "the second sound is lost";
+    }
+}
+
+TEST(MediaFamily, convertsHalfASourceOnlyWhereTheOriginalStays)
+{
+    const TestFolder folder;
+    struct Row
+    {
+        const char *source;
+        EngineProtocol::EngineKind engine;
+        const char *output, *sentence;
+    };
+    for (const Row &row : {Row{"source.wav", Kind::External, "output.aif",
+                               "Fichier source incomplet : 3 s lisibles sur 4 s annoncées."},
+                           Row{"source.ogg", Kind::External, "output.mp3",
+                               "Fichier source incomplet : il s’interrompt après 2 s."},
+                           Row{"source.mkv", Kind::External, "output.mp4",
+                               "Fichier source incomplet : 3 s lisibles sur 4 s annoncées."}}) {
+        SCOPED_TRACE(row.source);
+        const fs::path source =
+            makeMedia(folder / row.source, {"-f", "lavfi", "-i", "aevalsrc=sin(t*2000)*random(0):d=4"});
+        truncate(source, 0.7);
+        EngineProtocol::Conversion conversion{.engine = row.engine, .files = {row.source, row.output}};
+        const auto convert = [&]() -> std::string {
+            try {
+                MediaFamily family(ffmpegProgram());
+                const EngineReport report = family.convert(conversion, source, folder / row.output, {});
+                EXPECT_TRUE(family.matches(source, folder / row.output));
+                return report.remarks.join(u' ').toStdString();
+            } catch (const Error &error) {
+                EXPECT_FALSE(fs::exists(folder / row.output)) << "known before anything is encoded";
+                return "refused: " + std::string(error.what());
+            }
+        };
+        EXPECT_EQ(convert(), "refused: " + std::string(row.sentence));
+        conversion.keepsOriginal = true;
+        EXPECT_EQ(convert(), row.sentence);
+    }
+}
+
+TEST(MediaFamily, blamesASourceWhosePacketsDoNotDecode)
+{
+    const TestFolder folder;
+    const fs::path source = makeMedia(
+        folder / "source.m4a", {"-f", "lavfi", "-i", "aevalsrc=sin(t*2000)*random(0):d=4", "-c:a", "aac"});
+    std::fstream file(source, std::ios::in | std::ios::out | std::ios::binary);
+    file.seekp(static_cast<std::streamoff>(fs::file_size(source) / 3));
+    file << std::string(2000, '\xA5') << std::flush;
+    MediaFamily family(ffmpegProgram());
+    try {
+        family.convert({.engine = Kind::External, .files = {"source.m4a", "output.mp3"}}, source,
+                       folder / "output.mp3", {});
+        ADD_FAILURE() << "converted";
+    } catch (const Error &error) {
+        EXPECT_STREQ(error.what(), "Fichier source endommagé : certaines parties sont illisibles.");
     }
 }
 

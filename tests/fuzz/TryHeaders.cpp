@@ -5,6 +5,7 @@
 #include "media/ImageSignature.h"
 #include "media/MediaAsset.h"
 #include "media/MovieIndex.h"
+#include "media/SourceEnd.h"
 #include "media/SourceMedia.h"
 #include "media/audio/AdtsHeader.h"
 #include "media/audio/DeclaredLength.h"
@@ -22,6 +23,7 @@ void readMedia(const std::filesystem::path &source)
 {
     (void)declaredLength(source);
     (void)MediaAsset::fromHeaders(source);
+    (void)SourceEnd::of(source);
     if (const std::optional<MovieIndex> index = MovieIndex::read(source))
         (void)SourceMedia::fromIndex(*index);
     if (const std::optional<ImageType> type = imageTypeOf(source))

@@ -55,4 +55,48 @@ std::optional<MpegHeader> MpegHeader::read(const ByteSource &file, std::int64_t 
     return header;
 }
 
+namespace {
+
+// Bytes of a packet of layer III, by its head; 0 where the rate is free or none.
+std::int64_t packetBytes(std::uint32_t head)
+{
+    constexpr std::array mpeg1Kbps{0, 32, 40, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320, 0};
+    constexpr std::array mpeg2Kbps{0, 8, 16, 24, 32, 40, 48, 56, 64, 80, 96, 112, 128, 144, 160, 0};
+    constexpr std::array mpeg1Rates{44100, 48000, 32000, 0};
+    const unsigned version = head >> 19U & 3U;
+    const bool isMpeg1 = version == 3;
+    const unsigned kbps = static_cast<unsigned>((isMpeg1 ? mpeg1Kbps : mpeg2Kbps).at(head >> 12U & 0xFU));
+    const int rate = mpeg1Rates.at(head >> 10U & 3U) / (isMpeg1 ? 1 : (version == 0 ? 4 : 2));
+    if (rate == 0)
+        return 0;
+    return std::int64_t{isMpeg1 ? 144 : 72} * kbps * 1000 / rate + (head >> 9U & 1U);
+}
+
+} // namespace
+
+bool endsInsideMpegPacket(const ByteSource &file, std::int64_t start)
+{
+    constexpr std::uint32_t sameInAll = 0xFFFE0C00; // version, layer and rate do not change on the way
+    constexpr std::int64_t window = 64L * 1024;
+    constexpr int enough = 4; // packets in a row: no accident
+    const std::uint32_t kind = file.big32(start) & sameInAll;
+    const std::int64_t from = std::max(start, file.size() - window);
+    for (std::int64_t first = from; first < file.size() - 4; ++first) {
+        std::int64_t offset = first;
+        for (int packets = 0;; ++packets) {
+            const std::uint32_t head = file.big32(offset);
+            const bool isPacket =
+                offset + 4 <= file.size() && (head & sameInAll) == kind && packetBytes(head) > 0;
+            if (!isPacket && packets < enough)
+                break; // chance; the next byte may start a packet
+            if (!isPacket)
+                return false;
+            offset += packetBytes(head);
+            if (offset > file.size())
+                return packets >= enough;
+        }
+    }
+    return false;
+}
+
 } // namespace quorvalent

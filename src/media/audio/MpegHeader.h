@@ -22,4 +22,8 @@ struct MpegHeader
     [[nodiscard]] static std::optional<MpegHeader> read(const ByteSource &file, std::int64_t start);
 };
 
+/// Whether the last packet of an MP3 stream, which starts there, is longer than the rest of the file. Tags
+/// behind the stream do not count.
+[[nodiscard]] bool endsInsideMpegPacket(const ByteSource &file, std::int64_t start);
+
 } // namespace quorvalent
