@@ -80,7 +80,7 @@ private:
     ModelServices services()
     {
         ModelServices services = systemServices();
-        services.convert = [](const RenameJob &, const Preferences &, const Progress &) {};
+        services.convert = [](auto &&...) { return ConversionReport(); };
         services.inBackground = [this](Task task) { m_conversion = std::move(task); };
         services.later = [](std::chrono::milliseconds, const Task &) {};
         return services;

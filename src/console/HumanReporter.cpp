@@ -94,6 +94,8 @@ void HumanReporter::finished(const RenameJob &job, const JobOutcome &outcome)
     }
     const QString seconds = QLocale(Localization::code()).toString(outcome.seconds.count(), 'f', 2);
     line(composed(L(u"✓ {0} ({1})  {2} ({3} s)"_s), {name, detail, L(outcome.detail), seconds}));
+    for (const QString &remark : outcome.remarks)
+        line(u"  "_s + L(remark));
 }
 
 void HumanReporter::end(const RenameJob &job)

@@ -30,6 +30,11 @@ QByteArray json(const std::filesystem::path &path)
     return json(displayText(path));
 }
 
+QByteArray json(const std::optional<std::filesystem::path> &path)
+{
+    return path ? json(*path) : QByteArray("null");
+}
+
 // Three places: a thousandth of a job, a millisecond of a conversion.
 QByteArray json(double number)
 {
@@ -114,7 +119,10 @@ void JsonReporter::finished(const RenameJob &job, const JobOutcome &outcome)
     line.add("success", json(outcome.succeeded()));
     if (outcome.failure)
         line.add("title", json(outcome.failure->title));
-    line.add("detail", json(outcome.detail)).add("seconds", json(outcome.seconds.count()));
+    line.add("detail", json(outcome.detail))
+        .add("remarks", json(QJsonArray::fromStringList(outcome.remarks)))
+        .add("original", json(outcome.original))
+        .add("seconds", json(outcome.seconds.count()));
     m_output(line.end());
 }
 

@@ -102,8 +102,15 @@ ConversionReport ConversionDriver::replace(const RenameJob &job, const Preferenc
         requireSoundOutput(work, own);
     }
     ConversionReport conversion{std::move(learnt.remarks), {}};
-    conversion.original =
-        SafeReplacement(m_files, job, work).run(preferences.keepOriginal || learnt.keepsOriginal);
+    const SafeReplacement replacement(m_files, job, work);
+    if (const auto stays = replacement.run(preferences.keepOriginal || learnt.keepsOriginal)) {
+        conversion.original = stays->place;
+        if (!stays->reason.isEmpty())
+            conversion.remarks.append(stays->reason);
+        else if (!preferences.keepOriginal)
+            conversion.remarks.append(composed(u"L’original reste à côté du résultat, sous « {0} »."_s,
+                                               {displayName(stays->place)}));
+    }
     report(progress, 1.0);
     return conversion;
 }

@@ -65,7 +65,20 @@ public:
     {}
 
     /// What the user must know, if anything.
-    [[nodiscard]] std::optional<QString> run() const
+    [[nodiscard]] std::optional<InterruptedConversion> run() const
+    {
+        const std::optional<QString> sentence = putRight();
+        return sentence ? std::optional(InterruptedConversion{m_newURL, *sentence}) : std::nullopt;
+    }
+
+    [[nodiscard]] bool isCopyStillNeeded() const
+    {
+        return isCopyComplete() && !found(m_files, m_newURL) && !isOriginalAt(m_oldURL) &&
+               !isOriginalAt(m_aside);
+    }
+
+private:
+    [[nodiscard]] std::optional<QString> putRight() const
     {
         // The order is the order of the swap: not yet moved, moved to the old name, moved elsewhere.
         if (isOriginalAt(m_newURL))
@@ -87,13 +100,6 @@ public:
         return std::nullopt;
     }
 
-    [[nodiscard]] bool isCopyStillNeeded() const
-    {
-        return isCopyComplete() && !found(m_files, m_newURL) && !isOriginalAt(m_oldURL) &&
-               !isOriginalAt(m_aside);
-    }
-
-private:
     [[nodiscard]] bool isOriginalAt(const fs::path &place) const
     {
         const std::optional<FileAttributes> item = found(m_files, place);
@@ -143,7 +149,7 @@ private:
     fs::path m_copy;
 };
 
-std::optional<QString> putRight(const Files &files, const fs::path &workFolder)
+std::optional<InterruptedConversion> putRight(const Files &files, const fs::path &workFolder)
 {
     const FileAttributes attributes = files.attributes(workFolder);
     if (attributes.type != FileType::Folder || !attributes.isOwn)
@@ -156,7 +162,7 @@ std::optional<QString> putRight(const Files &files, const fs::path &workFolder)
     const std::optional<LockedFile> lock = LockedFile::take(journalPath);
     if (!lock)
         return std::nullopt;
-    std::optional<QString> told;
+    std::optional<InterruptedConversion> told;
     // An incomplete journal was never followed by a move: the original is where the user left it.
     if (const std::optional<SwapJournal> journal = SwapJournal::decoded(lock->read())) {
         const Restoration restoration(files, workFolder, *journal);
@@ -170,26 +176,28 @@ std::optional<QString> putRight(const Files &files, const fs::path &workFolder)
 
 } // namespace
 
-QStringList restoreInterruptedWork(const std::vector<fs::path> &roots,
-                                   const std::function<bool(std::string_view)> &isEntered, const Files &files)
+std::vector<InterruptedConversion>
+restoreInterruptedWork(const std::vector<fs::path> &roots,
+                       const std::function<bool(std::string_view)> &isEntered, const Files &files)
 {
-    QStringList sentences;
+    std::vector<InterruptedConversion> interrupted;
     for (const fs::path &root : roots) {
         for (const fs::path &workFolder : workFoldersBelow(root, isEntered)) {
             try {
-                if (const std::optional<QString> told = putRight(files, workFolder))
-                    sentences.append(*told);
+                if (const std::optional<InterruptedConversion> told = putRight(files, workFolder))
+                    interrupted.push_back(*told);
             } catch (const FileError &failure) {
                 if (failure.isNotFound() || failure.isOccupied())
                     continue; // gone, or not one of ours
-                sentences.append(composed(
-                    u"{0} Une conversion interrompue n’a pas pu être réparée : {1} reste en place jusqu’au "
-                    u"prochain démarrage."_s,
-                    {failure.errorDescription(), displayText(workFolder)}));
+                interrupted.push_back(
+                    {workFolder,
+                     composed(u"{0} Une conversion interrompue n’a pas pu être réparée : {1} reste en place "
+                              u"jusqu’au prochain démarrage."_s,
+                              {failure.errorDescription(), displayText(workFolder)})});
             }
         }
     }
-    return sentences;
+    return interrupted;
 }
 
 } // namespace quorvalent

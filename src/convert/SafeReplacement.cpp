@@ -21,6 +21,11 @@ ConversionError originalLeftAt(const fs::path &backup)
         composed(u"Échec du remplacement. Original intact : {0}"_s, {displayText(backup)}));
 }
 
+RemainingOriginal remaining(const fs::path &place, const QString &sentence)
+{
+    return {place, composed(sentence, {displayName(place)})};
+}
+
 } // namespace
 
 SafeReplacement::SafeReplacement(const Files &files, const RenameJob &job, const WorkFolder &work)
@@ -29,7 +34,7 @@ SafeReplacement::SafeReplacement(const Files &files, const RenameJob &job, const
     , m_work(work)
 {}
 
-std::optional<fs::path> SafeReplacement::run(bool keepsOriginal) const
+std::optional<RemainingOriginal> SafeReplacement::run(bool keepsOriginal) const
 {
     requireUnchanged();
     sealOutput();
@@ -38,13 +43,16 @@ std::optional<fs::path> SafeReplacement::run(bool keepsOriginal) const
     moveAside(backup);
     moveIn(backup);
     try {
-        m_files.flush(m_job.newURL.parent_path());
-        if (!keepsOriginal && removeOriginal(backup))
-            return std::nullopt;
+        // What is in the folder, not its name: that may be a link to the folder.
+        m_files.flush(m_job.newURL.parent_path() / ".");
     } catch (const Error &) {
-        // The result is in place. What may not be on the disk yet, or cannot be removed, stays beside it.
+        // The result is in place, but maybe not yet on the disk.
+        return remaining(
+            backup, u"L’enregistrement du dossier sur le disque a échoué ; l’original reste sous « {0} »."_s);
     }
-    return backup;
+    if (keepsOriginal)
+        return RemainingOriginal{backup, {}};
+    return removeOriginal(backup);
 }
 
 void SafeReplacement::requireUnchanged() const
@@ -84,13 +92,21 @@ void SafeReplacement::moveIn(const fs::path &backup) const
     }
 }
 
-bool SafeReplacement::removeOriginal(const fs::path &backup) const
+std::optional<RemainingOriginal> SafeReplacement::removeOriginal(const fs::path &backup) const
 {
     // First the open files, then the stamp: whoever closed the file in between has changed the stamp.
-    if (m_files.isOpenForWriting(backup) || !m_job.stamp.isAt(backup))
-        return false;
-    m_files.remove(backup);
-    return true;
+    if (m_files.isOpenForWriting(backup))
+        return remaining(
+            backup, u"L’original est encore ouvert en écriture dans un programme ; il reste sous « {0} »."_s);
+    if (!m_job.stamp.isAt(backup))
+        return remaining(backup,
+                         u"L’original a été modifié pendant son remplacement ; il reste sous « {0} »."_s);
+    try {
+        m_files.remove(backup);
+    } catch (const Error &) {
+        return remaining(backup, u"La suppression de l’original a échoué ; il reste sous « {0} »."_s);
+    }
+    return std::nullopt;
 }
 
 } // namespace quorvalent

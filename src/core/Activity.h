@@ -2,24 +2,38 @@
 
 #include <QDateTime>
 #include <QString>
+#include <QStringList>
 #include <QUuid>
 
 namespace quorvalent {
 
-/// One line of the list of recent conversions.
+/// How a file of the list of recent conversions came out.
+enum class ActivityState { Succeeded, SucceededWithRemark, Cancelled, Failed };
+
+/// One line of the list of recent conversions. Texts are French source texts.
 struct Activity
 {
     QUuid id = QUuid::createUuid();
     QString name;   ///< the file's new name
-    QString detail; ///< what happened, French source text
+    QString detail; ///< what happened
     bool success = false;
     QDateTime date = QDateTime::currentDateTimeUtc();
+    QString folder;           ///< the file's folder as people see it; empty where it is not told
+    QStringList remarks;      ///< what is to be known beside the detail, complete sentences
+    bool isCancelled = false; ///< the user took the rename back
 
     Activity(QString fileName, QString outcome, bool succeeded)
         : name(std::move(fileName))
         , detail(std::move(outcome))
         , success(succeeded)
     {}
+
+    [[nodiscard]] ActivityState state() const
+    {
+        if (success)
+            return remarks.isEmpty() ? ActivityState::Succeeded : ActivityState::SucceededWithRemark;
+        return isCancelled ? ActivityState::Cancelled : ActivityState::Failed;
+    }
 };
 
 } // namespace quorvalent

@@ -143,27 +143,34 @@ void AppModel::restoreThenWatch()
     m_isRecovering = true;
     const auto restore = m_services.restoreInterruptedWork;
     m_services.inBackground([self = QPointer(this), restore, folders = m_preferences.folders] {
-        QStringList messages;
+        std::vector<InterruptedConversion> interrupted;
+        QString problem;
         try {
-            messages = restore(folders);
+            interrupted = restore(folders);
         } catch (const Error &error) {
-            messages.append(error.errorDescription());
+            problem = error.errorDescription();
         } catch (const std::exception &error) {
-            messages.append(composed(u"Erreur inattendue : {0}"_s, {QString::fromUtf8(error.what())}));
+            problem = composed(u"Erreur inattendue : {0}"_s, {QString::fromUtf8(error.what())});
         }
-        postToMain([self, messages] {
+        postToMain([self, interrupted, problem] {
             if (self)
-                self->finishRecovery(messages);
+                self->finishRecovery(interrupted, problem);
         });
     });
 }
 
-void AppModel::finishRecovery(const QStringList &messages)
+void AppModel::finishRecovery(const std::vector<InterruptedConversion> &interrupted, const QString &problem)
 {
     m_isRecovering = false;
     restartWatcher();
-    for (const QString &message : messages)
-        reportProblem(message);
+    if (!problem.isEmpty())
+        reportProblem(problem);
+    if (interrupted.empty())
+        return;
+    m_queue.addInterruptions(interrupted);
+    for (const InterruptedConversion &conversion : interrupted)
+        Q_EMIT watchProblem(conversion.sentence);
+    call(onWarning);
 }
 
 void AppModel::restartWatcher()
@@ -223,13 +230,6 @@ void AppModel::enqueue(const RenameJob &job)
         m_queue.release(job);
     else
         m_queue.add(job);
-}
-
-void AppModel::clearWarnings()
-{
-    ConversionStatus status = m_queue.status();
-    status.warningCount = 0;
-    m_queue.setStatus(status);
 }
 
 QString AppModel::statusText() const

@@ -71,6 +71,8 @@ public:
     [[nodiscard]] const QString &warningTitle() const { return status().warningTitle; }
     [[nodiscard]] const QString &warningMessage() const { return status().warningMessage; }
     [[nodiscard]] int warningCount() const { return status().warningCount; }
+    /// The files of the warnings that are counted, newest first.
+    [[nodiscard]] const QList<WarnedFile> &warnedFiles() const { return status().warnedFiles; }
 
     /// Offers a job to the queue. A refused one is released at once; its file stays as it is.
     void enqueue(const RenameJob &job);
@@ -81,7 +83,7 @@ public:
     /// What runs goes on.
     [[nodiscard]] std::deque<RenameJob> dropWaitingJobs() { return m_queue.dropWaiting(); }
     /// The user has seen the warnings.
-    void clearWarnings();
+    void clearWarnings() { m_queue.clearWarnings(); }
 
     // Answers that the views show
 
@@ -186,7 +188,7 @@ public:
 
     std::function<void()> onToast;    ///< a job that can be converted has started
     std::function<void()> onFinished; ///< a job has succeeded
-    std::function<void()> onWarning;  ///< a job has failed
+    std::function<void()> onWarning;  ///< a job has failed, or interrupted work has been put right
     std::function<void()> onDrained;  ///< a job is over, and none runs or waits
     std::function<void(Appearance)> onAppearance;
     /// Shows the question, waits, and says whether the user agreed. Without it, nobody agrees.
@@ -219,7 +221,7 @@ private:
     void switchFinderWarning(bool enabled);
     void restoreThenWatch();
     void startWatcher();
-    void finishRecovery(const QStringList &messages);
+    void finishRecovery(const std::vector<InterruptedConversion> &interrupted, const QString &problem);
     void reportProblem(const QString &message);
 
     ModelServices m_services;

@@ -4,6 +4,7 @@
 #include "platform/Error.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace quorvalent {
 
@@ -18,6 +19,11 @@ QString countText(int number, int total)
     return composed(u"{0} sur {1}"_s, {QString::number(number), QString::number(total)});
 }
 
+QString folderOf(const std::filesystem::path &file)
+{
+    return displayText(file.parent_path());
+}
+
 } // namespace
 
 QString changeOfFormat(const RenameJob &job)
@@ -28,6 +34,7 @@ QString changeOfFormat(const RenameJob &job)
 void ConversionStatus::show(const RenameJob &job, std::optional<double> fraction)
 {
     isConverting = true;
+    isOriginalLeft = false;
     progress = fraction;
     currentName = displayName(job.newURL);
     currentDetail = changeOfFormat(job);
@@ -40,16 +47,49 @@ void ConversionStatus::end(const RenameJob &job, const JobOutcome &outcome)
         ++batch->over;
         batch->succeeded += outcome.succeeded() ? 1 : 0;
     }
+    isOriginalLeft = outcome.original && !outcome.remarks.isEmpty();
     progress = outcome.succeeded() ? std::optional(1.0) : std::nullopt;
     currentDetail = outcome.detail;
-    activities.prepend(Activity(displayName(job.newURL), outcome.detail, outcome.succeeded()));
+    Activity activity(displayName(job.newURL), outcome.detail, outcome.succeeded());
+    activity.folder = folderOf(job.newURL);
+    activity.remarks = outcome.remarks;
+    activity.isCancelled = outcome.isCancelled;
+    add(activity);
+    if (outcome.failure)
+        warn(outcome.failure->title, {activity.name, activity.folder, outcome.failure->message});
+}
+
+void ConversionStatus::addInterruption(const InterruptedConversion &interrupted)
+{
+    const QString title = u"Conversion interrompue"_s;
+    Activity activity(displayName(interrupted.file), title, false);
+    activity.folder = folderOf(interrupted.file);
+    activity.remarks.append(interrupted.sentence);
+    add(activity);
+    warn(title, {activity.name, activity.folder, interrupted.sentence});
+}
+
+void ConversionStatus::clearWarnings()
+{
+    warningCount = 0;
+    warnedFiles.clear();
+}
+
+void ConversionStatus::add(Activity activity)
+{
+    activities.prepend(std::move(activity));
     if (activities.size() > maximumActivities)
         activities.removeLast();
-    if (outcome.failure) {
-        warningTitle = outcome.failure->title;
-        warningMessage = outcome.failure->message;
-        ++warningCount;
-    }
+}
+
+void ConversionStatus::warn(const QString &title, const WarnedFile &file)
+{
+    warningTitle = title;
+    warningMessage = file.message;
+    ++warningCount;
+    warnedFiles.prepend(file);
+    if (warnedFiles.size() > maximumActivities)
+        warnedFiles.removeLast();
 }
 
 ConversionState ConversionStatus::state() const
@@ -89,7 +129,7 @@ QString ConversionStatus::bannerLabel() const
     case ConversionState::Succeeded:
         if (batch)
             return countText(batch->succeeded, batch->total);
-        return u"Terminé"_s;
+        return isOriginalLeft ? u"Original conservé"_s : u"Terminé"_s;
     case ConversionState::Interrupted:
         break;
     }

@@ -4,6 +4,7 @@
 #include "platform/ComposedText.h"
 
 #include <new>
+#include <utility>
 
 namespace quorvalent {
 
@@ -11,21 +12,38 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
-std::optional<JobFailure> failureOf(const ConvertJob &convert, const RenameJob &job,
-                                    const Preferences &preferences, const Progress &progress)
+JobOutcome failed(const QString &title, const QString &message)
 {
-    const QString failed = u"Conversion impossible"_s;
+    JobOutcome outcome;
+    outcome.failure = JobFailure{title, message};
+    outcome.detail = message;
+    return outcome;
+}
+
+JobOutcome succeeded(ConversionReport report, bool keepsOriginal)
+{
+    JobOutcome outcome;
+    outcome.detail =
+        keepsOriginal || report.original ? u"Terminé · original conservé"_s : u"Conversion terminée"_s;
+    outcome.remarks = std::move(report.remarks);
+    outcome.original = std::move(report.original);
+    return outcome;
+}
+
+JobOutcome untimedOutcomeOf(const ConvertJob &convert, const RenameJob &job, const Preferences &preferences,
+                            const Progress &progress)
+{
+    const QString impossible = u"Conversion impossible"_s;
     try {
-        convert(job, preferences, progress);
-        return std::nullopt;
+        return succeeded(convert(job, preferences, progress), preferences.keepOriginal);
     } catch (const UnsupportedRenameError &error) {
-        return JobFailure{u"Format non pris en charge"_s, error.errorDescription()};
+        return failed(u"Format non pris en charge"_s, error.errorDescription());
     } catch (const Error &error) {
-        return JobFailure{failed, error.errorDescription()};
+        return failed(impossible, error.errorDescription());
     } catch (const std::bad_alloc &) {
-        return JobFailure{failed, u"Mémoire insuffisante pour convertir ce fichier."_s};
+        return failed(impossible, u"Mémoire insuffisante pour convertir ce fichier."_s);
     } catch (const std::exception &error) {
-        return JobFailure{failed, composed(u"Erreur inattendue : {0}"_s, {QString::fromUtf8(error.what())})};
+        return failed(impossible, composed(u"Erreur inattendue : {0}"_s, {QString::fromUtf8(error.what())}));
     }
 }
 
@@ -35,14 +53,8 @@ JobOutcome outcomeOf(const ConvertJob &convert, const RenameJob &job, const Pref
                      const Progress &progress)
 {
     const auto start = std::chrono::steady_clock::now();
-    JobOutcome outcome;
-    outcome.failure = failureOf(convert, job, preferences, progress);
+    JobOutcome outcome = untimedOutcomeOf(convert, job, preferences, progress);
     outcome.seconds = std::chrono::steady_clock::now() - start;
-    if (outcome.failure)
-        outcome.detail = outcome.failure->message;
-    else
-        outcome.detail =
-            preferences.keepOriginal ? u"Terminé · original conservé"_s : u"Conversion terminée"_s;
     return outcome;
 }
 

@@ -1,12 +1,15 @@
 #pragma once
 
+#include "convert/ConversionReport.h"
 #include "core/Preferences.h"
 #include "core/Progress.h"
 #include "core/RenameJob.h"
 
 #include <QString>
+#include <QStringList>
 
 #include <chrono>
+#include <filesystem>
 #include <functional>
 #include <optional>
 
@@ -22,15 +25,18 @@ struct JobFailure
 /// What became of a job.
 struct JobOutcome
 {
-    std::optional<JobFailure> failure;       ///< nothing after a success
-    QString detail;                          ///< French source text for the activity list
-    std::chrono::duration<double> seconds{}; ///< wall time inside the conversion driver
+    std::optional<JobFailure> failure;             ///< nothing after a success and after a cancellation
+    QString detail;                                ///< French source text for the activity list
+    std::chrono::duration<double> seconds{};       ///< wall time inside the conversion driver
+    QStringList remarks;                           ///< what is to be known about a success, sentences
+    std::optional<std::filesystem::path> original; ///< where it stands beside the result of a success
+    bool isCancelled = false;                      ///< the user took the rename back meanwhile
 
-    [[nodiscard]] bool succeeded() const { return !failure; }
+    [[nodiscard]] bool succeeded() const { return !failure && !isCancelled; }
 };
 
 /// The conversion driver: returns after a success, throws otherwise.
-using ConvertJob = std::function<void(const RenameJob &, const Preferences &, const Progress &)>;
+using ConvertJob = std::function<ConversionReport(const RenameJob &, const Preferences &, const Progress &)>;
 
 /// Runs the driver on the calling thread and turns whatever it throws into a failure, so that nothing escapes
 /// into a worker thread.

@@ -32,6 +32,19 @@ void JobQueue::setStatus(const ConversionStatus &status)
     Q_EMIT changed();
 }
 
+void JobQueue::addInterruptions(const std::vector<InterruptedConversion> &interrupted)
+{
+    for (const InterruptedConversion &conversion : interrupted)
+        m_status.addInterruption(conversion);
+    Q_EMIT changed();
+}
+
+void JobQueue::clearWarnings()
+{
+    m_status.clearWarnings();
+    Q_EMIT changed();
+}
+
 void JobQueue::add(const RenameJob &job)
 {
     if (isIdle())

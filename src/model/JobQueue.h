@@ -33,6 +33,10 @@ public:
     [[nodiscard]] const ConversionStatus &status() const { return m_status; }
     /// Shows something else than what the jobs left.
     void setStatus(const ConversionStatus &status);
+    /// Tells of what a killed run left; nothing for none.
+    void addInterruptions(const std::vector<InterruptedConversion> &interrupted);
+    /// The user has seen the warnings.
+    void clearWarnings();
     /// Jobs that wait; the running ones do not count.
     [[nodiscard]] int waiting() const { return static_cast<int>(m_jobs.size()); }
     [[nodiscard]] int running() const { return static_cast<int>(m_running.size()); }

@@ -1,12 +1,12 @@
 #pragma once
 
+#include "convert/InterruptedWork.h"
 #include "core/RenameJob.h"
 #include "model/JobOutcome.h"
 #include "platform/Dispatch.h"
 #include "platform/Machine.h"
 
 #include <QString>
-#include <QStringList>
 
 #include <chrono>
 #include <filesystem>
@@ -62,8 +62,9 @@ struct ModelServices
     std::function<bool(const RenameJob &)> isInPlace;
     std::function<std::unique_ptr<JobSource>(JobSourceHandlers)> makeWatcher;
     /// Puts right what a killed run left in these folders; runs in the background before they are watched.
-    /// Answers with what the user has to know, French source texts.
-    std::function<QStringList(const std::vector<std::filesystem::path> &folders)> restoreInterruptedWork;
+    /// Answers with what the user has to know.
+    std::function<std::vector<InterruptedConversion>(const std::vector<std::filesystem::path> &folders)>
+        restoreInterruptedWork;
     /// Told of a job that will be run soon, so that what it needs can be got ready; returns at once.
     std::function<void(const RenameJob &)> expect;
     /// What conversions that run side by side may take.

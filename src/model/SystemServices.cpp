@@ -54,8 +54,8 @@ ModelServices systemServices()
     ModelServices services;
     services.convert = [helpers](const RenameJob &job, const Preferences &preferences,
                                  const Progress &progress) {
-        Converter::convert(job, preferences, progress,
-                           [&](EngineHelper::Family family) { return helpers->take(family); });
+        return Converter::convert(job, preferences, progress,
+                                  [&](EngineHelper::Family family) { return helpers->take(family); });
     };
     services.isInPlace = [](const RenameJob &job) { return job.stamp.isSameFile(job.newURL); };
     services.expect = [helpers](const RenameJob &job) { expectConversion(*helpers, job.oldURL, job.newURL); };

@@ -162,6 +162,7 @@ void AppDelegate::showWarning()
         m_warningPanel =
             std::make_unique<FloatingCard>(FloatingCard::Kind::Warning, content, metrics::warningRadius);
     }
+    m_warningPanel->fit();
     showInCorner(*m_warningPanel);
     QAccessibleEvent alert(&m_warningPanel->content(), QAccessible::Alert);
     QAccessible::updateAccessibility(&alert);

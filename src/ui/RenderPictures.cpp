@@ -24,6 +24,7 @@
 #include <QScrollArea>
 #include <QScrollBar>
 
+#include <algorithm>
 #include <functional>
 
 namespace quorvalent::RenderPictures {
@@ -45,10 +46,12 @@ ModelServices noServices()
 {
     return {
         .pacing = {},
-        .convert = [](const RenameJob &, const Preferences &, const Progress &) {},
+        .convert = [](const RenameJob &, const Preferences &,
+                      const Progress &) { return ConversionReport(); },
         .isInPlace = [](const RenameJob &) { return true; },
         .makeWatcher = [](const JobSourceHandlers &) -> std::unique_ptr<JobSource> { return nullptr; },
-        .restoreInterruptedWork = [](const std::vector<std::filesystem::path> &) { return QStringList(); },
+        .restoreInterruptedWork =
+            [](const std::vector<std::filesystem::path> &) { return std::vector<InterruptedConversion>(); },
         .expect = [](const RenameJob &) {},
         .machine = [] { return Machine(); },
         .inBackground = [](const Task &) {},
@@ -109,20 +112,49 @@ ConversionStatus refused(int count)
     sample.warningTitle = u"Format non pris en charge"_s;
     sample.warningMessage = refusal();
     sample.warningCount = count;
+    for (int file = 0; file < std::min(count, 5); ++file)
+        sample.warnedFiles.append({u"musique.mkv"_s,
+                                   u"/home/camille/Images/2026/"_s + QString::number(file + 1),
+                                   sample.warningMessage});
+    return sample;
+}
+
+Activity activity(const QString &name, const QString &detail, ActivityState state,
+                  const QStringList &remarks = {})
+{
+    const bool success = state == ActivityState::Succeeded || state == ActivityState::SucceededWithRemark;
+    Activity sample(name, detail, success);
+    sample.folder = u"/home/camille/Images"_s;
+    sample.remarks = remarks;
+    sample.isCancelled = state == ActivityState::Cancelled;
     return sample;
 }
 
 ConversionStatus withActivities()
 {
+    using enum ActivityState;
+    const QString kept = u"Terminé · original conservé"_s;
     ConversionStatus sample;
     sample.activities = {
-        Activity(u"photo.jpg"_s, u"Conversion terminée"_s, true),
-        Activity(u"musique.mkv"_s, refusal(), false),
-        Activity(u"Un très long nom de fichier rapporté de vacances au bord de la mer, été 2026.webp"_s,
-                 u"Terminé · original conservé"_s, true),
-        Activity(u"interview.m4a"_s,
-                 composed(u"{0} Extension d’origine rétablie."_s, {u"Espace disque insuffisant."_s}), false),
+        activity(u"photo.jpg"_s, u"Conversion terminée"_s, Succeeded),
+        activity(u"musique.mkv"_s, refusal(), Failed),
+        activity(u"concert.mp4"_s, kept, SucceededWithRemark,
+                 {composed(u"L’original reste à côté du résultat, sous « {0} »."_s, {u"concert.mkv"_s})}),
+        activity(u"Un très long nom de fichier rapporté de vacances au bord de la mer, été 2026.webp"_s, kept,
+                 Succeeded),
+        activity(u"interview.m4a"_s,
+                 composed(u"{0} Extension d’origine rétablie."_s, {u"Espace disque insuffisant."_s}), Failed),
+        activity(u"plage.jpg"_s, u"Conversion interrompue"_s, Failed,
+                 {composed(u"La conversion de « {0} » a été interrompue. Original intact : {1}"_s,
+                           {u"plage.jpg"_s, u"/home/camille/Images/plage.png"_s})}),
     };
+    return sample;
+}
+
+ConversionStatus finishedWithOriginal()
+{
+    ConversionStatus sample = finished(1.0);
+    sample.isOriginalLeft = true;
     return sample;
 }
 
@@ -230,9 +262,11 @@ bool saveAll(const std::filesystem::path &folder, const Look &look)
     saved = saveBanner(model, inBatch(converting(0.42), 11), file("banner-batch")) && saved;
     saved = saveBanner(model, finished(1.0), file("banner-succeeded")) && saved;
     saved = saveBanner(model, inBatch(finished(1.0), 300), file("banner-batch-succeeded")) && saved;
+    saved = saveBanner(model, finishedWithOriginal(), file("banner-original")) && saved;
     saved = saveBanner(model, finished({}), file("banner-interrupted")) && saved;
     saved = saveWarning(model, refused(1), file("warning-1")) && saved;
     saved = saveWarning(model, refused(3), file("warning-3")) && saved;
+    saved = saveWarning(model, refused(14), file("warning-14")) && saved;
 
     const std::array<std::pair<QString, QString>, 8> sections{{{u"Général"_s, u"general"_s},
                                                                {u"Dossiers"_s, u"folders"_s},

@@ -18,12 +18,12 @@ using namespace std::chrono_literals;
 
 JobOutcome success()
 {
-    return {std::nullopt, u"Conversion terminée"_s, 1234567us};
+    return {std::nullopt, u"Conversion terminée"_s, 1234567us, {u"Dit \"oui\"."_s}, "/folder/a\xff.png"};
 }
 
 JobOutcome failure()
 {
-    return {JobFailure{u"Format non pris en charge"_s, u"Dit \"non\"."_s}, u"Dit \"non\"."_s, 0s};
+    return {JobFailure{u"Format non pris en charge"_s, u"Dit \"non\"."_s}, u"Dit \"non\"."_s, 0s, {}, {}};
 }
 
 class ReporterTest : public testing::Test
@@ -54,31 +54,33 @@ TEST_F(ReporterTest, writesEachEventAsOneJsonLine)
     reporter.stopping(3);
 
     const QByteArray names = R"("old":"/folder/a \"b\"\n�.png","new":"/folder/é\\.jpg")";
-    EXPECT_EQ(written.toStdString(), (R"({"event":"watching","folders":["/a","/b�"]})"
-                                      "\n"
-                                      R"({"event":"detected",)" +
-                                      names +
-                                      "}\n"
-                                      R"({"event":"started",)" +
-                                      names +
-                                      R"(,"detail":"PNG → JPG","queued":2})"
-                                      "\n"
-                                      R"({"event":"progress","new":"/folder/é\\.jpg","fraction":null})"
-                                      "\n"
-                                      R"({"event":"progress","new":"/folder/é\\.jpg","fraction":1.000})"
-                                      "\n"
-                                      R"({"event":"finished",)" +
-                                      names +
-                                      R"(,"success":true,"detail":"Conversion terminée","seconds":1.235})"
-                                      "\n"
-                                      R"({"event":"finished",)" +
-                                      names +
-                                      R"(,"success":false,"title":"Format non pris en charge",)"
-                                      R"("detail":"Dit \"non\".","seconds":0.000})"
-                                      "\n"
-                                      R"({"event":"problem","message":"photo\u202Egnp\u007F\u009B.exe"})"
-                                      "\n")
-                                         .toStdString());
+    EXPECT_EQ(written.toStdString(),
+              (R"({"event":"watching","folders":["/a","/b�"]})"
+               "\n"
+               R"({"event":"detected",)" +
+               names +
+               "}\n"
+               R"({"event":"started",)" +
+               names +
+               R"(,"detail":"PNG → JPG","queued":2})"
+               "\n"
+               R"({"event":"progress","new":"/folder/é\\.jpg","fraction":null})"
+               "\n"
+               R"({"event":"progress","new":"/folder/é\\.jpg","fraction":1.000})"
+               "\n"
+               R"({"event":"finished",)" +
+               names +
+               R"(,"success":true,"detail":"Conversion terminée","remarks":["Dit \"oui\"."],)"
+               R"("original":"/folder/a�.png","seconds":1.235})"
+               "\n"
+               R"({"event":"finished",)" +
+               names +
+               R"(,"success":false,"title":"Format non pris en charge",)"
+               R"("detail":"Dit \"non\".","remarks":[],"original":null,"seconds":0.000})"
+               "\n"
+               R"({"event":"problem","message":"photo\u202Egnp\u007F\u009B.exe"})"
+               "\n")
+                  .toStdString());
 }
 
 TEST_F(ReporterTest, writesAFractionThatIsNoFractionAsJson)
@@ -127,6 +129,7 @@ TEST_F(ReporterTest, tellsPeopleInLines)
         "Conversion en cours : é\\.jpg (PNG → JPG), 2 en attente\n"
         "Fin demandée. Conversions à terminer : 3\n"
         "✓ é\\.jpg (PNG → JPG)  Conversion terminée (1,23 s)\n"
+        "  Dit \"oui\".\n"
         "✗ bell\\u0007\\u001B[2J\\u202E\\u009B.pdf (PNG → PDF)  Format non pris en charge : Dit \"non\".\n"
         "Problème de surveillance : Non.\n");
 }
@@ -152,7 +155,8 @@ TEST_F(ReporterTest, keepsTheProgressOnTheLastLineOfATerminal)
     }
     written.clear();
     reporter.finished(job, success());
-    EXPECT_EQ(written.toStdString(), "\r\x1b[K✓ é\\.jpg (PNG → JPG)  Conversion terminée (1,23 s)\n");
+    EXPECT_EQ(written.toStdString(), "\r\x1b[K✓ é\\.jpg (PNG → JPG)  Conversion terminée (1,23 s)\n"
+                                     "\r\x1b[K  Dit \"oui\".\n");
 }
 
 TEST_F(ReporterTest, tellsOfJobsSideBySide)
@@ -166,6 +170,8 @@ TEST_F(ReporterTest, tellsOfJobsSideBySide)
     written.clear();
     people.finished(job, success());
     EXPECT_EQ(written.toStdString(), "\r\x1b[K✓ é\\.jpg (PNG → JPG)  Conversion terminée (1,23 s)\n"
+                                     "\r\x1b[K[==========          ]  50 %  b.mp3  WAV → MP3"
+                                     "\r\x1b[K  Dit \"oui\".\n"
                                      "\r\x1b[K[==========          ]  50 %  b.mp3  WAV → MP3");
 
     JsonReporter programs(output, throttle);

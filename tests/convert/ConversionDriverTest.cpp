@@ -126,7 +126,12 @@ const std::string noName = "Conversion impossible. Original intact sous a.jpg ; 
 const std::string moveFailed = "Échec du remplacement. Original intact : …/a.png";
 const std::string changing = "Le fichier est en cours de modification.";
 const std::string changed = "Le fichier a été modifié pendant la conversion. Aucun remplacement effectué.";
-const std::string kept = "done, original at …/a.png";
+const std::string unflushed = "done \"L’enregistrement du dossier sur le disque a échoué ; l’original reste "
+                              "sous « a.png ».\", original at …/a.png";
+const std::string unremoved =
+    "done \"La suppression de l’original a échoué ; il reste sous « a.png ».\", original at …/a.png";
+const std::string editedLate = "done \"L’original a été modifié pendant son remplacement ; il reste sous "
+                               "« a.png ».\", original at …/a.png";
 const std::string noFile = "Ce fichier n’est pas un fichier ordinaire.";
 
 INSTANTIATE_TEST_SUITE_P(
@@ -141,8 +146,8 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"firstMoveFails", before(Move, 1), fail, nameBack, "a.png=old"},
         Case{"secondMoveFails", before(Move, 2), fail, moveFailed, "a.png=old"},
         Case{"allMovesFail", before(Move, 0), fail, noName, "a.jpg=old"},
-        Case{"flushOfFolderFails", before(Flush, 3), fail, kept, "a.jpg=new, a.png=old"},
-        Case{"removalFails", before(Remove), fail, kept, "a.jpg=new, a.png=old"},
+        Case{"flushOfFolderFails", before(Flush, 3), fail, unflushed, "a.jpg=new, a.png=old"},
+        Case{"removalFails", before(Remove), fail, unremoved, "a.jpg=new, a.png=old"},
         Case{"editedWhileCopied", after(Copy), editNew, changing, "a.jpg=edit"},
         Case{"editedWhileConverted", before(Attributes, 2), editNew, changed, "a.jpg=edit"},
         Case{"savedOverWhileConverted", before(Attributes, 2), saveOver, changed, "a.jpg=edit"},
@@ -152,7 +157,7 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"editedOnceAside", after(Move), editOld, changed, "a.jpg=edit"},
         Case{"newNameTaken", after(Move), editNew, moveFailed, "a.jpg=edit, a.png=old"},
         Case{"editedAndTaken", after(Move), editOldTakeNew, moveFailed, "a.jpg=other, a.png=edit"},
-        Case{"editedBeforeRemoval", after(Move, 2), editOld, kept, "a.jpg=new, a.png=edit"},
+        Case{"editedBeforeRemoval", after(Move, 2), editOld, editedLate, "a.jpg=new, a.png=edit"},
         Case{"oldNameTaken", before(Move), editOld, "« a.png » existe déjà.", "a.jpg=old, a.png=edit"},
         Case{"removed", before(Attributes, 2), removeNew, "« a.jpg » est introuvable.", ""},
         Case{"becameALink", after(Copy), makeLink, noFile, "a.jpg"},
@@ -195,8 +200,12 @@ TEST(ConversionDriverTest, leavesTheResultUnderTheNewNameAndAKeptOriginalBesideI
             if (keepsOriginal)
                 expected.insert(row.original + "=old");
 
+            std::string outcome = keepsOriginal ? "done \"Piste 2 omise.\"" : "done";
+            if (wanted == Kept::AsTheEngineWants)
+                outcome += " \"L’original reste à côté du résultat, sous « " +
+                           displayName(row.original).toStdString() + " ».\"";
             EXPECT_EQ(world.convert(job),
-                      keepsOriginal ? "done \"Piste 2 omise.\", original at …/" + row.original : "done");
+                      keepsOriginal ? outcome + ", original at …/" + row.original : outcome);
             std::string contents;
             for (const std::string &line : expected)
                 contents += (contents.empty() ? "" : ", ") + line;
@@ -301,8 +310,20 @@ TEST(ConversionDriverTest, keepsAnOriginalThatAProgramMayStillWriteInto)
     ConversionWorld world;
     const RenameJob job = world.renamed("a.png", "a.jpg");
     const FileDescriptor writer(::open(job.newURL.c_str(), O_WRONLY));
-    EXPECT_EQ(world.convert(job), kept);
+    EXPECT_EQ(world.convert(job),
+              "done \"L’original est encore ouvert en écriture dans un programme ; il reste "
+              "sous « a.png ».\", original at …/a.png");
     EXPECT_EQ(world.contents(), "a.jpg=new, a.png=old");
+}
+
+TEST(ConversionDriverTest, flushesTheFolderThatALinkLeadsTo)
+{
+    ConversionWorld world;
+    world.folder.write("real/a.jpg", "old");
+    fs::create_directory_symlink("real", world.folder / "link");
+    const fs::path newURL = world.folder / "link/a.jpg";
+    EXPECT_EQ(world.convert({world.folder / "link/a.png", newURL, FileStamp::read(newURL)}), "done");
+    EXPECT_EQ(world.contents(), "link, real/, real/a.jpg=new");
 }
 
 TEST(ConversionDriverTest, findsItsWorkAgainWhenTheFolderWasMovedAway)

@@ -29,7 +29,12 @@ std::string restored(const ConversionWorld &world, const Files &files = Files())
     const auto isEntered = [](std::string_view name) {
         return !name.starts_with('.') && !name.ends_with(".app");
     };
-    const QStringList sentences = restoreInterruptedWork({world.folder.path()}, isEntered, files);
+    QStringList sentences;
+    for (const auto &interrupted : restoreInterruptedWork({world.folder.path()}, isEntered, files)) {
+        const fs::path name = interrupted.file.filename();
+        EXPECT_TRUE(name == "a.jpg" || WorkFolder::isWorkFolderName(name));
+        sentences.append(interrupted.sentence);
+    }
     return world.shortened(sentences.join(QLatin1Char(' ')).toStdString());
 }
 

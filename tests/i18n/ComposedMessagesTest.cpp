@@ -138,8 +138,9 @@ TEST(ComposedMessages, ofRefusalsAndFailedConversions)
     expectInEveryLanguage({QString::fromStdString(stuck.convert(stuck.renamed("a.PNG", "a.jpg"))),
                            u"Conversion impossible. Original intact sous {0} ; rétablissez .{1}."_s,
                            {u"a.jpg"_s, u"PNG"_s}});
-    const JobOutcome unexpected = outcomeOf([](auto &&...) { throw std::runtime_error("vips: bad"); },
-                                            renamed("a.png", "a.jpg"), {}, [](auto) {});
+    const JobOutcome unexpected =
+        outcomeOf([](auto &&...) -> ConversionReport { throw std::runtime_error("vips: bad"); },
+                  renamed("a.png", "a.jpg"), {}, [](auto) {});
     expectInEveryLanguage({unexpected.detail, u"Erreur inattendue : {0}"_s, {u"vips: bad"_s}});
 }
 

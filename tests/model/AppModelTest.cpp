@@ -364,6 +364,24 @@ TEST_F(AppModelTest, runsAJobWithThePreferencesOfItsStart)
     EXPECT_EQ(model->activities()[0].detail, u"Conversion terminée"_s);
 }
 
+TEST_F(AppModelTest, tellsWhatIsToBeKnownAboutASuccess)
+{
+    world.report = {{u"Piste 2 omise."_s}, "/folder/a.png"};
+    model->enqueue(renamed("a.png", "a.jpg"));
+    world.runBackground();
+    EXPECT_EQ(model->activities()[0].state(), ActivityState::SucceededWithRemark);
+    EXPECT_EQ(model->activities()[0].remarks, QStringList(u"Piste 2 omise."_s));
+    EXPECT_EQ(model->activities()[0].detail, u"Terminé · original conservé"_s);
+    EXPECT_EQ(model->bannerLabel(), u"Original conservé"_s);
+    EXPECT_EQ(model->warningCount(), 0);
+
+    world.report = {};
+    model->enqueue(renamed("b.png", "b.jpg"));
+    EXPECT_EQ(model->bannerLabel(), u"En cours"_s);
+    world.runBackground();
+    EXPECT_EQ(model->bannerLabel(), u"Terminé"_s);
+}
+
 TEST_F(AppModelTest, rememberTheLastThirtyOutcomes)
 {
     for (int count = 1; count <= 31; ++count) {
@@ -451,20 +469,37 @@ TEST_F(AppModelTest, putsInterruptedWorkRightBeforeItWatches)
 {
     world.restore = [this](const std::vector<std::filesystem::path> &folders) {
         world.log.push_back("restore " + folders.at(0).native());
-        return QStringList(u"Restauré."_s);
+        return std::vector<InterruptedConversion>{{"/folder/x/a.jpg", u"Restauré."_s},
+                                                  {"/folder/y/a.jpg", u"Restauré aussi."_s}};
     };
+    QStringList problems;
+    QObject::connect(model.get(), &AppModel::watchProblem,
+                     [&problems](const QString &message) { problems.append(message); });
     model->start();
     model->restartWatcher();
     EXPECT_TRUE(world.log.empty()) << "nothing is watched while work is being restored";
 
     world.runBackground();
-    EXPECT_EQ(world.log, Lines({"restore /folder", "watch /folder"}));
-    EXPECT_EQ(model->watchMessage(), u"Restauré."_s);
+    EXPECT_EQ(world.log, Lines({"restore /folder", "watch /folder", "onWarning"}));
+    EXPECT_EQ(problems, QStringList({u"Restauré."_s, u"Restauré aussi."_s}));
+    model->restartWatcher(); // a pause or a change of folders takes nothing of it away
+    ASSERT_EQ(model->activities().size(), 2);
+    EXPECT_EQ(model->activities()[1].name, u"a.jpg"_s);
+    EXPECT_EQ(model->activities()[1].folder, u"/folder/x"_s);
+    EXPECT_EQ(model->activities()[1].detail, u"Conversion interrompue"_s);
+    EXPECT_EQ(model->activities()[1].remarks, QStringList(u"Restauré."_s));
+    EXPECT_EQ(model->activities()[1].state(), ActivityState::Failed);
+    EXPECT_EQ(model->warningTitle(), u"Conversion interrompue"_s);
+    EXPECT_EQ(model->warnedFiles(), QList<WarnedFile>({{u"a.jpg"_s, u"/folder/y"_s, u"Restauré aussi."_s},
+                                                       {u"a.jpg"_s, u"/folder/x"_s, u"Restauré."_s}}));
+    EXPECT_EQ(model->warningCount(), 2);
+    model->clearWarnings();
+    EXPECT_TRUE(model->warnedFiles().isEmpty());
 }
 
 TEST_F(AppModelTest, watchesEvenWhenRestoringFails)
 {
-    world.restore = [](const std::vector<std::filesystem::path> &) -> QStringList {
+    world.restore = [](const std::vector<std::filesystem::path> &) -> std::vector<InterruptedConversion> {
         throw FileError(EACCES, "/folder");
     };
     model->start();

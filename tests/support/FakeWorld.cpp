@@ -52,7 +52,10 @@ ModelServices FakeWorld::services()
     services.pacing = pacing;
     services.machine = [this] { return machine; };
     services.convert = [this](const RenameJob &job, const Preferences &preferences,
-                              const Progress &progress) { convert(job, preferences, progress); };
+                              const Progress &progress) {
+        convert(job, preferences, progress);
+        return report;
+    };
     services.isInPlace = [this](const RenameJob &job) { return isInPlace(job); };
     services.makeWatcher = [this](JobSourceHandlers given) {
         handlers = std::move(given);

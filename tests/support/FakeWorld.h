@@ -28,8 +28,9 @@ public:
     QueuePacing pacing;
     Machine machine{.cores = 2, .availableBytes = 4ULL << 30};
     std::function<bool(const RenameJob &)> isInPlace = [](const RenameJob &) { return true; };
-    std::function<QStringList(const std::vector<std::filesystem::path> &)> restore =
-        [](const std::vector<std::filesystem::path> &) { return QStringList(); };
+    ConversionReport report; ///< of what converts
+    std::function<std::vector<InterruptedConversion>(const std::vector<std::filesystem::path> &)> restore =
+        [](const std::vector<std::filesystem::path> &) { return std::vector<InterruptedConversion>(); };
 
     /// Runs a background task, the oldest or one that began so many later, then whatever it posted to the
     /// main thread.

@@ -108,7 +108,7 @@ TEST_F(Views, TheMenuFollowsTheModel)
     EXPECT_TRUE(button(menu, u"Quitter"_s)->isEnabled());
 }
 
-TEST_F(Views, TheWarningCountsFromTwo)
+TEST_F(Views, TheWarningCountsFromTwoAndNamesTheFiles)
 {
     const ProtectionWarning warning(model, {.dismiss = [] {}, .details = [] {}});
     ConversionStatus shown;
@@ -117,6 +117,18 @@ TEST_F(Views, TheWarningCountsFromTwo)
         model.showSample(shown);
         EXPECT_EQ(texts(warning).contains(QString::number(count)), count > 1);
     }
+    EXPECT_EQ(warning.size(), QSize(340, 190));
+
+    for (const QString &folder : {u"/a"_s, u"/b"_s, u"/c"_s, u"/d"_s, u"/e"_s})
+        shown.warnedFiles.append({u"photo.jpg"_s, folder, u"Lecture de l’image impossible."_s});
+    shown.warningCount = 14;
+    model.showSample(shown);
+    const QStringList seen = texts(warning);
+    EXPECT_TRUE(seen.contains(u"photo.jpg"_s) && seen.contains(u"/a"_s));
+    EXPECT_TRUE(seen.contains(u"/b/photo.jpg"_s) && seen.contains(u"/d/photo.jpg"_s));
+    EXPECT_FALSE(seen.contains(u"/e/photo.jpg"_s));
+    EXPECT_TRUE(seen.contains(u"Autres fichiers : 10"_s));
+    EXPECT_GT(warning.height(), 190) << "the lines stand below the text and take none of its room";
 }
 
 TEST_F(Views, SettingsGoThroughTheModel)
@@ -183,6 +195,9 @@ TEST_F(Views, NothingIsCutOffInAnyLanguage)
     states[0].warningMessage = composed(
         u"{0} Nom d’origine rétabli : « {1} ». Le contenu n’a pas été modifié."_s,
         {RenameProtection::rejectionReason(u"mp3"_s, u"mkv"_s).value_or(QString()), u"musique.mp3"_s});
+    states[0].warningCount = 9;
+    for (int file = 0; file < 5; ++file)
+        states[0].warnedFiles.append({u"musique.mkv"_s, u"/folder"_s, states[0].warningMessage});
     model.setPaused(true);
     for (const Localization::Language &language : Localization::languages()) {
         SCOPED_TRACE(language.code.toStdString());

@@ -23,6 +23,7 @@ constexpr std::array files{
     "arrow-down-circle",
     "arrow-right",
     "checkmark",
+    "checkmark-bubble-fill",
     "checkmark-circle",
     "checkmark-circle-fill",
     "chevrons",

@@ -14,6 +14,7 @@ enum class Symbol {
     ArrowDownCircle,
     ArrowRight,
     Checkmark,
+    CheckmarkBubbleFill,
     CheckmarkCircle,
     CheckmarkCircleFill,
     Chevrons,

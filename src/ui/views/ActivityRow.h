@@ -6,11 +6,12 @@
 
 namespace quorvalent {
 
+class ElidedLabel;
 class IconView;
 class Label;
 class WrappingLabel;
 
-/// One outcome in the list of recent conversions.
+/// One outcome, with what is to be known about it, in the list of recent conversions.
 class ActivityRow : public QWidget
 {
     Q_OBJECT
@@ -23,7 +24,9 @@ public:
 private:
     Activity m_activity;
     IconView *m_icon;
+    ElidedLabel *m_folder;
     WrappingLabel *m_detail;
+    WrappingLabel *m_remarks;
     Label *m_time;
 };
 

@@ -7,8 +7,11 @@
 #include "ui/controls/IconView.h"
 #include "ui/controls/PushButton.h"
 #include "ui/controls/WrappingLabel.h"
+#include "ui/views/WarnedFiles.h"
 
 #include <QVBoxLayout>
+
+#include <algorithm>
 
 namespace quorvalent {
 
@@ -26,10 +29,11 @@ ProtectionWarning::ProtectionWarning(AppModel &model, Actions actions, QWidget *
     , m_title(new WrappingLabel(TextStyle::Heading, Tone::Primary, 1))
     , m_count(new Label(TextStyle::Secondary))
     , m_message(new WrappingLabel(TextStyle::Body, Tone::Secondary, metrics::warningLines))
+    , m_files(new WarnedFiles(model))
     , m_details(new PushButton(PushButton::Look::Plain))
     , m_dismiss(new PushButton(PushButton::Look::Bordered))
 {
-    setFixedSize(metrics::warningSize);
+    setFixedWidth(metrics::warningSize.width());
     m_message->shrinkTo(TextStyle::Small);
     m_details->setFixedHeight(metrics::warningButtonHeight);
     m_dismiss->setFixedHeight(metrics::warningButtonHeight);
@@ -42,6 +46,9 @@ ProtectionWarning::ProtectionWarning(AppModel &model, Actions actions, QWidget *
     auto *message = new QHBoxLayout;
     message->setContentsMargins(metrics::buttonPlainPadding, 0, 0, 0);
     message->addWidget(m_message);
+    auto *files = new QHBoxLayout;
+    files->setContentsMargins(metrics::buttonPlainPadding, 0, 0, 0);
+    files->addWidget(m_files);
     auto *buttons = new QHBoxLayout;
     buttons->addWidget(m_details);
     buttons->addStretch();
@@ -54,6 +61,7 @@ ProtectionWarning::ProtectionWarning(AppModel &model, Actions actions, QWidget *
     column->setSpacing(metrics::warningSpacing);
     column->addLayout(header);
     column->addLayout(message, 1);
+    column->addLayout(files);
     column->addLayout(buttons);
 
     connect(m_details, &PushButton::clicked, this, [show = std::move(actions.details)] { show(); });
@@ -69,10 +77,28 @@ void ProtectionWarning::refresh()
     m_count->showText(count >= manyWarnings ? QString::number(count) : QString());
     m_count->setAccessibleName(L(composed(u"Avertissements : {0}"_s, {QString::number(count)})));
     m_message->setText(L(m_model.warningMessage()));
+    m_files->refresh();
+    makeRoomForFiles();
     m_details->setText(L(u"Détails"_s));
     m_dismiss->setText(L(u"Compris"_s));
     setAccessibleName(m_title->text());
     setAccessibleDescription(m_message->text());
+}
+
+// The panel without them has a given height; they stand below its text and neither takes room of the other.
+void ProtectionWarning::makeRoomForFiles()
+{
+    constexpr int around =
+        2 * (metrics::warningPadding + metrics::warningSpacing) + metrics::warningButtonHeight;
+    const QMargins sides = layout()->contentsMargins();
+    const int header = layout()->itemAt(0)->heightForWidth(width() - sides.left() - sides.right());
+    m_message->setMaximumHeight(metrics::warningSize.height() - around - header);
+    const int height = metrics::warningSize.height();
+    if (m_files->isHidden())
+        setFixedHeight(height);
+    else
+        setFixedHeight(std::max(height + m_files->sizeHint().height() + metrics::warningSpacing,
+                                layout()->totalMinimumHeightForWidth(width())));
 }
 
 } // namespace quorvalent

@@ -9,9 +9,11 @@ namespace quorvalent {
 class AppModel;
 class Label;
 class PushButton;
+class WarnedFiles;
 class WrappingLabel;
 
-/// The content of the warning panel: why a rename was undone, or a conversion failed.
+/// The content of the warning panel: why a rename was undone, or a conversion failed, and of which file. The
+/// lines that name the files make it higher.
 class ProtectionWarning : public QWidget
 {
     Q_OBJECT
@@ -28,10 +30,13 @@ public:
     void refresh();
 
 private:
+    void makeRoomForFiles();
+
     AppModel &m_model;
     WrappingLabel *m_title;
     Label *m_count;
     WrappingLabel *m_message;
+    WarnedFiles *m_files;
     PushButton *m_details;
     PushButton *m_dismiss;
 };
