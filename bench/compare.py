@@ -45,7 +45,7 @@ class Watch:
     """A running quorvalent-watch and its events."""
 
     def __init__(self, folder, *options):
-        self.process = subprocess.Popen([WATCH, "--json", *options, folder], stdout=subprocess.PIPE,
+        self.process = subprocess.Popen([WATCH, "--json", "--undo", "0", *options, folder], stdout=subprocess.PIPE,
                                         bufsize=0)  # so that select() sees every line
         self.wait("watching")
 

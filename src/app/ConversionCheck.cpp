@@ -92,6 +92,7 @@ private:
     {
         Preferences preferences;
         preferences.folders = {folder};
+        preferences.undoSpan = std::chrono::minutes(0); // nothing stays of a check
         return preferences;
     }
 

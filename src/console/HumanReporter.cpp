@@ -87,6 +87,10 @@ void HumanReporter::finished(const RenameJob &job, const JobOutcome &outcome)
     end(job);
     const QString name = displayName(job.newURL);
     const QString detail = changeOfFormat(job);
+    if (outcome.isCancelled) {
+        line(composed(L(u"– {0} ({1})  {2}"_s), {name, detail, L(outcome.detail)}));
+        return;
+    }
     if (outcome.failure) {
         line(composed(L(u"✗ {0} ({1})  {2} : {3}"_s),
                       {name, detail, L(outcome.failure->title), L(outcome.detail)}));

@@ -23,6 +23,7 @@ using namespace Qt::StringLiterals;
 // Between the least that speech needs and the most that any of the encoders takes.
 constexpr qint64 minimumBitrateKbps = 8;
 constexpr qint64 maximumBitrateKbps = 512;
+constexpr int mostUndoMinutes = 24 * 60;
 
 constexpr int maximumJobs = 64; // each of them has processes of its own
 
@@ -169,6 +170,10 @@ private:
             readJobs(valueOf(argument));
             return;
         }
+        if (name == "--undo") {
+            readUndo(valueOf(argument));
+            return;
+        }
         for (const FormatOption &option : formatOptions()) {
             if (name == option.name) {
                 readFormatOption(m_options.preferences, option, valueOf(argument));
@@ -210,6 +215,18 @@ private:
                 composed(u"Valeur non valide pour --jobs : « {0} » (attendu : un nombre de 1 à 64)."_s,
                          {textOf(number)}));
         m_options.jobs = jobs;
+    }
+
+    void readUndo(const std::string &value)
+    {
+        bool isNumber = false;
+        const int minutes = textOf(value).toInt(&isNumber);
+        if (!isNumber || minutes < 0 || minutes > mostUndoMinutes)
+            throw UsageError(
+                composed(u"Valeur non valide pour --undo : « {0} » (attendu : un nombre de minutes, "
+                         u"de 0 à 1440)."_s,
+                         {textOf(value)}));
+        m_options.preferences.undoSpan = std::chrono::minutes(minutes);
     }
 
     // Both "--option=value" and "--option value".
@@ -267,6 +284,8 @@ renommage change l’extension, jusqu’à SIGINT (Ctrl-C) ou SIGTERM. Les conve
 cours et en attente sont alors terminées ; un second signal ne termine que les premières.
 
   --keep-original         garder l’original à côté du fichier converti
+  --undo MINUTES          garder les originaux remplacés pendant ce temps : renommer dans
+                          l’autre sens les rend (30 par défaut, 0 : jamais)
   --quality EXT=FRACTION  qualité d’un format d’image, de 0 à 1 (jpg=0.8)
   --bitrate EXT=KBPS      débit d’un format audio, de 8 à 512 kbit/s (mp3=192)
   --video EXT=LEVEL       niveau d’un format vidéo : 0 maximal, 1 équilibré, 2 compact

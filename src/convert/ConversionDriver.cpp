@@ -54,6 +54,46 @@ ConversionError noValidOutput()
     return ConversionError(u"Le moteur n’a produit aucun fichier valide."_s);
 }
 
+// What a conversion may take on the volume at its worst: the copy, and a result that is larger by so much.
+std::uint64_t roomFor(const RenameJob &job)
+{
+    constexpr std::uint64_t films = 3;
+    constexpr std::uint64_t unpacked = 16; // compressed pictures and sounds as plain pixels and samples
+    return job.stamp.size * (videoExtensions().contains(targetFormat(job)) ? films : unpacked);
+}
+
+// The file bears its old name again, as its owner left it.
+bool isTakenBack(const RenameJob &job)
+{
+    return !job.stamp.isAt(job.newURL) && job.stamp.isAt(job.oldURL);
+}
+
+ConversionCancelled cancelled()
+{
+    return ConversionCancelled(u"Conversion annulée."_s);
+}
+
+// Out of a progress, the exception ends the engine at once.
+Progress untilTakenBack(const RenameJob &job, const Progress &progress)
+{
+    return [&job, &progress](std::optional<double> fraction) {
+        if (isTakenBack(job))
+            throw cancelled();
+        report(progress, fraction);
+    };
+}
+
+// Adds what the user has to know of an original that stays.
+void tell(ConversionReport &conversion, const RemainingOriginal &stays, bool wasWanted)
+{
+    conversion.original = stays.place;
+    if (!stays.reason.isEmpty())
+        conversion.remarks.append(stays.reason);
+    else if (!wasWanted)
+        conversion.remarks.append(
+            composed(u"L’original reste à côté du résultat, sous « {0} »."_s, {displayName(stays.place)}));
+}
+
 struct EnginesInUse
 {
     const Engines &engines;
@@ -62,9 +102,10 @@ struct EnginesInUse
 
 } // namespace
 
-ConversionDriver::ConversionDriver(const Files &files, Engines engines)
+ConversionDriver::ConversionDriver(const Files &files, Engines engines, const OriginalsStore *originals)
     : m_files(files)
     , m_engines(std::move(engines))
+    , m_originals(originals)
 {}
 
 ConversionReport ConversionDriver::convert(const RenameJob &job, const Preferences &preferences,
@@ -73,8 +114,16 @@ ConversionReport ConversionDriver::convert(const RenameJob &job, const Preferenc
     if (const std::optional<QString> refusal = RenameProtection::reason(job))
         throw RenameProtection::reject(job, *refusal, m_files);
     try {
-        return replace(job, preferences, progress);
+        const auto asked = m_originals ? m_originals->returnOf(job) : std::nullopt;
+        ConversionReport done =
+            asked ? bringBack(job, *asked) : replace(job, preferences, untilTakenBack(job, progress));
+        report(progress, 1.0);
+        return done;
+    } catch (const OriginalLeftError &) {
+        throw;
     } catch (const Error &failure) {
+        if (isTakenBack(job))
+            throw cancelled();
         giveNameBack(job, failure);
         throw;
     } catch (const std::bad_alloc &) {
@@ -88,6 +137,7 @@ ConversionReport ConversionDriver::replace(const RenameJob &job, const Preferenc
                                            const Progress &progress) const
 {
     requireStamp(job, u"Le fichier a changé. Conversion annulée pour le protéger."_s);
+    makeRoom(job);
     const WorkFolder work(m_files, job, preferences.keepOriginal);
     const EnginesInUse inUse{m_engines}; // gone before the folder that they work in
     m_engines.begin(work.mediaFolder(), isImageJob(job));
@@ -101,18 +151,36 @@ ConversionReport ConversionDriver::replace(const RenameJob &job, const Preferenc
         learnt = runEngine(job, work, preferences, progress);
         requireSoundOutput(work, own);
     }
-    ConversionReport conversion{std::move(learnt.remarks), {}};
-    const SafeReplacement replacement(m_files, job, work);
-    if (const auto stays = replacement.run(preferences.keepOriginal || learnt.keepsOriginal)) {
-        conversion.original = stays->place;
-        if (!stays->reason.isEmpty())
-            conversion.remarks.append(stays->reason);
-        else if (!preferences.keepOriginal)
-            conversion.remarks.append(composed(u"L’original reste à côté du résultat, sous « {0} »."_s,
-                                               {displayName(stays->place)}));
+    ConversionReport conversion{.remarks = std::move(learnt.remarks), .original = {}};
+    TakeOriginal take;
+    if (m_originals && preferences.undoSpan.count() > 0) {
+        take = [&](const fs::path &original, const FileStamp &result) {
+            conversion.canBeTakenBack = m_originals->keep(original, job.oldURL.filename().native(), job.stamp,
+                                                          result, preferences.undoSpan);
+            return conversion.canBeTakenBack;
+        };
     }
-    report(progress, 1.0);
+    const SafeReplacement replacement(m_files, job, work);
+    if (const auto stays = replacement.run(preferences.keepOriginal || learnt.keepsOriginal, take))
+        tell(conversion, *stays, preferences.keepOriginal);
     return conversion;
+}
+
+ConversionReport ConversionDriver::bringBack(const RenameJob &job, const OriginalsStore::Return &asked) const
+{
+    requireStamp(job, u"Le fichier a changé. Conversion annulée pour le protéger."_s);
+    const WorkFolder work(m_files, job, false); // its journal tells the next start of a swap that was killed
+    ConversionReport done{.remarks = {}, .original = {}, .isReturn = true};
+    if (const auto stays = SafeReplacement(m_files, job, work).bringBack(asked.original.file()))
+        tell(done, *stays, false);
+    m_originals->finish(asked);
+    return done;
+}
+
+void ConversionDriver::makeRoom(const RenameJob &job) const
+{
+    if (m_originals)
+        m_originals->makeRoom(job.newURL.parent_path(), roomFor(job));
 }
 
 void ConversionDriver::requireSpaceForResult(const RenameJob &job) const
@@ -143,6 +211,8 @@ EngineReport ConversionDriver::runEngine(const RenameJob &job, const WorkFolder 
     if (first) {
         try {
             return first(work.sourceCopy(), work.output(), preferences, progress);
+        } catch (const ConversionCancelled &) {
+            throw;
         } catch (const Error &) {
             if (!m_engines.hasExternal())
                 throw;

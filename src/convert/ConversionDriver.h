@@ -1,6 +1,7 @@
 #pragma once
 
 #include "convert/ConversionReport.h"
+#include "convert/OriginalsStore.h"
 #include "convert/WorkFolder.h"
 #include "core/Preferences.h"
 #include "core/Progress.h"
@@ -44,11 +45,13 @@ struct Engines
 class ConversionDriver
 {
 public:
-    /// `files` outlives the object.
-    ConversionDriver(const Files &files, Engines engines);
+    /// Removed originals go to `originals`, and come back from there where a rename takes a conversion back;
+    /// without it they are gone. Both outlive the object.
+    ConversionDriver(const Files &files, Engines engines, const OriginalsStore *originals = nullptr);
 
-    /// Throws UnsupportedRenameError when the policy refuses the rename, otherwise ConversionError or
-    /// FileError; each sentence also says where the file is if it is no longer where it was. Reports 1.0
+    /// Throws UnsupportedRenameError when the policy refuses the rename, ConversionCancelled when it was
+    /// taken back meanwhile (an engine ends at its next report of progress then), otherwise ConversionError
+    /// or FileError; each sentence also says where the file is if it is no longer where it was. Reports 1.0
     /// once, when the result is in place. The original stays beside the result where the preferences or the
     /// engine want it kept.
     ConversionReport convert(const RenameJob &job, const Preferences &preferences,
@@ -57,6 +60,8 @@ public:
 private:
     ConversionReport replace(const RenameJob &job, const Preferences &preferences,
                              const Progress &progress) const;
+    [[nodiscard]] ConversionReport bringBack(const RenameJob &job, const OriginalsStore::Return &asked) const;
+    void makeRoom(const RenameJob &job) const;
     EngineReport runEngine(const RenameJob &job, const WorkFolder &work, const Preferences &preferences,
                            const Progress &progress) const;
     void requireSoundOutput(const WorkFolder &work, const FileAttributes &own) const;
@@ -66,6 +71,7 @@ private:
 
     const Files &m_files;
     Engines m_engines;
+    const OriginalsStore *m_originals;
 };
 
 } // namespace quorvalent

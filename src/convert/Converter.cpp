@@ -24,10 +24,12 @@ void run(Kind engine, const fs::path &source, const fs::path &output, const Pref
 } // namespace
 
 ConversionReport Converter::convert(const RenameJob &job, const Preferences &preferences,
-                                    const Progress &progress, const HelperSource &helpers)
+                                    const Progress &progress, const HelperSource &helpers,
+                                    const OriginalsStore *originals)
 {
     const Files files;
-    return ConversionDriver(files, HelperEngines::forDriver(helpers)).convert(job, preferences, progress);
+    const ConversionDriver driver(files, HelperEngines::forDriver(helpers), originals);
+    return driver.convert(job, preferences, progress);
 }
 
 void Converter::image(const fs::path &source, const fs::path &output, double quality,

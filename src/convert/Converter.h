@@ -18,10 +18,11 @@ struct Converter
 {
     /// Converts one job and returns what is to be known about it, or puts the old name back when the policy
     /// refuses it (UnsupportedRenameError). One job at a time. On success reports 1.0 once, last. The
-    /// engines' process comes from `helpers`.
+    /// engines' process comes from `helpers`; removed originals go to `originals` where there is one.
     static ConversionReport
     convert(const RenameJob &job, const Preferences &preferences, const Progress &progress,
-            const HelperSource &helpers = HelperEngines::starting(HelperPrograms::bundled()));
+            const HelperSource &helpers = HelperEngines::starting(HelperPrograms::bundled()),
+            const OriginalsStore *originals = nullptr);
 
     /// Writes a still or multi-frame image as the format of `output`'s extension. `quality` is a fraction,
     /// 1.0 the best; formats without lossy compression ignore it. Reports up to 0.9.

@@ -15,9 +15,9 @@ ConversionError changedMeanwhile()
     return ConversionError(u"Le fichier a été modifié pendant la conversion. Aucun remplacement effectué."_s);
 }
 
-ConversionError originalLeftAt(const fs::path &backup)
+OriginalLeftError originalLeftAt(const fs::path &backup)
 {
-    return ConversionError(
+    return OriginalLeftError(
         composed(u"Échec du remplacement. Original intact : {0}"_s, {displayText(backup)}));
 }
 
@@ -34,14 +34,29 @@ SafeReplacement::SafeReplacement(const Files &files, const RenameJob &job, const
     , m_work(work)
 {}
 
-std::optional<RemainingOriginal> SafeReplacement::run(bool keepsOriginal) const
+std::optional<RemainingOriginal> SafeReplacement::run(bool keepsOriginal, const TakeOriginal &take) const
 {
     requireUnchanged();
-    sealOutput();
-    requireUnchanged(); // flushing a long result takes its time
+    m_files.carryOverAttributes(m_job.newURL, m_work.output());
+    return swap(m_work.output(), keepsOriginal, take);
+}
+
+std::optional<RemainingOriginal> SafeReplacement::bringBack(const fs::path &kept) const
+{
+    requireUnchanged();
+    return swap(kept, false, {});
+}
+
+std::optional<RemainingOriginal> SafeReplacement::swap(const fs::path &replacement, bool keepsOriginal,
+                                                       const TakeOriginal &take) const
+{
+    m_files.flush(replacement);
+    m_work.flushJournal();
+    const FileStamp result = FileStamp::read(replacement); // once in place, it is anybody's to change
+    requireUnchanged();                                    // flushing a long result takes its time
     const fs::path backup = m_files.exists(m_job.oldURL) ? m_work.collisionBackup() : m_job.oldURL;
     moveAside(backup);
-    moveIn(backup);
+    moveIn(replacement, backup);
     try {
         // What is in the folder, not its name: that may be a link to the folder.
         m_files.flush(m_job.newURL.parent_path() / ".");
@@ -52,20 +67,13 @@ std::optional<RemainingOriginal> SafeReplacement::run(bool keepsOriginal) const
     }
     if (keepsOriginal)
         return RemainingOriginal{backup, {}};
-    return removeOriginal(backup);
+    return removeOriginal(backup, take, result);
 }
 
 void SafeReplacement::requireUnchanged() const
 {
     if (FileStamp::read(m_job.newURL) != m_job.stamp)
         throw changedMeanwhile();
-}
-
-void SafeReplacement::sealOutput() const
-{
-    m_files.carryOverAttributes(m_job.newURL, m_work.output());
-    m_files.flush(m_work.output());
-    m_work.flushJournal();
 }
 
 void SafeReplacement::moveAside(const fs::path &backup) const
@@ -83,16 +91,18 @@ void SafeReplacement::moveAside(const fs::path &backup) const
     throw changedMeanwhile();
 }
 
-void SafeReplacement::moveIn(const fs::path &backup) const
+void SafeReplacement::moveIn(const fs::path &replacement, const fs::path &backup) const
 {
     try {
-        m_files.moveNoReplace(m_work.output(), m_job.newURL);
+        m_files.moveNoReplace(replacement, m_job.newURL);
     } catch (const Error &) {
         throw originalLeftAt(backup);
     }
 }
 
-std::optional<RemainingOriginal> SafeReplacement::removeOriginal(const fs::path &backup) const
+std::optional<RemainingOriginal> SafeReplacement::removeOriginal(const fs::path &backup,
+                                                                 const TakeOriginal &take,
+                                                                 const FileStamp &result) const
 {
     // First the open files, then the stamp: whoever closed the file in between has changed the stamp.
     if (m_files.isOpenForWriting(backup))
@@ -101,6 +111,8 @@ std::optional<RemainingOriginal> SafeReplacement::removeOriginal(const fs::path 
     if (!m_job.stamp.isAt(backup))
         return remaining(backup,
                          u"L’original a été modifié pendant son remplacement ; il reste sous « {0} »."_s);
+    if (take && take(backup, result))
+        return std::nullopt;
     try {
         m_files.remove(backup);
     } catch (const Error &) {

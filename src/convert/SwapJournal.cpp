@@ -1,7 +1,8 @@
 #include "convert/SwapJournal.h"
 
-#include <array>
-#include <charconv>
+#include "convert/JournalFields.h"
+
+#include <vector>
 
 namespace quorvalent {
 
@@ -16,19 +17,6 @@ constexpr std::size_t fieldCount = 9;
 QString fileNumberOf(const FileStamp &stamp)
 {
     return stamp.identity.section(QLatin1Char('-'), 1);
-}
-
-bool isPlainName(const std::string &name)
-{
-    return !name.empty() && name != "." && name != ".." && name.find('/') == std::string::npos;
-}
-
-template <typename Number>
-bool parse(const std::string &text, Number &into)
-{
-    const char *end = text.data() + text.size();
-    const auto [stop, failure] = std::from_chars(text.data(), end, into);
-    return failure == std::errc() && stop == end;
 }
 
 } // namespace
@@ -47,38 +35,26 @@ bool SwapJournal::isOriginal(const FileAttributes &found) const
 
 std::string SwapJournal::encoded() const
 {
-    std::string bytes;
-    const std::array<std::string, fieldCount> fields = {signature,
-                                                        oldName.native(),
-                                                        newName.native(),
-                                                        collisionName.native(),
-                                                        keepsOriginal ? "keep" : "replace",
-                                                        fileNumber.toStdString(),
-                                                        std::to_string(sizeBytes),
-                                                        std::to_string(modified.time_since_epoch().count()),
-                                                        ending};
-    for (const std::string &field : fields)
-        bytes += field + '\0';
-    return bytes;
+    return JournalFields::joined({signature, oldName.native(), newName.native(), collisionName.native(),
+                                  keepsOriginal ? "keep" : "replace", fileNumber.toStdString(),
+                                  std::to_string(sizeBytes),
+                                  std::to_string(modified.time_since_epoch().count()), ending});
 }
 
 std::optional<SwapJournal> SwapJournal::decoded(const std::string &bytes)
 {
-    std::array<std::string, fieldCount> fields;
-    std::size_t at = 0;
-    for (std::string &field : fields) {
-        const std::size_t end = bytes.find('\0', at);
-        if (end == std::string::npos)
-            return std::nullopt;
-        field = bytes.substr(at, end - at);
-        at = end + 1;
-    }
+    using JournalFields::isPlainName;
+    const auto split = JournalFields::split(bytes, fieldCount);
+    if (!split)
+        return std::nullopt;
+    const std::vector<std::string> &fields = *split;
     SwapJournal journal{
         fields[1], fields[2], fields[3], fields[4] == "keep", QString::fromStdString(fields[5]), 0, {}};
     std::int64_t nanoseconds = 0;
     const bool isSound = fields[0] == signature && fields[8] == ending && isPlainName(fields[1]) &&
                          isPlainName(fields[2]) && isPlainName(fields[3]) &&
-                         parse(fields[6], journal.sizeBytes) && parse(fields[7], nanoseconds);
+                         JournalFields::parse(fields[6], journal.sizeBytes) &&
+                         JournalFields::parse(fields[7], nanoseconds);
     if (!isSound)
         return std::nullopt;
     journal.modified = FileTime(std::chrono::nanoseconds(nanoseconds));

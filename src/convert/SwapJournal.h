@@ -31,7 +31,7 @@ struct SwapJournal
     /// Whether what was found somewhere is the original itself, unchanged.
     [[nodiscard]] bool isOriginal(const FileAttributes &found) const;
 
-    /// One line a field, ended by NUL, the only byte besides the slash that no name holds.
+    /// See JournalFields.
     [[nodiscard]] std::string encoded() const;
     /// Nothing unless the bytes are complete and every name is a plain one.
     [[nodiscard]] static std::optional<SwapJournal> decoded(const std::string &bytes);

@@ -22,4 +22,11 @@ public:
     [[nodiscard]] const QString &message() const noexcept { return errorDescription(); }
 };
 
+/// The file bears its old name again: the user took the rename back while it was being converted.
+class ConversionCancelled : public Error
+{
+public:
+    using Error::Error;
+};
+
 } // namespace quorvalent

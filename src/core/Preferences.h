@@ -4,6 +4,7 @@
 #include <QMap>
 #include <QString>
 
+#include <chrono>
 #include <filesystem>
 #include <optional>
 #include <vector>
@@ -20,7 +21,10 @@ struct Preferences
     QMap<QString, double> imageQuality;         ///< fraction, 1.0 is the best
     QMap<QString, qint64> audioBitrate;         ///< kbit/s
     QMap<QString, qint64> videoQuality;         ///< 0 highest, 1 medium, 2 low
-    QString ffmpegPath;                         ///< stored and restored, never used to find the engine
+    /// How long a removed original can be brought back, at once removed with 0. Stored beside the others, not
+    /// among them.
+    std::chrono::minutes undoSpan{30};
+    QString ffmpegPath; ///< stored and restored, never used to find the engine
 
     bool operator==(const Preferences &) const = default;
 

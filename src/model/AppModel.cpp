@@ -22,8 +22,11 @@ const QString loginEnabled = u"Activé dans macOS"_s;
 const QString languageKey = u"language"_s;
 const QString appearanceKey = u"appearance"_s;
 const QString preferencesKey = u"preferences"_s;
+const QString undoMinutesKey = u"undoMinutes"_s;
 const QString loginConfiguredKey = u"loginConfigured"_s;
 const QString finderConsentKey = u"finderWarningConsent"_s;
+
+constexpr int mostUndoMinutes = 24 * 60;
 
 /// The choice of a language or an appearance that is the session's.
 const QString followSystem = u"system"_s;
@@ -36,13 +39,18 @@ void call(const std::function<void()> &callback)
 
 Preferences storedPreferences(UserDefaults &defaults)
 {
-    const std::optional<QByteArray> stored = defaults.data(preferencesKey);
-    if (!stored)
-        return {};
-    std::optional<Preferences> preferences = Preferences::decoded(*stored);
-    if (!preferences)
-        defaults.keepDamaged();
-    return std::move(preferences).value_or(Preferences());
+    Preferences preferences;
+    if (const std::optional<QByteArray> stored = defaults.data(preferencesKey)) {
+        if (std::optional<Preferences> decoded = Preferences::decoded(*stored))
+            preferences = *std::move(decoded);
+        else
+            defaults.keepDamaged();
+    }
+    bool isNumber = false;
+    const int minutes = defaults.string(undoMinutesKey).value_or(QString()).toInt(&isNumber);
+    if (isNumber && minutes >= 0 && minutes <= mostUndoMinutes)
+        preferences.undoSpan = std::chrono::minutes(minutes);
+    return preferences;
 }
 
 QString loginText(LoginItem::Status status)
@@ -138,11 +146,41 @@ void AppModel::start()
     configureLoginOnce();
 }
 
+void AppModel::setUndoSpan(std::chrono::minutes span)
+{
+    changePreferences([span](Preferences &preferences) { preferences.undoSpan = span; });
+    expireOriginals(span);
+}
+
+void AppModel::expireOriginals(std::optional<std::chrono::minutes> most)
+{
+    if (preview())
+        return;
+    m_services.inBackground([self = QPointer(this), most, expire = m_services.expireOriginals] {
+        const std::optional<std::chrono::seconds> next = expire(most);
+        postToMain([self, next] {
+            if (self)
+                self->scheduleExpiry(next);
+        });
+    });
+}
+
+// One timer, and only while something is kept.
+void AppModel::scheduleExpiry(std::optional<std::chrono::seconds> next)
+{
+    if (next)
+        m_expiry = DelayedTask(*next, [this] { expireOriginals(); });
+    else
+        m_expiry.cancel();
+    Q_EMIT changed();
+}
+
 void AppModel::restoreThenWatch()
 {
     m_isRecovering = true;
     const auto restore = m_services.restoreInterruptedWork;
-    m_services.inBackground([self = QPointer(this), restore, folders = m_preferences.folders] {
+    m_services.inBackground([self = QPointer(this), restore, folders = m_preferences.folders,
+                             expire = m_services.expireOriginals] {
         std::vector<InterruptedConversion> interrupted;
         QString problem;
         try {
@@ -152,9 +190,11 @@ void AppModel::restoreThenWatch()
         } catch (const std::exception &error) {
             problem = composed(u"Erreur inattendue : {0}"_s, {QString::fromUtf8(error.what())});
         }
-        postToMain([self, interrupted, problem] {
-            if (self)
-                self->finishRecovery(interrupted, problem);
+        postToMain([self, interrupted, problem, next = expire({})] {
+            if (!self)
+                return;
+            self->finishRecovery(interrupted, problem);
+            self->scheduleExpiry(next);
         });
     });
 }
@@ -219,7 +259,12 @@ void AppModel::announceQueue()
     });
     connect(&m_queue, &JobQueue::finished, this, [this](const RenameJob &job, const JobOutcome &outcome) {
         Q_EMIT jobFinished(job, outcome);
-        call(outcome.succeeded() ? onFinished : onWarning);
+        if (outcome.isCancelled)
+            call(onCancelled);
+        else
+            call(outcome.succeeded() ? onFinished : onWarning);
+        if (outcome.canBeTakenBack && !m_expiry.isPending())
+            expireOriginals();
     });
     connect(&m_queue, &JobQueue::drained, this, [this] { call(onDrained); });
 }
@@ -324,6 +369,9 @@ void AppModel::save()
         return;
     if (const std::optional<QByteArray> encoded = m_preferences.encoded())
         m_desktop.defaults->set(preferencesKey, *encoded);
+    const QString minutes = QString::number(m_preferences.undoSpan.count());
+    if (m_preferences.undoSpan != Preferences().undoSpan || m_desktop.defaults->string(undoMinutesKey))
+        m_desktop.defaults->set(undoMinutesKey, minutes);
 }
 
 void AppModel::addFolders(const std::vector<std::filesystem::path> &chosen)

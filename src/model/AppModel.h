@@ -5,12 +5,14 @@
 #include "model/DesktopServices.h"
 #include "model/JobQueue.h"
 #include "model/ModelServices.h"
+#include "platform/Dispatch.h"
 #include "platform/LocaleObserver.h"
 
 #include <QList>
 #include <QObject>
 #include <QString>
 
+#include <chrono>
 #include <cstdint>
 #include <deque>
 #include <filesystem>
@@ -132,6 +134,14 @@ public:
     /// No longer watches this entry of the preferences' folders.
     void removeFolder(const std::filesystem::path &folder);
 
+    /// How long removed originals are kept for a rename that takes a conversion back; 0 keeps none and
+    /// removes those that are kept.
+    void setUndoSpan(std::chrono::minutes span);
+    /// Some removed original is kept.
+    [[nodiscard]] bool hasKeptOriginals() const { return m_expiry.isPending(); }
+    /// Removes all that are kept.
+    void clearKeptOriginals() { expireOriginals(std::chrono::minutes(0)); }
+
     /// Stores the choice and registers or unregisters the login item.
     void setLaunchAtLogin(bool launch);
     /// Has the login item follow the preferences.
@@ -186,10 +196,11 @@ public:
 
     // Installed by the shell; each may be empty
 
-    std::function<void()> onToast;    ///< a job that can be converted has started
-    std::function<void()> onFinished; ///< a job has succeeded
-    std::function<void()> onWarning;  ///< a job has failed, or interrupted work has been put right
-    std::function<void()> onDrained;  ///< a job is over, and none runs or waits
+    std::function<void()> onToast;     ///< a job that can be converted has started
+    std::function<void()> onFinished;  ///< a job has succeeded
+    std::function<void()> onCancelled; ///< the user took the rename of the running job back
+    std::function<void()> onWarning;   ///< a job has failed, or interrupted work has been put right
+    std::function<void()> onDrained;   ///< a job is over, and none runs or waits
     std::function<void(Appearance)> onAppearance;
     /// Shows the question, waits, and says whether the user agreed. Without it, nobody agrees.
     std::function<bool(const ConsentQuestion &)> askConsent;
@@ -223,6 +234,8 @@ private:
     void startWatcher();
     void finishRecovery(const std::vector<InterruptedConversion> &interrupted, const QString &problem);
     void reportProblem(const QString &message);
+    void expireOriginals(std::optional<std::chrono::minutes> most = {});
+    void scheduleExpiry(std::optional<std::chrono::seconds> next);
 
     ModelServices m_services;
     DesktopServices m_desktop;
@@ -244,6 +257,7 @@ private:
     bool m_renameWithoutConfirmation = false;
     bool m_finderSettingManaged = false;
     QString m_finderSettingMessage;
+    DelayedTask m_expiry; ///< of the next kept original; pending while any is kept
     JobQueue m_queue;
 };
 

@@ -23,8 +23,12 @@ JobOutcome failed(const QString &title, const QString &message)
 JobOutcome succeeded(ConversionReport report, bool keepsOriginal)
 {
     JobOutcome outcome;
-    outcome.detail =
-        keepsOriginal || report.original ? u"Terminé · original conservé"_s : u"Conversion terminée"_s;
+    outcome.canBeTakenBack = report.canBeTakenBack;
+    if (report.isReturn)
+        outcome.detail = u"Original rétabli."_s;
+    else
+        outcome.detail =
+            keepsOriginal || report.original ? u"Terminé · original conservé"_s : u"Conversion terminée"_s;
     outcome.remarks = std::move(report.remarks);
     outcome.original = std::move(report.original);
     return outcome;
@@ -38,6 +42,11 @@ JobOutcome untimedOutcomeOf(const ConvertJob &convert, const RenameJob &job, con
         return succeeded(convert(job, preferences, progress), preferences.keepOriginal);
     } catch (const UnsupportedRenameError &error) {
         return failed(u"Format non pris en charge"_s, error.errorDescription());
+    } catch (const ConversionCancelled &cancellation) {
+        JobOutcome outcome;
+        outcome.isCancelled = true;
+        outcome.detail = cancellation.errorDescription();
+        return outcome;
     } catch (const Error &error) {
         return failed(impossible, error.errorDescription());
     } catch (const std::bad_alloc &) {

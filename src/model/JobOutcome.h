@@ -31,6 +31,7 @@ struct JobOutcome
     QStringList remarks;                           ///< what is to be known about a success, sentences
     std::optional<std::filesystem::path> original; ///< where it stands beside the result of a success
     bool isCancelled = false;                      ///< the user took the rename back meanwhile
+    bool canBeTakenBack = false;                   ///< the removed original is kept for a while
 
     [[nodiscard]] bool succeeded() const { return !failure && !isCancelled; }
 };

@@ -65,6 +65,10 @@ struct ModelServices
     /// Answers with what the user has to know.
     std::function<std::vector<InterruptedConversion>(const std::vector<std::filesystem::path> &folders)>
         restoreInterruptedWork;
+    /// Removes the removed originals that have been kept as long as they were to be, or for `most`; with 0,
+    /// all of them. Blocks; any thread. Answers when the next is due; nothing when none is left.
+    std::function<std::optional<std::chrono::seconds>(std::optional<std::chrono::minutes> most)>
+        expireOriginals;
     /// Told of a job that will be run soon, so that what it needs can be got ready; returns at once.
     std::function<void(const RenameJob &)> expect;
     /// What conversions that run side by side may take.

@@ -3,9 +3,11 @@
 #include "convert/Converter.h"
 #include "convert/HelperReserve.h"
 #include "convert/InterruptedWork.h"
+#include "convert/OriginalsStore.h"
 #include "core/MediaFamilies.h"
 #include "core/RenamePolicy.h"
 #include "platform/FolderRules.h"
+#include "platform/StateFolder.h"
 #include "watch/RenameWatcher.h"
 
 #include <QCoreApplication>
@@ -14,6 +16,13 @@
 namespace quorvalent {
 
 namespace {
+
+/// The kept originals of this user, with the file operations that they need.
+struct Originals
+{
+    Files files;
+    OriginalsStore store{files, StateFolder::path() / "originals"};
+};
 
 class WatcherSource : public JobSource
 {
@@ -51,11 +60,16 @@ void expectConversion(HelperReserve &helpers, const std::filesystem::path &from,
 ModelServices systemServices()
 {
     const auto helpers = std::make_shared<HelperReserve>();
+    const auto originals = std::make_shared<Originals>();
     ModelServices services;
-    services.convert = [helpers](const RenameJob &job, const Preferences &preferences,
-                                 const Progress &progress) {
-        return Converter::convert(job, preferences, progress,
-                                  [&](EngineHelper::Family family) { return helpers->take(family); });
+    services.convert = [helpers, originals](const RenameJob &job, const Preferences &preferences,
+                                            const Progress &progress) {
+        return Converter::convert(
+            job, preferences, progress, [&](EngineHelper::Family family) { return helpers->take(family); },
+            &originals->store);
+    };
+    services.expireOriginals = [originals](std::optional<std::chrono::minutes> most) {
+        return originals->store.expire(most);
     };
     services.isInPlace = [](const RenameJob &job) { return job.stamp.isSameFile(job.newURL); };
     services.expect = [helpers](const RenameJob &job) { expectConversion(*helpers, job.oldURL, job.newURL); };

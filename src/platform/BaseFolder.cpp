@@ -30,4 +30,10 @@ fs::path baseFolder(QStandardPaths::StandardLocation location, const char *below
     return folder.is_absolute() ? folder : home() / belowHome;
 }
 
+fs::path baseFolder(const char *variable, const char *belowHome)
+{
+    const char *folder = std::getenv(variable);
+    return folder != nullptr && *folder == '/' ? fs::path(folder) : home() / belowHome;
+}
+
 } // namespace quorvalent

@@ -12,4 +12,7 @@ namespace quorvalent {
 [[nodiscard]] std::filesystem::path baseFolder(QStandardPaths::StandardLocation location,
                                                const char *belowHome);
 
+/// The same where QStandardPaths does not know the folder: as this variable of the environment has it.
+[[nodiscard]] std::filesystem::path baseFolder(const char *variable, const char *belowHome);
+
 } // namespace quorvalent

@@ -81,6 +81,7 @@ AppDelegate::~AppDelegate()
 {
     m_model.onToast = {};
     m_model.onFinished = {};
+    m_model.onCancelled = {};
     m_model.onWarning = {};
     m_model.onDrained = {};
     m_model.onAppearance = {};
@@ -91,6 +92,7 @@ void AppDelegate::connectModel()
 {
     m_model.onToast = [this] { m_toast.schedule(); };
     m_model.onFinished = [this] { m_toast.finish(); };
+    m_model.onCancelled = [this] { m_toast.clear(); };
     m_model.onWarning = [this] { showWarning(); };
     m_model.onDrained = [this] { m_services.updater.installWhenIdle(); };
     m_model.askConsent = [this](const ConsentQuestion &question) {

@@ -52,6 +52,7 @@ ModelServices noServices()
         .makeWatcher = [](const JobSourceHandlers &) -> std::unique_ptr<JobSource> { return nullptr; },
         .restoreInterruptedWork =
             [](const std::vector<std::filesystem::path> &) { return std::vector<InterruptedConversion>(); },
+        .expireOriginals = [](std::optional<std::chrono::minutes>) { return std::nullopt; },
         .expect = [](const RenameJob &) {},
         .machine = [] { return Machine(); },
         .inBackground = [](const Task &) {},

@@ -69,6 +69,9 @@ const BadUsage badUsages[] = {
      {"--video", "mp4=3", "/"},
      u"Valeur non valide pour --video : « mp4=3 » (attendu : EXT=LEVEL, une extension vidéo et un niveau 0, 1 ou 2)."_s},
     {"jobs", {"--jobs=0", "/"}, u"Valeur non valide pour --jobs : « 0 » (attendu : un nombre de 1 à 64)."_s},
+    {"undo",
+     {"--undo", "1441", "/"},
+     u"Valeur non valide pour --undo : « 1441 » (attendu : un nombre de minutes, de 0 à 1440)."_s},
     {"language",
      {"--language", "xx", "/"},
      u"Valeur non valide pour --language : « xx » (attendu : en, fr, nl, de, it, es, pt, uk, ru, zh-Hans, ja, ko, hi, km)."_s},
@@ -80,13 +83,18 @@ INSTANTIATE_TEST_SUITE_P(CommandLines, BadUsageTest, testing::ValuesIn(badUsages
 
 TEST(Options, areReadBeforeBetweenAndAfterTheFolders)
 {
-    const Options options = Options::parse({"--json", "--quality", "JPG=0.5", "/", "--quality=heic=1",
-                                            "--bitrate", "mp3=192", "--video", "mp4=2", "--jobs", "3",
-                                            "--keep-original", "--language", "zh-Hans", "--", "/usr"});
+    const Options options = Options::parse(
+        {"--json", "--quality", "JPG=0.5", "/", "--quality=heic=1", "--bitrate", "mp3=192", "--video",
+         "mp4=2", "--jobs", "3", "--undo=5", "--keep-original", "--language", "zh-Hans", "--", "/usr"});
 
-    const Preferences expected{
-        true, true, {"/", "/usr"}, {{u"jpg"_s, 0.5}, {u"heic"_s, 1.0}}, {{u"mp3"_s, 192}}, {{u"mp4"_s, 2}},
-        {}};
+    const Preferences expected{true,
+                               true,
+                               {"/", "/usr"},
+                               {{u"jpg"_s, 0.5}, {u"heic"_s, 1.0}},
+                               {{u"mp3"_s, 192}},
+                               {{u"mp4"_s, 2}},
+                               std::chrono::minutes(5),
+                               {}};
     EXPECT_EQ(options.preferences, expected);
     EXPECT_TRUE(options.json);
     EXPECT_EQ(options.jobs, 3);

@@ -337,6 +337,25 @@ TEST(ConversionDriverTest, findsItsWorkAgainWhenTheFolderWasMovedAway)
     EXPECT_EQ(world.contents(), "moved/, moved/a.png=old");
 }
 
+TEST(ConversionDriverTest, endsWhenTheRenameIsTakenBack)
+{
+    ConversionWorld world;
+    const RenameJob job = world.renamed("a.wav", "a.m4a");
+    world.engines.audio = [&](auto &, auto &, auto &, const Progress &progress) -> EngineReport {
+        fs::rename(job.newURL, job.oldURL);
+        report(progress, 0.1);
+        throw ConversionError(QStringLiteral("Trop tard.")); // no other engine is tried either
+    };
+    EXPECT_THROW(ConversionDriver(world.files, world.engines).convert(job, {}, {}), ConversionCancelled);
+    EXPECT_EQ(world.enginesRun, "");
+    EXPECT_EQ(world.contents(), "a.wav=old");
+
+    const RenameJob again = world.renamedAgain("a.wav", "a.flac");
+    world.duringEngine = [&] { fs::rename(again.newURL, again.oldURL); }; // after the last report
+    EXPECT_EQ(world.convert(again), "Conversion annulée.");
+    EXPECT_EQ(world.contents(), "a.wav=old");
+}
+
 TEST(ConversionDriverTest, touchesNothingInAReadOnlyFolder)
 {
     ConversionWorld world;

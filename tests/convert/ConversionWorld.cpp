@@ -33,12 +33,19 @@ RenameJob ConversionWorld::renamed(const std::string &oldName, const std::string
     return {folder / oldName, newURL, FileStamp::read(newURL)};
 }
 
+RenameJob ConversionWorld::renamedAgain(const std::string &oldName, const std::string &newName) const
+{
+    fs::rename(folder / oldName, folder / newName);
+    return {folder / oldName, folder / newName, FileStamp::read(folder / newName)};
+}
+
 std::string ConversionWorld::convert(const RenameJob &job)
 {
     const Progress note = [this](std::optional<double> done) { progress += std::to_string(*done) + " "; };
     try {
-        const ConversionReport report = ConversionDriver(files, engines).convert(job, preferences, note);
-        std::string text = "done";
+        const ConversionDriver driver(files, engines, keepsRemoved ? &originals : nullptr);
+        const ConversionReport report = driver.convert(job, preferences, note);
+        std::string text = report.isReturn ? "returned" : "done";
         for (const QString &remark : report.remarks)
             text += " \"" + remark.toStdString() + "\"";
         if (report.original)

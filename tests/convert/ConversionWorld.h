@@ -15,16 +15,23 @@ public:
     ConversionWorld();
 
     TestFolder folder;
+    TestFolder state;
     HookedFiles files;
     Engines engines;
     Preferences preferences;
     EngineReport learnt; ///< what the engines will have learnt
+    KeptOriginal::Time now{std::chrono::hours(1000)};
+    OriginalsStore originals{files, state / "quorvalent/originals", [this] { return now; }};
+    bool keepsRemoved = false; ///< removed originals go to the store
     std::string enginesRun;
     std::string progress;
     std::function<void()> duringEngine = [] {};
 
     /// A file that holds "old" and has just been renamed.
     [[nodiscard]] RenameJob renamed(const std::string &oldName, const std::string &newName) const;
+
+    /// A file below the folder that has just been given another name.
+    [[nodiscard]] RenameJob renamedAgain(const std::string &oldName, const std::string &newName) const;
 
     /// "done" with the remarks and the place of the original, or the sentence of the error.
     std::string convert(const RenameJob &job);

@@ -32,7 +32,7 @@ std::string restored(const ConversionWorld &world, const Files &files = Files())
     QStringList sentences;
     for (const auto &interrupted : restoreInterruptedWork({world.folder.path()}, isEntered, files)) {
         const fs::path name = interrupted.file.filename();
-        EXPECT_TRUE(name == "a.jpg" || WorkFolder::isWorkFolderName(name));
+        EXPECT_TRUE(name == "a.jpg" || name == "a.png" || WorkFolder::isWorkFolderName(name));
         sentences.append(interrupted.sentence);
     }
     return world.shortened(sentences.join(QLatin1Char(' ')).toStdString());
@@ -60,6 +60,53 @@ std::set<std::string> outcomesOfKills(bool keepsOriginal, bool isOldNameTaken)
         EXPECT_EQ(restored(world), "") << "the second start has nothing left to do";
     }
     return outcomes;
+}
+
+bool isKept(const ConversionWorld &world)
+{
+    for (const std::string &name : world.state.listing()) {
+        if (name.ends_with("/a.png") && world.state.read(name) == "old")
+            return true;
+    }
+    return false;
+}
+
+// The same for a conversion whose original is kept, and for the rename that takes it back; and whether the
+// original is among the kept ones then.
+std::set<std::string> outcomesOfKillsWithKept(bool isReturn)
+{
+    std::set<std::string> outcomes;
+    bool wasKilled = true;
+    for (int moment = 1; wasKilled; ++moment) {
+        ConversionWorld world;
+        world.keepsRemoved = true;
+        RenameJob job = world.renamed("a.png", "a.jpg");
+        if (isReturn) {
+            EXPECT_EQ(world.convert(job), "done");
+            job = world.renamedAgain("a.jpg", "a.png");
+        }
+        int passed = 0;
+        world.files.before = world.files.after = [&](test::Step, int) {
+            if (++passed == moment)
+                std::raise(SIGKILL);
+        };
+        wasKilled = test::runInChild(Rights::Same, [&] { return world.convert(job); }).signal == SIGKILL;
+        const std::string sentences = restored(world);
+        outcomes.insert(sentences + " | " + world.contents() + (isKept(world) ? ", kept" : ""));
+        EXPECT_EQ(restored(world), "") << "the second start has nothing left to do";
+    }
+    return outcomes;
+}
+
+TEST(InterruptedWorkTest, losesNoOriginalOnItsWayIntoTheKeptOnesOrBack)
+{
+    using Outcomes = std::set<std::string>;
+    EXPECT_EQ(outcomesOfKillsWithKept(false),
+              (Outcomes{" | a.jpg=old", told + "a.png | a.png=old", told + "a.png | a.jpg=new, a.png=old",
+                        " | a.jpg=new, kept"}));
+    const std::string back = "La conversion de « a.png » a été interrompue. Original intact : …/a.jpg";
+    EXPECT_EQ(outcomesOfKillsWithKept(true), (Outcomes{" | a.png=new, kept", back + " | a.jpg=new, kept",
+                                                       back + " | a.jpg=new, a.png=old", " | a.png=old"}));
 }
 
 TEST(InterruptedWorkTest, findsTheOriginalOrTheResultWheneverTheProgramWasKilled)

@@ -55,6 +55,7 @@ TEST(Preferences, surviveTheirStoredForm)
                                   {{u"jpg"_s, 0.1}, {u"heic"_s, 1.0 / 3}},
                                   {{u"mp3"_s, 320}, {u"other"_s, std::numeric_limits<qint64>::max()}},
                                   {{u"mp4"_s, 2}},
+                                  std::chrono::minutes(30),
                                   u"/usr/bin/ffmpeg"_s};
 
     const std::optional<QByteArray> stored = preferences.encoded();
@@ -78,8 +79,14 @@ TEST(Preferences, areReadFromACompleteDocument)
 
     const auto preferences = Preferences::decoded(QJsonDocument(object).toJson());
 
-    const Preferences expected{
-        true, false, {"/saved"}, {{u"jpg"_s, 0.5}}, {{u"mp3"_s, 192}}, {{u"mp4"_s, 2}}, u"/x"_s};
+    const Preferences expected{true,
+                               false,
+                               {"/saved"},
+                               {{u"jpg"_s, 0.5}},
+                               {{u"mp3"_s, 192}},
+                               {{u"mp4"_s, 2}},
+                               std::chrono::minutes(30),
+                               u"/x"_s};
     EXPECT_EQ(preferences, expected);
 }
 

@@ -162,6 +162,7 @@ protected:
     {
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert(u"XDG_CONFIG_HOME"_s, QString::fromStdString(settings.path().native()));
+        environment.insert(u"XDG_STATE_HOME"_s, QString::fromStdString(settings.path().native()));
         program.setProcessEnvironment(environment);
         program.setProcessChannelMode(QProcess::SeparateChannels);
         program.setStandardErrorFile(QString::fromStdString((settings / "errors").native()));

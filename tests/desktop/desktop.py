@@ -86,6 +86,7 @@ class Desktop:
             **{name: value for name, value in os.environ.items() if name == "PATH" or name.endswith("SAN_OPTIONS")},
             "HOME": str(self.home),
             "XDG_CONFIG_HOME": str(self.home / "config"),
+            "XDG_STATE_HOME": str(self.home / "state"),
             "XDG_RUNTIME_DIR": str(self.home / "runtime"),
             "LC_ALL": "C.UTF-8",
             "LANGUAGE": "fr",

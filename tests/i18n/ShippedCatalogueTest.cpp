@@ -36,7 +36,7 @@ const QRegularExpression &international()
 {
     static const QRegularExpression texts(
         uR"re(^(Quorvalent|FFmpeg|MIT|OK|Version|Pause|Audio|Photos|Qualité \{0\}|FFmpeg · GPLv3|macOS : \{0\}|)re"
-        uR"re(\{0\} ?%|\{0\} kb/s|quorvalent-watch : \{0\}|✓ .*|✗ .*|Installer|Format|Maximale|Details)$)re"_s);
+        uR"re(\{0\} ?%|\{0\} kb/s|quorvalent-watch : \{0\}|✓ .*|✗ .*|– .*|30 minutes|Installer|Format|Maximale|Details)$)re"_s);
     return texts;
 }
 

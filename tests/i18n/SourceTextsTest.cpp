@@ -66,6 +66,7 @@ const std::map<QString, const char *> &otherTexts()
         {u"]   …   "_s, layout},
         {u" → "_s, layout},
         {u"—"_s, layout},
+        {u"quorvalent original 1"_s, ours},
         {u"quorvalent replacement 1"_s, ours},
         {u"Error while decoding stream"_s, ofFfmpeg},
         {u"Error submitting packet to decoder"_s, ofFfmpeg},

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <new>
 #include <ostream>
@@ -531,6 +532,50 @@ TEST_F(AppModelTest, watchesNothingWhileJobsAreRefused)
     runMain();
     EXPECT_EQ(announced, 1);
     EXPECT_EQ(world.log, Lines({"watch", "watch /folder"}));
+}
+
+TEST_F(AppModelTest, keepsOneTimerForKeptOriginalsWhileThereAreAny)
+{
+    startWatching();
+    EXPECT_EQ(world.expiries.size(), 1U) << "what is due goes at the start";
+    EXPECT_FALSE(model->hasKeptOriginals());
+
+    world.nextExpiry = std::chrono::minutes(30);
+    world.report.canBeTakenBack = true;
+    model->enqueue(renamed("a.png", "a.jpg"));
+    world.runBackground();
+    world.runBackground(); // looks when the first is due
+    EXPECT_TRUE(model->hasKeptOriginals());
+    EXPECT_EQ(world.backgroundTasks(), 0U);
+
+    world.nextExpiry.reset();
+    model->clearKeptOriginals();
+    world.runBackground();
+    EXPECT_EQ(world.expiries.back(), std::chrono::minutes(0));
+    EXPECT_FALSE(model->hasKeptOriginals());
+}
+
+TEST_F(AppModelTest, tellsAReturnAndACancellationApart)
+{
+    world.report.isReturn = true;
+    model->enqueue(renamed("a.jpg", "a.png"));
+    world.runBackground();
+    EXPECT_EQ(model->activities()[0].detail, u"Original rétabli."_s);
+    EXPECT_EQ(model->activities()[0].state(), ActivityState::Succeeded);
+
+    bool wasTold = false;
+    model->onCancelled = [&wasTold] { wasTold = true; };
+    world.convert = [](const RenameJob &, const Preferences &, const Progress &) {
+        throw ConversionCancelled(u"Conversion annulée."_s);
+    };
+    world.log.clear();
+    model->enqueue(renamed("b.png", "b.jpg"));
+    world.runBackground();
+    EXPECT_EQ(model->activities()[0].detail, u"Conversion annulée."_s);
+    EXPECT_EQ(model->activities()[0].state(), ActivityState::Cancelled);
+    EXPECT_TRUE(wasTold);
+    EXPECT_EQ(model->warningCount(), 0);
+    EXPECT_EQ(std::ranges::count(world.log, "onWarning"), 0);
 }
 
 TEST_F(AppModelTest, finishesTheConversionWithoutAModel)

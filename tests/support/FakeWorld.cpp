@@ -64,6 +64,10 @@ ModelServices FakeWorld::services()
     services.restoreInterruptedWork = [this](const std::vector<std::filesystem::path> &folders) {
         return restore(folders);
     };
+    services.expireOriginals = [this](std::optional<std::chrono::minutes> most) {
+        expiries.push_back(most);
+        return nextExpiry;
+    };
     services.expect = [this](const RenameJob &job) {
         log.push_back("expect " + job.newURL.filename().native());
     };

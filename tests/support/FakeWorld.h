@@ -28,7 +28,9 @@ public:
     QueuePacing pacing;
     Machine machine{.cores = 2, .availableBytes = 4ULL << 30};
     std::function<bool(const RenameJob &)> isInPlace = [](const RenameJob &) { return true; };
-    ConversionReport report; ///< of what converts
+    ConversionReport report;                                   ///< of what converts
+    std::vector<std::optional<std::chrono::minutes>> expiries; ///< of kept originals
+    std::optional<std::chrono::seconds> nextExpiry;
     std::function<std::vector<InterruptedConversion>(const std::vector<std::filesystem::path> &)> restore =
         [](const std::vector<std::filesystem::path> &) { return std::vector<InterruptedConversion>(); };
 

@@ -9,6 +9,7 @@
 #include "ui/controls/IconView.h"
 #include "ui/controls/Picker.h"
 #include "ui/controls/PushButton.h"
+#include "ui/controls/RowText.h"
 #include "ui/controls/Toggle.h"
 #include "ui/controls/WrappingLabel.h"
 
@@ -92,8 +93,18 @@ void GeneralSection::buildOptions()
     m_keepOriginal = new Toggle;
     m_launchAtLogin = new Toggle;
     m_loginNotice = new WrappingLabel(TextStyle::Secondary, Tone::Secondary);
+    m_undo = new RowText;
+    m_undoSpan = new Picker(metrics::pickerWidth);
+    m_clearOriginals = new PushButton;
+    auto *undo = new QHBoxLayout;
+    undo->setSpacing(metrics::rowGap);
+    undo->addWidget(m_undo, 1);
+    undo->addWidget(m_clearOriginals);
+    undo->addWidget(m_undoSpan);
     auto *card = new Card;
     card->add(m_keepOriginal);
+    card->add(new Divider);
+    card->rows()->addLayout(undo);
     card->add(new Divider);
     card->add(m_launchAtLogin);
     card->add(m_loginNotice);
@@ -101,6 +112,9 @@ void GeneralSection::buildOptions()
     connect(m_keepOriginal, &Toggle::switched, this, [this](bool on) {
         m_model.changePreferences([on](Preferences &preferences) { preferences.keepOriginal = on; });
     });
+    connect(m_undoSpan, &Picker::picked, this,
+            [this](const QVariant &minutes) { m_model.setUndoSpan(std::chrono::minutes(minutes.toInt())); });
+    connect(m_clearOriginals, &PushButton::clicked, this, [this] { m_model.clearKeptOriginals(); });
     connect(m_launchAtLogin, &Toggle::switched, this, [this](bool on) { m_model.setLaunchAtLogin(on); });
 }
 
@@ -161,6 +175,19 @@ void GeneralSection::refreshFileManager()
     m_fileManagerMessage->showText(L(m_model.finderSettingMessage()));
 }
 
+void GeneralSection::refreshUndo()
+{
+    const QString title = L(u"Garder les originaux remplacés"_s);
+    m_undo->setTexts(title, L(u"Renommer le fichier dans l’autre sens rend alors l’original, intact."_s));
+    m_undoSpan->setAccessibleDescription(title);
+    const auto minutes = m_model.preferences().undoSpan.count();
+    QList<Picker::Choice> spans{{L(u"Jamais"_s), 0}, {L(u"30 minutes"_s), 30}, {L(u"Un jour"_s), 24 * 60}};
+    m_undoSpan->setState(spans, static_cast<int>(minutes));
+    m_clearOriginals->setText(L(u"Effacer"_s));
+    m_clearOriginals->setToolTip(L(u"Supprimer maintenant les originaux gardés"_s));
+    m_clearOriginals->setEnabled(m_model.hasKeptOriginals());
+}
+
 void GeneralSection::refresh()
 {
     refreshChoices();
@@ -176,6 +203,7 @@ void GeneralSection::refresh()
     m_launchAtLogin->setTexts(L(u"Ouvrir à l’ouverture de session"_s));
     m_launchAtLogin->setOn(m_model.preferences().launchAtLogin);
     m_loginNotice->showText(L(m_model.loginNotice()));
+    refreshUndo();
     refreshFileManager();
     m_local->setText(L(u"Conversions 100 % locales, sans connexion Internet"_s));
     m_help->setText(L(u"Consulter l’aide"_s));

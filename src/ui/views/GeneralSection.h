@@ -10,6 +10,7 @@ class IconView;
 class Label;
 class Picker;
 class PushButton;
+class RowText;
 class Toggle;
 class WrappingLabel;
 
@@ -30,6 +31,7 @@ private:
     void buildFileManager();
     void buildFooter();
     void refreshChoices();
+    void refreshUndo();
     void refreshFileManager();
 
     AppModel &m_model;
@@ -40,6 +42,9 @@ private:
     WrappingLabel *m_introduction;
     WrappingLabel *m_motto;
     Toggle *m_keepOriginal;
+    RowText *m_undo;
+    Picker *m_undoSpan;
+    PushButton *m_clearOriginals;
     Toggle *m_launchAtLogin;
     WrappingLabel *m_loginNotice;
     Card *m_fileManager;
