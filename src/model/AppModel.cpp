@@ -9,6 +9,7 @@
 
 #include <QPointer>
 
+#include <algorithm>
 #include <utility>
 
 namespace quorvalent {
@@ -51,6 +52,11 @@ Preferences storedPreferences(UserDefaults &defaults)
     if (isNumber && minutes >= 0 && minutes <= mostUndoMinutes)
         preferences.undoSpan = std::chrono::minutes(minutes);
     return preferences;
+}
+
+QString messageOfMissing(const std::filesystem::path &folder)
+{
+    return composed(u"Dossier inaccessible : {0}"_s, {displayText(folder)});
 }
 
 QString loginText(LoginItem::Status status)
@@ -226,6 +232,7 @@ void AppModel::startWatcher()
     if (!m_watcher || m_isRecovering)
         return;
 
+    observePresence();
     const std::uint64_t run = ++m_watchRun;
     if (refusesJobs()) {
         m_watcher->start({}, {});
@@ -237,6 +244,35 @@ void AppModel::startWatcher()
                 Q_EMIT self->watchingStarted(folders);
         });
     });
+}
+
+void AppModel::observePresence()
+{
+    m_presence.reset();
+    setMissing({});
+    if (refusesJobs() || m_preferences.folders.empty())
+        return;
+    m_presence = m_services.observePresence(
+        m_preferences.folders,
+        [this](const std::vector<std::filesystem::path> &missing) { setMissing(missing); });
+}
+
+void AppModel::setMissing(const std::vector<std::filesystem::path> &missing)
+{
+    const auto former = std::exchange(m_missing, missing);
+    if (former == missing)
+        return;
+    // What the watcher said of a folder that is back is no longer true.
+    for (const std::filesystem::path &folder : former) {
+        if (!isMissing(folder) && m_watchMessage == messageOfMissing(folder))
+            m_watchMessage.clear();
+    }
+    Q_EMIT changed();
+}
+
+bool AppModel::isMissing(const std::filesystem::path &folder) const
+{
+    return std::ranges::find(m_missing, folder) != m_missing.end();
 }
 
 void AppModel::reportProblem(const QString &message)
@@ -281,6 +317,10 @@ QString AppModel::statusText() const
 {
     if (m_paused)
         return u"En pause"_s;
+    if (m_missing.size() == 1)
+        return messageOfMissing(m_missing.front());
+    if (!m_missing.empty())
+        return composed(u"Dossiers inaccessibles : {0}"_s, {QString::number(m_missing.size())});
     return m_preferences.folders.empty() ? u"Ajoutez un dossier pour commencer"_s
                                          : u"À l’écoute des changements d’extension"_s;
 }

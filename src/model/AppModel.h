@@ -169,6 +169,10 @@ public:
 
     [[nodiscard]] bool paused() const { return m_paused; }
     [[nodiscard]] bool installingUpdate() const { return m_installingUpdate; }
+    /// Nothing is observed in this watched folder, because it is missing or cannot be read.
+    [[nodiscard]] bool isMissing(const std::filesystem::path &folder) const;
+    /// Not every folder that should be observed is.
+    [[nodiscard]] bool isFolderMissing() const { return !m_missing.empty(); }
     /// The last problem of the watcher, or empty.
     [[nodiscard]] const QString &watchMessage() const { return m_watchMessage; }
     /// New jobs are refused while one of these is set; restartWatcher() ends or resumes the watching.
@@ -232,6 +236,8 @@ private:
     void switchFinderWarning(bool enabled);
     void restoreThenWatch();
     void startWatcher();
+    void observePresence();
+    void setMissing(const std::vector<std::filesystem::path> &missing);
     void finishRecovery(const std::vector<InterruptedConversion> &interrupted, const QString &problem);
     void reportProblem(const QString &message);
     void expireOriginals(std::optional<std::chrono::minutes> most = {});
@@ -241,7 +247,9 @@ private:
     DesktopServices m_desktop;
     Mode m_mode;
     LocaleObserver m_localeObserver;
-    std::shared_ptr<JobSource> m_watcher; ///< the running job releases its file there
+    std::shared_ptr<void> m_presence;
+    std::vector<std::filesystem::path> m_missing; ///< of the folders that are watched
+    std::shared_ptr<JobSource> m_watcher;         ///< the running job releases its file there
     bool m_isRecovering = false;
     std::uint64_t m_watchRun = 0; ///< tells late answers of an earlier watching
 

@@ -61,6 +61,12 @@ struct ModelServices
     /// Whether the job's file, in whatever state, is where the job says; any thread.
     std::function<bool(const RenameJob &)> isInPlace;
     std::function<std::unique_ptr<JobSource>(JobSourceHandlers)> makeWatcher;
+    /// Has `onChange` tell on the main thread which of the folders are missing or unreadable, each time that
+    /// changes, while the answer is held; called on the main thread.
+    std::function<std::shared_ptr<void>(
+        const std::vector<std::filesystem::path> &folders,
+        std::function<void(const std::vector<std::filesystem::path> &missing)> onChange)>
+        observePresence;
     /// Puts right what a killed run left in these folders; runs in the background before they are watched.
     /// Answers with what the user has to know.
     std::function<std::vector<InterruptedConversion>(const std::vector<std::filesystem::path> &folders)>

@@ -6,6 +6,7 @@
 #include "convert/OriginalsStore.h"
 #include "core/MediaFamilies.h"
 #include "core/RenamePolicy.h"
+#include "platform/FolderPresence.h"
 #include "platform/FolderRules.h"
 #include "platform/StateFolder.h"
 #include "watch/RenameWatcher.h"
@@ -79,6 +80,10 @@ ModelServices systemServices()
             [helpers](const std::filesystem::path &from, const std::filesystem::path &to) {
                 expectConversion(*helpers, from, to);
             });
+    };
+    services.observePresence = [](const std::vector<std::filesystem::path> &folders,
+                                  FolderPresence::Handler onChange) {
+        return std::make_shared<FolderPresence>(folders, std::move(onChange));
     };
     services.restoreInterruptedWork = [](const std::vector<std::filesystem::path> &folders) {
         return restoreInterruptedWork(folders, &FolderRules::isDescendedInto);

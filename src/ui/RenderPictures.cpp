@@ -50,6 +50,7 @@ ModelServices noServices()
                       const Progress &) { return ConversionReport(); },
         .isInPlace = [](const RenameJob &) { return true; },
         .makeWatcher = [](const JobSourceHandlers &) -> std::unique_ptr<JobSource> { return nullptr; },
+        .observePresence = [](const auto &...) { return nullptr; },
         .restoreInterruptedWork =
             [](const std::vector<std::filesystem::path> &) { return std::vector<InterruptedConversion>(); },
         .expireOriginals = [](std::optional<std::chrono::minutes>) { return std::nullopt; },

@@ -18,7 +18,9 @@ StatusState stateOf(const AppModel &model)
 {
     if (model.isConverting())
         return StatusState::Working;
-    return model.paused() ? StatusState::Paused : StatusState::Idle;
+    if (model.paused())
+        return StatusState::Paused;
+    return model.isFolderMissing() ? StatusState::Attention : StatusState::Idle;
 }
 
 } // namespace

@@ -534,6 +534,27 @@ TEST_F(AppModelTest, watchesNothingWhileJobsAreRefused)
     EXPECT_EQ(world.log, Lines({"watch", "watch /folder"}));
 }
 
+TEST_F(AppModelTest, neverClaimsToListenToAFolderThatIsNotThere)
+{
+    startWatching();
+    const QString missing = u"Dossier inaccessible : /folder"_s;
+    EXPECT_EQ(model->statusText(), u"À l’écoute des changements d’extension"_s);
+    world.handlers.onProblem(missing);
+    runMain();
+    world.onMissing({"/folder"});
+    EXPECT_EQ(model->statusText(), missing);
+    EXPECT_TRUE(model->isMissing("/folder") && model->isFolderMissing());
+
+    world.onMissing({});
+    EXPECT_EQ(model->statusText(), u"À l’écoute des changements d’extension"_s) << "it is back by itself";
+    EXPECT_EQ(model->watchMessage(), QString());
+    world.onMissing({"/folder", "/other"});
+    EXPECT_EQ(model->statusText(), u"Dossiers inaccessibles : 2"_s);
+    model->togglePause();
+    EXPECT_EQ(model->statusText(), u"En pause"_s);
+    EXPECT_FALSE(model->isFolderMissing()) << "nothing is observed in a pause";
+}
+
 TEST_F(AppModelTest, keepsOneTimerForKeptOriginalsWhileThereAreAny)
 {
     startWatching();

@@ -61,6 +61,10 @@ ModelServices FakeWorld::services()
         handlers = std::move(given);
         return std::make_unique<RecordingSource>(*this);
     };
+    services.observePresence = [this](const auto & /*folders*/, const auto &onChange) {
+        onMissing = onChange;
+        return nullptr;
+    };
     services.restoreInterruptedWork = [this](const std::vector<std::filesystem::path> &folders) {
         return restore(folders);
     };

@@ -42,6 +42,8 @@ public:
     [[nodiscard]] std::size_t backgroundTasks() const { return m_background.size(); }
     [[nodiscard]] std::size_t laterTasks() const { return m_later.size(); }
 
+    /// Tells the model which folders are missing.
+    std::function<void(const std::vector<std::filesystem::path> &)> onMissing;
     JobSourceHandlers handlers;                    ///< of the watcher that the model made
     std::vector<std::function<void()>> onWatching; ///< one for each start of the watcher
 

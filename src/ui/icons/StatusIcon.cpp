@@ -28,6 +28,8 @@ QString nameOf(StatusState state)
         return u"quorvalent-working-symbolic"_s;
     case StatusState::Paused:
         return u"quorvalent-paused-symbolic"_s;
+    case StatusState::Attention:
+        return u"quorvalent-attention-symbolic"_s;
     }
     Q_UNREACHABLE();
 }
@@ -40,6 +42,7 @@ QColor inkOf(StatusState state)
     case StatusState::Working:
         return Theme::dark().accent;
     case StatusState::Paused:
+    case StatusState::Attention:
         return Theme::dark().orange;
     }
     Q_UNREACHABLE();

@@ -6,6 +6,7 @@
 #include "ui/controls/ElidedLabel.h"
 #include "ui/controls/IconView.h"
 #include "ui/controls/PushButton.h"
+#include "ui/controls/WrappingLabel.h"
 
 #include <QVBoxLayout>
 
@@ -26,6 +27,8 @@ QString lastComponent(const std::filesystem::path &folder)
 FolderRow::FolderRow(const std::filesystem::path &folder, std::function<void()> remove, QWidget *parent)
     : QWidget(parent)
     , m_path(QString::fromStdString(folder.string()))
+    , m_icon(new IconView(Symbol::FolderFill, metrics::rowIcon))
+    , m_missing(new WrappingLabel(TextStyle::Small, Tone::Orange))
     , m_remove(new PushButton(PushButton::Look::Plain))
 {
     auto *name = new ElidedLabel(TextStyle::Body);
@@ -37,19 +40,22 @@ FolderRow::FolderRow(const std::filesystem::path &folder, std::function<void()> 
     texts->setSpacing(0);
     texts->addWidget(name);
     texts->addWidget(path);
+    texts->addWidget(m_missing);
     auto *row = new QHBoxLayout(this);
     row->setContentsMargins(0, 0, 0, 0);
     row->setSpacing(metrics::rowGap);
-    row->addWidget(new IconView(Symbol::FolderFill, metrics::rowIcon));
+    row->addWidget(m_icon);
     row->addLayout(texts, 1);
     row->addWidget(m_remove);
     m_remove->setSymbol(Symbol::MinusCircle);
     connect(m_remove, &PushButton::clicked, this, [remove = std::move(remove)] { remove(); });
-    refresh();
+    refresh(false);
 }
 
-void FolderRow::refresh()
+void FolderRow::refresh(bool isMissing)
 {
+    m_icon->setSymbol(Symbol::FolderFill, isMissing ? Tone::Orange : Tone::Accent);
+    m_missing->showText(isMissing ? L(u"Ce dossier est introuvable ou ne peut pas être lu."_s) : QString());
     m_remove->setAccessibleName(L(composed(u"Retirer le dossier {0}"_s, {m_path})));
     m_remove->setToolTip(m_remove->accessibleName());
 }

@@ -7,7 +7,9 @@
 
 namespace quorvalent {
 
+class IconView;
 class PushButton;
+class WrappingLabel;
 
 /// One watched folder in the list, with the button that removes it.
 class FolderRow : public QWidget
@@ -17,10 +19,13 @@ class FolderRow : public QWidget
 public:
     FolderRow(const std::filesystem::path &folder, std::function<void()> remove, QWidget *parent = nullptr);
 
-    void refresh();
+    /// `isMissing`: nothing is observed in it at present.
+    void refresh(bool isMissing);
 
 private:
     QString m_path;
+    IconView *m_icon;
+    WrappingLabel *m_missing;
     PushButton *m_remove;
 };
 

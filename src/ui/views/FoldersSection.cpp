@@ -96,8 +96,10 @@ void FoldersSection::refresh()
         m_shown = m_model.preferences().folders;
         rebuildRows();
     }
-    for (int i = 0; i < m_rows->count(); ++i)
-        static_cast<FolderRow *>(m_rows->itemAt(i)->widget())->refresh();
+    for (int i = 0; i < m_rows->count(); ++i) {
+        const bool isMissing = m_model.isMissing(m_shown[static_cast<std::size_t>(i)]);
+        static_cast<FolderRow *>(m_rows->itemAt(i)->widget())->refresh(isMissing);
+    }
     m_title->setTexts(L(u"Dossiers surveillés"_s),
                       L(u"Les sous-dossiers sont inclus. Les fichiers déjà présents ne sont pas "
                         "convertis à l’activation."_s));

@@ -89,7 +89,7 @@ void MenuView::refresh()
     m_progress->refresh();
     m_progress->setVisible(m_model.isConverting());
     m_status->setVisible(!m_model.isConverting());
-    m_dot->setTone(m_model.paused() ? Tone::Orange : Tone::Accent);
+    m_dot->setTone(m_model.paused() || m_model.isFolderMissing() ? Tone::Orange : Tone::Accent);
     m_statusText->setText(L(m_model.statusText()));
     m_last->showText(lastOutcome(m_model));
     m_settings->setText(L(u"Réglages…"_s));
