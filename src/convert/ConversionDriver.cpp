@@ -130,6 +130,12 @@ ConversionReport ConversionDriver::convert(const RenameJob &job, const Preferenc
         const ConversionError failure(u"Mémoire insuffisante pour convertir ce fichier."_s);
         giveNameBack(job, failure);
         throw failure;
+    } catch (const std::exception &error) {
+        // A thread or a descriptor that the system does not give.
+        const ConversionError failure(
+            composed(u"Erreur inattendue : {0}"_s, {QString::fromUtf8(error.what())}));
+        giveNameBack(job, failure);
+        throw failure;
     }
 }
 

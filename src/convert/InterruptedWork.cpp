@@ -159,7 +159,7 @@ std::optional<InterruptedConversion> putRight(const Files &files, const fs::path
         files.remove(workFolder); // killed before its journal: empty, or not one of ours and refused
         return std::nullopt;
     }
-    const std::optional<LockedFile> lock = LockedFile::take(journalPath);
+    std::optional<LockedFile> lock = LockedFile::take(journalPath);
     if (!lock)
         return std::nullopt;
     std::optional<InterruptedConversion> told;
@@ -170,7 +170,7 @@ std::optional<InterruptedConversion> putRight(const Files &files, const fs::path
         if (restoration.isCopyStillNeeded())
             return told;
     }
-    WorkFolder::removeFolder(files, workFolder);
+    WorkFolder::removeFolder(files, workFolder, lock);
     return told;
 }
 

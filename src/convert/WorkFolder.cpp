@@ -36,6 +36,21 @@ fs::path collisionBackupOf(const fs::path &oldURL)
     return oldURL.parent_path() / (stem + suffix);
 }
 
+void tryToRemove(const Files &files, const fs::path &workFolder)
+{
+    try {
+        const fs::path journal = WorkFolder::journalIn(workFolder);
+        for (const fs::directory_entry &entry : fs::directory_iterator(workFolder)) {
+            if (entry.path() != journal)
+                files.removeTree(entry.path());
+        }
+        files.removeTree(journal);
+        files.remove(workFolder);
+    } catch (const std::exception &) {
+        // Best effort: what stays is found and removed at the next start.
+    }
+}
+
 } // namespace
 
 WorkFolder::WorkFolder(const Files &files, const RenameJob &job, bool keepsOriginal)
@@ -64,14 +79,14 @@ void WorkFolder::create(const RenameJob &job, bool keepsOriginal)
         m_journal->write(SwapJournal::of(job, m_collisionBackup.filename(), keepsOriginal).encoded());
         m_files.createPrivateFolder(m_path / mediaName);
     } catch (...) {
-        removeFolder(m_files, m_path);
+        removeFolder(m_files, m_path, m_journal);
         throw;
     }
 }
 
 WorkFolder::~WorkFolder()
 {
-    removeFolder(m_files, m_path);
+    removeFolder(m_files, m_path, m_journal);
 }
 
 void WorkFolder::flushJournal() const
@@ -100,19 +115,14 @@ fs::path WorkFolder::sourceCopyIn(const fs::path &workFolder, const fs::path &ol
     return workFolder / mediaName / ("source" + oldName.extension().native());
 }
 
-void WorkFolder::removeFolder(const Files &files, const fs::path &workFolder)
+void WorkFolder::removeFolder(const Files &files, const fs::path &workFolder,
+                              std::optional<LockedFile> &journal)
 {
-    try {
-        const fs::path journal = journalIn(workFolder);
-        for (const fs::directory_entry &entry : fs::directory_iterator(workFolder)) {
-            if (entry.path() != journal)
-                files.removeTree(entry.path());
-        }
-        files.removeTree(journal);
-        files.remove(workFolder);
-    } catch (const std::exception &) {
-        // Best effort: what stays is found and removed at the next start.
-    }
+    tryToRemove(files, workFolder);
+    journal.reset();
+    // On FUSE an open file that is removed keeps another name in its folder until it is closed.
+    if (files.exists(workFolder))
+        tryToRemove(files, workFolder);
 }
 
 } // namespace quorvalent

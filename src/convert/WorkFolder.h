@@ -45,8 +45,10 @@ public:
     [[nodiscard]] static std::filesystem::path sourceCopyIn(const std::filesystem::path &workFolder,
                                                             const std::filesystem::path &oldName);
 
-    /// Removes a work folder, its journal last, so that no half-removed folder is without one. Best effort.
-    static void removeFolder(const Files &files, const std::filesystem::path &workFolder);
+    /// Removes a work folder, its journal last, so that no half-removed folder is without one, and lets go of
+    /// the journal. Best effort.
+    static void removeFolder(const Files &files, const std::filesystem::path &workFolder,
+                             std::optional<LockedFile> &journal);
 
 private:
     void create(const RenameJob &job, bool keepsOriginal);

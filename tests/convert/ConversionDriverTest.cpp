@@ -15,6 +15,7 @@
 #include <fstream>
 #include <new>
 #include <set>
+#include <stdexcept>
 
 namespace quorvalent {
 namespace {
@@ -148,6 +149,7 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"allMovesFail", before(Move, 0), fail, noName, "a.jpg=old"},
         Case{"flushOfFolderFails", before(Flush, 3), fail, unflushed, "a.jpg=new, a.png=old"},
         Case{"removalFails", before(Remove), fail, unremoved, "a.jpg=new, a.png=old"},
+        Case{"folderStaysWhileItsJournalIsOpen", before(Remove, 2), fail, "done", "a.jpg=new"},
         Case{"editedWhileCopied", after(Copy), editNew, changing, "a.jpg=edit"},
         Case{"editedWhileConverted", before(Attributes, 2), editNew, changed, "a.jpg=edit"},
         Case{"savedOverWhileConverted", before(Attributes, 2), saveOver, changed, "a.jpg=edit"},
@@ -278,6 +280,8 @@ TEST(ConversionDriverTest, refusesWhatTheEnginesGetWrong)
     EXPECT_EQ(outcome([](auto &output) { std::ofstream(output).flush(); }), invalid);
     EXPECT_EQ(outcome([](auto &output) { fs::create_directory(output); }), invalid);
     EXPECT_EQ(outcome([](auto &output) { std::ofstream(output) << "new"; }, false), invalid);
+    EXPECT_EQ(outcome([](auto &) { throw std::runtime_error("no thread"); }),
+              "Erreur inattendue : no thread" + back);
     EXPECT_EQ(outcome([](auto &) { throw std::bad_alloc(); }),
               "Mémoire insuffisante pour convertir ce fichier." + back);
 }
