@@ -38,7 +38,7 @@ protected:
     {
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert(u"XDG_CONFIG_HOME"_s, QString::fromStdString(settings.path().native()));
-        environment.insert(u"XDG_STATE_HOME"_s, QString::fromStdString(settings.path().native()));
+        environment.insert(u"XDG_STATE_HOME"_s, QString::fromStdString(state.path().native()));
         program.setProcessEnvironment(environment);
         // A terminal sends Ctrl-C to the program's whole group, engines included.
         program.setChildProcessModifier([] { ::setpgid(0, 0); });
@@ -95,6 +95,7 @@ protected:
     }
 
     TestFolder settings;
+    const TestFolder state;
     TestFolder media;
     TestFolder folder;
     QProcess program;
