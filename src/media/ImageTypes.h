@@ -48,6 +48,16 @@ class ImageReadError : public Error
 {
 public:
     ImageReadError();
+
+protected:
+    using Error::Error;
+};
+
+/// A picture whose colours mean nothing without their profile, which cannot be read.
+class ImageProfileError : public ImageReadError
+{
+public:
+    ImageProfileError();
 };
 
 /// A picture that could not be encoded or stored.

@@ -1,5 +1,6 @@
 #include "media/image/Colour.h"
 
+#include <algorithm>
 #include <vector>
 
 namespace quorvalent {
@@ -80,16 +81,69 @@ VImage ordinary(const VImage &source)
     return image.bands() > most ? image.extract_band(0, VImage::option()->set("n", most)) : image;
 }
 
+VImage intoSrgbBy(VipsIntent intent, const VImage &image, bool isEmbedded, bool deep)
+{
+    vips::VOption *options = VImage::option()
+                                 ->set("intent", intent)
+                                 ->set("black_point_compensation", intent == VIPS_INTENT_RELATIVE)
+                                 ->set("depth", deep ? 16 : 8);
+    if (isEmbedded)
+        options->set("embedded", true);
+    else
+        options->set("input_profile", isCmyk(image) ? "cmyk" : "srgb");
+    return image.icc_transform("srgb", options)
+        .copy(VImage::option()->set("interpretation",
+                                    deep ? VIPS_INTERPRETATION_RGB16 : VIPS_INTERPRETATION_sRGB));
+}
+
+// Bytes 64 to 67 of a profile.
+VipsIntent ownIntent(const QByteArray &profile)
+{
+    constexpr qsizetype place = 67;
+    return static_cast<VipsIntent>(
+        std::clamp<int>(profile.at(place), VIPS_INTENT_PERCEPTUAL, VIPS_INTENT_ABSOLUTE));
+}
+
+// libvips takes another profile in silence where it cannot use the image's, and then says so by the one that
+// it leaves on the result; a single pixel shows it.
+bool isUsable(const VImage &image, const QByteArray &profile, VipsIntent intent)
+{
+    VImage pixel = VImage::black(1, 1, VImage::option()->set("bands", colourChannels(image)))
+                       .cast(VIPS_FORMAT_UCHAR)
+                       .copy(VImage::option()->set("interpretation", image.interpretation()));
+    vips_image_set_blob_copy(pixel.get_image(), VIPS_META_ICC_NAME, profile.constData(),
+                             static_cast<std::size_t>(profile.size()));
+    try {
+        return blobOf(pixel.icc_import(VImage::option()->set("embedded", true)->set("intent", intent)),
+                      VIPS_META_ICC_NAME) == profile;
+    } catch (const VError &) {
+        forgetVipsError();
+        return false;
+    }
+}
+
+// By the profile of the image, or as if it had libvips' own. A profile of tables need not have one for every
+// intent. Throws VError where it has none that can be read.
 VImage intoSrgb(const VImage &image, bool deep)
 {
-    VImage result = image.icc_transform("srgb", VImage::option()
-                                                    ->set("embedded", true)
-                                                    ->set("input_profile", isCmyk(image) ? "cmyk" : "srgb")
-                                                    ->set("intent", VIPS_INTENT_RELATIVE)
-                                                    ->set("black_point_compensation", true)
-                                                    ->set("depth", deep ? 16 : 8));
-    return result.copy(
-        VImage::option()->set("interpretation", deep ? VIPS_INTERPRETATION_RGB16 : VIPS_INTERPRETATION_sRGB));
+    const QByteArray profile = profileOf(image);
+    if (profile.isEmpty())
+        return intoSrgbBy(VIPS_INTENT_RELATIVE, image, false, deep);
+    for (const VipsIntent intent :
+         {VIPS_INTENT_RELATIVE, VIPS_INTENT_PERCEPTUAL, ownIntent(profile), VIPS_INTENT_SATURATION}) {
+        if (isUsable(image, profile, intent))
+            return intoSrgbBy(intent, image, true, deep);
+    }
+    throw VError();
+}
+
+// Whether the numbers mean nothing without their profile: those of jpegli's XYB, by the profile's name, and
+// those of another colour space than that of the channels.
+bool isMeaninglessWithoutProfile(const VImage &image)
+{
+    const QByteArray profile = blobOf(image, VIPS_META_ICC_NAME);
+    return profile.contains("XYB") || profile.contains(QByteArrayView("X\0Y\0B", 5)) ||
+           (profile.size() >= 128 && QByteArrayView(profile).sliced(16, 4) == QByteArrayView("Lab "));
 }
 
 // What the profile makes of a few colours, against the colours themselves.
@@ -132,8 +186,11 @@ QByteArray profileOf(const VImage &image)
 VImage fitted(const VImage &source, const PixelLimits &limits)
 {
     VImage image = ordinary(source.copy());
-    if (profileOf(image).isEmpty())
+    if (profileOf(image).isEmpty()) {
+        if (!isCmyk(image) && isMeaninglessWithoutProfile(image))
+            throw ImageProfileError();
         image.remove(VIPS_META_ICC_NAME);
+    }
     const bool profiled = vips_image_get_typeof(image.get_image(), VIPS_META_ICC_NAME) != 0;
     const bool deep = image.format() == VIPS_FORMAT_USHORT && limits.bits > 8;
     const bool otherColours = isCmyk(image) ? !limits.cmyk : profiled && !limits.profile;
@@ -141,8 +198,10 @@ VImage fitted(const VImage &source, const PixelLimits &limits)
         try {
             image = intoSrgb(image, deep);
         } catch (const VError &) {
-            // A profile that nobody can read: as every viewer, go on without it.
+            // A profile that nobody can read: as every viewer, go on without it where that shows something.
             forgetVipsError();
+            if (isMeaninglessWithoutProfile(image))
+                throw ImageProfileError();
             image = image.copy();
             image.remove(VIPS_META_ICC_NAME);
             if (isCmyk(image))
@@ -173,7 +232,7 @@ bool showsAsSrgb(const VImage &image)
         return profileOf(image).isEmpty() || profileIsSrgb(image);
     } catch (const VError &) {
         forgetVipsError();
-        return true; // an unreadable profile changes nothing
+        return !isMeaninglessWithoutProfile(image); // any other unreadable profile changes nothing
     }
 }
 

@@ -16,7 +16,8 @@ struct PixelLimits
 };
 
 /// The image within the limits, looking the same. The result has 8 or 16 bits unsigned and is grey, RGB or
-/// CMYK, with alpha last if any. Transparency goes onto white where there is no alpha.
+/// CMYK, with alpha last if any. Transparency goes onto white where there is no alpha. ImageProfileError when
+/// its profile cannot be read and its numbers mean nothing without.
 [[nodiscard]] vips::VImage fitted(const vips::VImage &image, const PixelLimits &limits);
 
 /// The profile that describes the image's channels; empty when there is none or it is for other channels.

@@ -59,6 +59,11 @@ int passRows(VipsRegion *region, VipsRect *area, void *data)
 
 } // namespace
 
+ImageProfileError::ImageProfileError()
+    : ImageReadError(QStringLiteral(
+          "Profil de couleurs illisible : sans lui, les couleurs de cette image n’ont pas de sens."))
+{}
+
 ImageReadError::ImageReadError()
     : Error(QStringLiteral("Lecture de l’image impossible."))
 {}
