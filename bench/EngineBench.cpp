@@ -51,6 +51,7 @@ Engines enginesHere()
     engines.image = [](const fs::path &source, const fs::path &output, const Preferences &preferences,
                        const Progress &progress) {
         runImageEngine(source, output, preferences.quality(QStringLiteral("jpg")), progress);
+        return EngineReport();
     };
     engines.matches = &imageMatches;
     engines.end = [] {};

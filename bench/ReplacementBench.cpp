@@ -96,6 +96,7 @@ Parts measure(const fs::path &folder, const std::string &bytes)
     Engines engines;
     engines.image = [&](const fs::path &, const fs::path &output, const Preferences &, const Progress &) {
         engineClock.timed("engine", [&] { std::ofstream(output, std::ios::binary) << bytes; });
+        return EngineReport();
     };
     engines.begin = [](const fs::path &, bool) {};
     engines.matches = [](const fs::path &, const fs::path &) { return true; };
