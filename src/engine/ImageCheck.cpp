@@ -1,5 +1,6 @@
 #include "engine/ImageCheck.h"
 
+#include "media/ImageEnd.h"
 #include "media/ImageSignature.h"
 #include "media/ImageSource.h"
 #include "platform/Error.h"

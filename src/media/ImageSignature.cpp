@@ -1,6 +1,5 @@
 #include "media/ImageSignature.h"
 
-#include "media/image/TiffPages.h"
 #include "platform/MappedFile.h"
 
 #include <QtEndian>
@@ -34,7 +33,9 @@ bool isHeifBrand(QByteArrayView brand)
     return false;
 }
 
-std::optional<ImageType> typeOf(QByteArrayView bytes)
+} // namespace
+
+std::optional<ImageType> imageTypeIn(QByteArrayView bytes)
 {
     if (bytes.size() < 12)
         return std::nullopt;
@@ -61,33 +62,10 @@ std::optional<ImageType> typeOf(QByteArrayView bytes)
     return std::nullopt;
 }
 
-// Boxes one after the other up to the end of the file.
-bool boxesFill(QByteArrayView bytes)
-{
-    qsizetype at = 0;
-    while (bytes.size() - at >= 8) {
-        const auto size = qFromBigEndian<quint32>(bytes.data() + at);
-        if (size == 0)
-            return true;
-        quint64 length = size;
-        if (size == 1) {
-            if (bytes.size() - at < 16)
-                return false;
-            length = qFromBigEndian<quint64>(bytes.data() + at + 8);
-        }
-        if (length < 8 || length > static_cast<quint64>(bytes.size() - at))
-            return false;
-        at += static_cast<qsizetype>(length);
-    }
-    return at == bytes.size();
-}
-
-} // namespace
-
 std::optional<ImageType> imageTypeOf(const std::filesystem::path &path)
 {
     const std::optional<MappedFile> file = MappedFile::open(path);
-    return file ? typeOf(file->bytes()) : std::nullopt;
+    return file ? imageTypeIn(file->bytes()) : std::nullopt;
 }
 
 std::optional<ImageType> imageTypeNamed(const QString &extension)
@@ -98,31 +76,6 @@ std::optional<ImageType> imageTypeNamed(const QString &extension)
             return name.type;
     }
     return std::nullopt;
-}
-
-bool isWholeImageFile(const std::filesystem::path &path, ImageType type)
-{
-    const std::optional<MappedFile> file = MappedFile::open(path);
-    if (!file || typeOf(file->bytes()) != type)
-        return false;
-    const QByteArrayView bytes = file->bytes();
-    switch (type) {
-    case ImageType::Jpeg:
-        return bytes.endsWith("\xff\xd9");
-    case ImageType::Png:
-        return bytes.endsWith(QByteArrayView("\0\0\0\0IEND\xae\x42\x60\x82", 12));
-    case ImageType::Gif:
-        return bytes.endsWith(';');
-    case ImageType::Heic:
-        return boxesFill(bytes);
-    case ImageType::Tiff:
-        return tiffDataIsInside(path, bytes.size());
-    case ImageType::Bmp:
-        return qFromLittleEndian<quint32>(bytes.data() + 2) == bytes.size();
-    case ImageType::Webp:
-        return qFromLittleEndian<quint32>(bytes.data() + 4) + qint64{8} == bytes.size();
-    }
-    return false;
 }
 
 } // namespace quorvalent

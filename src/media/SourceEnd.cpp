@@ -1,5 +1,6 @@
 #include "media/SourceEnd.h"
 
+#include "media/MatroskaElement.h"
 #include "media/MovieIndex.h"
 #include "media/audio/ByteSource.h"
 #include "media/audio/DeclaredLength.h"
@@ -133,51 +134,14 @@ SourceEnd movieEnd(const ByteSource &file, const std::filesystem::path &path)
     return {stateOf(index->isTruncated || sampleBytes > index->dataBytes), {}};
 }
 
-// One element of Matroska's structure.
-struct Element
-{
-    std::uint32_t id = 0;
-    std::int64_t begin = 0;            ///< of its content
-    std::optional<std::int64_t> bytes; ///< nothing where its writer did not know
-};
-
-// Nothing at the end of the file, or where no element can start.
-std::optional<Element> elementAt(const ByteSource &file, std::int64_t offset)
-{
-    std::array<std::uint8_t, 12> head{};
-    const std::size_t present = file.read(offset, head);
-    std::size_t idBytes = 1;
-    while (idBytes <= 4 && (head[0] >> (8 - idBytes) & 1U) == 0)
-        ++idBytes;
-    if (idBytes > 4 || present <= idBytes)
-        return std::nullopt;
-    Element element;
-    for (std::size_t i = 0; i < idBytes; ++i)
-        element.id = element.id << 8U | head.at(i);
-    const std::uint8_t first = head.at(idBytes);
-    std::size_t sizeBytes = 1;
-    while (sizeBytes <= 8 && (first >> (8 - sizeBytes) & 1U) == 0)
-        ++sizeBytes;
-    if (sizeBytes > 8)
-        return std::nullopt;
-    std::uint64_t size = first & (0xFFU >> sizeBytes);
-    for (std::size_t i = 1; i < sizeBytes; ++i)
-        size = size << 8U | head.at(idBytes + i);
-    element.begin = offset + static_cast<std::int64_t>(idBytes + sizeBytes);
-    if (size != (std::uint64_t{1} << (7 * sizeBytes)) - 1)
-        element.bytes = static_cast<std::int64_t>(size);
-    return element;
-}
-
 SourceEnd matroskaEnd(const ByteSource &file)
 {
-    constexpr std::uint32_t segment = 0x18538067;
-    constexpr std::uint32_t cluster = 0x1F43B675;
+    using Id = MatroskaElement::Id;
     for (std::int64_t offset = 0; offset < file.size();) {
-        const std::optional<Element> element = elementAt(file, offset);
+        const std::optional<MatroskaElement> element = MatroskaElement::at(file, offset);
         if (!element)
             return {stateOf(file.size() - offset < 12), {}}; // else rubbish behind the last element
-        const bool isOpen = !element->bytes && (element->id == segment || element->id == cluster);
+        const bool isOpen = !element->bytes && (element->id == Id::segment || element->id == Id::cluster);
         if (!element->bytes && !isOpen)
             return {};
         if (element->bytes && *element->bytes > file.size() - element->begin)

@@ -3,6 +3,7 @@
 #include "engine/ImageCheck.h"
 #include "fuzz/FuzzFolder.h"
 #include "media/ImageDestination.h"
+#include "media/ImageEnd.h"
 #include "media/ImageSignature.h"
 #include "media/ImageSource.h"
 

@@ -1,4 +1,5 @@
 #include "media/ImageDestination.h"
+#include "media/ImageEnd.h"
 #include "media/ImageSignature.h"
 #include "media/ImageSource.h"
 #include "support/Pictures.h"
