@@ -47,7 +47,8 @@ double medianOf(std::vector<double> values)
 Engines enginesHere()
 {
     Engines engines;
-    engines.begin = [](const fs::path &, bool) {};
+    engines.begin = [](const EngineHelper::Reach &, bool) {};
+    engines.isOriginalOf = [](const QString &) { return false; };
     engines.image = [](const fs::path &source, const fs::path &output, const Preferences &preferences,
                        const Progress &progress) {
         runImageEngine(source, output, preferences.quality(QStringLiteral("jpg")), progress);
@@ -92,7 +93,7 @@ double firstAnswer(const fs::path &folder, EngineHelper::Family family)
 {
     return milliseconds([&] {
         EngineHelper helper(HelperPrograms::bundled().of(family));
-        helper.begin(folder);
+        helper.begin({folder, {}});
         try {
             (void)helper.matches({.files = {"missing.png", "missing.jpg"}});
         } catch (const Error &) {

@@ -146,7 +146,9 @@ ConversionReport ConversionDriver::replace(const RenameJob &job, const Preferenc
     makeRoom(job);
     const WorkFolder work(m_files, job, preferences.keepOriginal);
     const EnginesInUse inUse{m_engines}; // gone before the folder that they work in
-    m_engines.begin(work.mediaFolder(), isImageJob(job));
+    m_engines.begin({work.mediaFolder(), job.newURL}, isImageJob(job));
+    if (isAlready(job))
+        return {.remarks = {}, .original = {}, .isUnchanged = true};
     m_files.copy(job.newURL, work.sourceCopy());
     const FileAttributes own = m_files.attributes(work.journal());
     requireStamp(job, u"Le fichier est en cours de modification."_s);
@@ -170,6 +172,15 @@ ConversionReport ConversionDriver::replace(const RenameJob &job, const Preferenc
     if (const auto stays = replacement.run(preferences.keepOriginal || learnt.keepsOriginal, take))
         tell(conversion, *stays, preferences.keepOriginal);
     return conversion;
+}
+
+bool ConversionDriver::isAlready(const RenameJob &job) const
+{
+    try {
+        return m_engines.isOriginalOf(targetFormat(job));
+    } catch (const ConversionError &) {
+        return false; // the conversion meets the same, if that was no accident
+    }
 }
 
 ConversionReport ConversionDriver::bringBack(const RenameJob &job, const OriginalsStore::Return &asked) const

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "convert/ConversionReport.h"
+#include "convert/EngineHelper.h"
 #include "convert/OriginalsStore.h"
 #include "convert/WorkFolder.h"
 #include "core/Preferences.h"
@@ -23,9 +24,12 @@ using Engine =
 /// What a conversion is done with.
 struct Engines
 {
-    /// Called before the source is copied: what the engines need gets ready meanwhile. They will read and
-    /// write in that folder alone.
-    std::function<void(const std::filesystem::path &mediaFolder, bool isImage)> begin;
+    /// Called first. The engines will read and write in the work folder alone, and the user's file is looked
+    /// at where it is.
+    std::function<void(const EngineHelper::Reach &reach, bool isImage)> begin;
+    /// Whether the user's file certainly is of the format that an extension names, whatever it is called.
+    /// Throws ConversionError where nobody could look.
+    std::function<bool(const QString &extension)> isOriginalOf;
 
     Engine image;
     Engine audio; ///< first engine for wav, aif, aiff and m4a
@@ -39,9 +43,10 @@ struct Engines
 };
 
 /// Converts one renamed file in place: a private copy is converted and checked, then the result and the file
-/// change places. Never writes into the user's file and never replaces one. An engine's word is not enough
-/// for it: an engine may have been taken over by the file that it read. Without state of its own; one job at
-/// a time, and each call blocks its thread.
+/// change places. A file that already is what its new name says stays as it is, and that is a success. Never
+/// writes into the user's file and never replaces one. An engine's word is not enough for it: an engine may
+/// have been taken over by the file that it read. Without state of its own; one job at a time, and each call
+/// blocks its thread.
 class ConversionDriver
 {
 public:
@@ -58,6 +63,7 @@ public:
                              const Progress &progress) const;
 
 private:
+    [[nodiscard]] bool isAlready(const RenameJob &job) const;
     ConversionReport replace(const RenameJob &job, const Preferences &preferences,
                              const Progress &progress) const;
     [[nodiscard]] ConversionReport bringBack(const RenameJob &job, const OriginalsStore::Return &asked) const;

@@ -22,6 +22,7 @@ struct ConversionReport
     QStringList remarks;                           ///< complete French sentences, the engine's first
     std::optional<std::filesystem::path> original; ///< where it still stands, for whatever reason
     bool isReturn = false;                         ///< a kept original was brought back, nothing converted
+    bool isUnchanged = false;                      ///< the file already was what its new name says
     bool canBeTakenBack = false;                   ///< the original is kept among the removed ones
 
     bool operator==(const ConversionReport &) const = default;

@@ -17,7 +17,8 @@ void run(Kind engine, const fs::path &source, const fs::path &output, const Pref
     const bool isImage = engine == Kind::Image ||
                          (engine == Kind::External && imageExtensions().contains(pathExtension(output)));
     HelperEngines engines;
-    engines.begin(output.parent_path(), isImage ? EngineHelper::Family::Image : EngineHelper::Family::Media);
+    engines.begin({output.parent_path(), {}},
+                  isImage ? EngineHelper::Family::Image : EngineHelper::Family::Media);
     engines.convert(engine, source, output, preferences, progress);
 }
 
@@ -30,6 +31,20 @@ ConversionReport Converter::convert(const RenameJob &job, const Preferences &pre
     const Files files;
     const ConversionDriver driver(files, HelperEngines::forDriver(helpers), originals);
     return driver.convert(job, preferences, progress);
+}
+
+bool Converter::isWhatItsNameSays(const fs::path &file, const HelperSource &helpers)
+{
+    const QString extension = pathExtension(file).toLower();
+    if (!mediaExtensions().contains(extension))
+        return false;
+    try {
+        HelperEngines engines(helpers);
+        engines.begin({{}, file}, EngineHelper::Family::Media); // which starts sooner than that for images
+        return engines.isOriginalOf(extension);
+    } catch (const Error &) {
+        return false;
+    }
 }
 
 void Converter::image(const fs::path &source, const fs::path &output, double quality,

@@ -24,6 +24,12 @@ struct Converter
             const HelperSource &helpers = HelperEngines::starting(HelperPrograms::bundled()),
             const OriginalsStore *originals = nullptr);
 
+    /// Whether the file certainly is what its name says, by a look at its first bytes in a process of its
+    /// own. False where nobody could look.
+    [[nodiscard]] static bool
+    isWhatItsNameSays(const std::filesystem::path &file,
+                      const HelperSource &helpers = HelperEngines::starting(HelperPrograms::bundled()));
+
     /// Writes a still or multi-frame image as the format of `output`'s extension. `quality` is a fraction,
     /// 1.0 the best; formats without lossy compression ignore it. Reports up to 0.9.
     static void image(const std::filesystem::path &source, const std::filesystem::path &output,

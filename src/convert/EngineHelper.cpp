@@ -77,9 +77,14 @@ EngineHelper::EngineHelper(const fs::path &program, Pipe requests)
     }())
 {}
 
-void EngineHelper::begin(const fs::path &workFolder)
+void EngineHelper::begin(const Reach &reach)
 {
-    m_isLost = !send(Protocol::Begin{workFolder.native()});
+    m_isLost = !send(Protocol::Begin{reach.workFolder.native(), reach.original.native()});
+}
+
+bool EngineHelper::isOriginalOf(const QString &extension)
+{
+    return verdictOn(Protocol::Look{extension.toStdString()});
 }
 
 EngineReport EngineHelper::convert(const Protocol::Conversion &conversion, const Progress &progress)
@@ -93,7 +98,12 @@ EngineReport EngineHelper::convert(const Protocol::Conversion &conversion, const
 
 bool EngineHelper::matches(const Protocol::Check &check)
 {
-    const Protocol::Reply reply = ask(check, {});
+    return verdictOn(check);
+}
+
+bool EngineHelper::verdictOn(const Protocol::Request &question)
+{
+    const Protocol::Reply reply = ask(question, {});
     const auto *verdict = std::get_if<Protocol::Verdict>(&reply);
     if (verdict == nullptr)
         giveUp(0ms);

@@ -28,9 +28,20 @@ public:
     /// Ends the helper with everything it started.
     ~EngineHelper() = default;
 
-    /// Locks the helper into a folder, in which the files of all requests lie; to be called once, before
-    /// them. Returns at once. The path is absolute; the folder stays until the object is gone.
-    void begin(const std::filesystem::path &workFolder);
+    /// What a helper can reach. Paths are absolute.
+    struct Reach
+    {
+        std::filesystem::path workFolder; ///< with the files of all requests; none for looks alone
+        std::filesystem::path original;   ///< the user's file, to be looked at and no more; or none
+    };
+
+    /// Locks the helper in; to be called once, before the requests. Returns at once. What can be reached
+    /// stays until the object is gone.
+    void begin(const Reach &reach);
+
+    /// Whether the original is of the format that an extension names, whatever it is called: in lower case,
+    /// without the dot. Throws ConversionError. Blocks for a millisecond.
+    [[nodiscard]] bool isOriginalOf(const QString &extension);
 
     /// Runs an engine and returns what it learnt; throws ConversionError. Blocks meanwhile. An exception out
     /// of `progress` leaves a helper that is good for nothing but being destroyed.
@@ -56,6 +67,7 @@ private:
     EngineHelper(const std::filesystem::path &program, Pipe requests);
 
     [[nodiscard]] bool send(const EngineProtocol::Request &request) const;
+    bool verdictOn(const EngineProtocol::Request &question);
     EngineProtocol::Reply ask(const EngineProtocol::Request &request, const Progress &progress);
     EngineProtocol::Reply nextReply();
     [[noreturn]] void giveUp(std::chrono::milliseconds patience);

@@ -16,8 +16,19 @@ constexpr qsizetype longestSentence = 2048; // characters: the end of FFmpeg's l
 constexpr qsizetype longestRemark = 512;    // characters; all of them together fit into a body
 constexpr qsizetype mostRemarks = 64;
 constexpr std::size_t longestName = 255; // bytes, as everywhere in Linux
+constexpr std::size_t longestExtension = 8;
 
-enum class Kind : quint8 { Conversion = 1, Check, Begin, Progress = 16, Done, Verdict, Failure, OutOfMemory };
+enum class Kind : quint8 {
+    Conversion = 1,
+    Check,
+    Begin,
+    Look,
+    Progress = 16,
+    Done,
+    Verdict,
+    Failure,
+    OutOfMemory
+};
 
 void require(bool keepsTheProtocol)
 {
@@ -34,6 +45,14 @@ bool isPlainName(const std::string &name)
 bool isAbsolutePath(const std::string &path)
 {
     return path.starts_with('/') && path.find('\0') == std::string::npos;
+}
+
+bool isPlainExtension(const std::string &extension)
+{
+    return !extension.empty() && extension.size() <= longestExtension &&
+           std::ranges::all_of(extension, [](char sign) {
+               return (sign >= 'a' && sign <= 'z') || (sign >= '0' && sign <= '9');
+           });
 }
 
 // A line feed is part of what FFmpeg says; any other control character is there to fool a terminal.
@@ -91,15 +110,31 @@ QDataStream &operator>>(QDataStream &stream, WorkFiles &files)
 
 void write(QDataStream &body, const Begin &begin)
 {
-    body << QByteArray::fromStdString(begin.workFolder);
+    body << QByteArray::fromStdString(begin.workFolder) << QByteArray::fromStdString(begin.original);
 }
 
 void read(QDataStream &body, Begin &begin)
 {
     QByteArray workFolder;
-    body >> workFolder;
-    begin.workFolder = workFolder.toStdString();
-    require(isAbsolutePath(begin.workFolder));
+    QByteArray original;
+    body >> workFolder >> original;
+    begin = {workFolder.toStdString(), original.toStdString()};
+    const auto isPathOrEmpty = [](const std::string &path) { return path.empty() || isAbsolutePath(path); };
+    require(isPathOrEmpty(begin.workFolder) && isPathOrEmpty(begin.original));
+    require(!begin.workFolder.empty() || !begin.original.empty());
+}
+
+void write(QDataStream &body, const Look &look)
+{
+    body << QByteArray::fromStdString(look.extension);
+}
+
+void read(QDataStream &body, Look &look)
+{
+    QByteArray extension;
+    body >> extension;
+    look.extension = extension.toStdString();
+    require(isPlainExtension(look.extension));
 }
 
 void write(QDataStream &body, const Conversion &conversion)
@@ -194,6 +229,8 @@ constexpr Kind kindOf()
 {
     if constexpr (std::is_same_v<Message, Begin>)
         return Kind::Begin;
+    else if constexpr (std::is_same_v<Message, Look>)
+        return Kind::Look;
     else if constexpr (std::is_same_v<Message, Conversion>)
         return Kind::Conversion;
     else if constexpr (std::is_same_v<Message, Check>)
@@ -274,7 +311,7 @@ QByteArray encoded(const Reply &reply)
 
 std::optional<Request> takeRequest(QByteArray &received)
 {
-    return takeMessage<Begin, Conversion, Check>(received);
+    return takeMessage<Begin, Look, Conversion, Check>(received);
 }
 
 std::optional<Reply> takeReply(QByteArray &received)

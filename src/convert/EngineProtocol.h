@@ -22,10 +22,11 @@ class ProtocolError
 
 enum class EngineKind : quint8 { Image, Audio, Video, External };
 
-/// The folder to work in: the first request, made once, and the only one that is not answered.
+/// Where to work: the first request, made once, and the only one that is not answered.
 struct Begin
 {
-    std::string workFolder; ///< an absolute path
+    std::string workFolder;    ///< an absolute path; empty for a helper that only looks at the original
+    std::string original = {}; ///< the user's file, to be read and no more; an absolute path or empty
 
     bool operator==(const Begin &) const = default;
 };
@@ -54,6 +55,15 @@ struct Conversion
     bool operator==(const Conversion &) const = default;
 };
 
+/// Is the original of the format that this extension names, whatever it is called? Answered by Verdict,
+/// Failure or OutOfMemory.
+struct Look
+{
+    std::string extension; ///< lower-case letters and digits, without the dot
+
+    bool operator==(const Look &) const = default;
+};
+
 /// Does the output hold what the source holds? Answered by Verdict, Failure or OutOfMemory.
 struct Check
 {
@@ -62,7 +72,7 @@ struct Check
     bool operator==(const Check &) const = default;
 };
 
-using Request = std::variant<Begin, Conversion, Check>;
+using Request = std::variant<Begin, Look, Conversion, Check>;
 
 struct ProgressReport
 {

@@ -35,9 +35,9 @@ HelperSource HelperEngines::starting(HelperPrograms programs)
     };
 }
 
-void HelperEngines::begin(const fs::path &mediaFolder, EngineHelper::Family family)
+void HelperEngines::begin(const EngineHelper::Reach &reach, EngineHelper::Family family)
 {
-    m_mediaFolder = mediaFolder;
+    m_reach = reach;
     m_family = family;
     replaceHelper();
 }
@@ -53,7 +53,12 @@ void HelperEngines::replaceHelper()
 {
     m_helper.reset(); // the new one is to find no other in the folder
     m_helper = m_helpers(m_family);
-    m_helper->begin(m_mediaFolder);
+    m_helper->begin(m_reach);
+}
+
+bool HelperEngines::isOriginalOf(const QString &extension)
+{
+    return helper().isOriginalOf(extension);
 }
 
 EngineReport HelperEngines::convert(Kind engine, const fs::path &source, const fs::path &output,
@@ -84,9 +89,10 @@ Engines HelperEngines::forDriver(HelperSource helpers)
         };
     };
     Engines engines;
-    engines.begin = [run](const fs::path &mediaFolder, bool isImage) {
-        run->begin(mediaFolder, isImage ? EngineHelper::Family::Image : EngineHelper::Family::Media);
+    engines.begin = [run](const EngineHelper::Reach &reach, bool isImage) {
+        run->begin(reach, isImage ? EngineHelper::Family::Image : EngineHelper::Family::Media);
     };
+    engines.isOriginalOf = [run](const QString &extension) { return run->isOriginalOf(extension); };
     engines.image = engine(Kind::Image);
     engines.audio = engine(Kind::Audio);
     engines.video = engine(Kind::Video);

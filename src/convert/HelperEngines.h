@@ -39,8 +39,12 @@ public:
     [[nodiscard]] static HelperSource starting(HelperPrograms programs);
 
     /// Gets the helper ahead of its first request; ConversionError when there is none. The engines' files all
-    /// lie in `mediaFolder`.
-    void begin(const std::filesystem::path &mediaFolder, EngineHelper::Family family);
+    /// lie in the reach's work folder.
+    void begin(const EngineHelper::Reach &reach, EngineHelper::Family family);
+
+    /// Whether the original is of the format that an extension names, whatever it is called; throws
+    /// ConversionError.
+    [[nodiscard]] bool isOriginalOf(const QString &extension);
 
     /// Runs one engine with the preferences for the output's extension and returns what it learnt; throws
     /// ConversionError.
@@ -62,7 +66,7 @@ private:
     void replaceHelper();
 
     HelperSource m_helpers;
-    std::filesystem::path m_mediaFolder;
+    EngineHelper::Reach m_reach;
     EngineHelper::Family m_family = EngineHelper::Family::Media;
     std::unique_ptr<EngineHelper> m_helper;
 };

@@ -1,5 +1,6 @@
 #include "engine/EngineService.h"
 
+#include "media/RealFormat.h"
 #include "platform/Error.h"
 #include "platform/QuietWrite.h"
 
@@ -8,11 +9,10 @@
 
 namespace quorvalent {
 
-namespace fs = std::filesystem;
 namespace Protocol = EngineProtocol;
 
-EngineService::EngineService(fs::path workFolder, EngineFamily &family, Conversation conversation)
-    : m_workFolder(std::move(workFolder))
+EngineService::EngineService(EngineHelper::Reach reach, EngineFamily &family, Conversation conversation)
+    : m_reach(std::move(reach))
     , m_family(family)
     , m_conversation(std::move(conversation))
 {}
@@ -42,6 +42,8 @@ Protocol::Reply EngineService::answer(const Protocol::Request &request)
             throw Protocol::ProtocolError(); // there is one folder in a helper's life
         if (const auto *check = std::get_if<Protocol::Check>(&request))
             return Protocol::Verdict{matches(*check)};
+        if (const auto *look = std::get_if<Protocol::Look>(&request))
+            return Protocol::Verdict{isOriginalOf(*look)};
         return Protocol::Done{convert(std::get<Protocol::Conversion>(request))};
     } catch (const Error &failure) {
         return Protocol::Failure{failure.errorDescription()};
@@ -53,13 +55,21 @@ Protocol::Reply EngineService::answer(const Protocol::Request &request)
 EngineReport EngineService::convert(const Protocol::Conversion &conversion)
 {
     return m_family.convert(
-        conversion, m_workFolder / conversion.files.source, m_workFolder / conversion.files.output,
+        conversion, m_reach.workFolder / conversion.files.source,
+        m_reach.workFolder / conversion.files.output,
         [this](std::optional<double> fraction) { send(Protocol::ProgressReport{fraction}); });
+}
+
+bool EngineService::isOriginalOf(const Protocol::Look &look) const
+{
+    if (m_reach.original.empty())
+        throw Protocol::ProtocolError();
+    return isOfFormat(m_reach.original, QString::fromStdString(look.extension));
 }
 
 bool EngineService::matches(const Protocol::Check &check)
 {
-    return m_family.matches(m_workFolder / check.files.source, m_workFolder / check.files.output);
+    return m_family.matches(m_reach.workFolder / check.files.source, m_reach.workFolder / check.files.output);
 }
 
 } // namespace quorvalent

@@ -1,15 +1,14 @@
 #pragma once
 
+#include "convert/EngineHelper.h"
 #include "convert/EngineProtocol.h"
 #include "engine/EngineFamily.h"
 #include "engine/RequestStream.h"
 #include "platform/FileDescriptor.h"
 
-#include <filesystem>
-
 namespace quorvalent {
 
-/// The helper's end of the conversation: takes requests about files of one work folder and runs engines and
+/// The helper's end of the conversation: takes requests about the files within its reach and runs engines and
 /// checks until nobody asks any more. One thread.
 class EngineService
 {
@@ -23,7 +22,7 @@ public:
     };
 
     /// The family outlives the service.
-    EngineService(std::filesystem::path workFolder, EngineFamily &family, Conversation conversation);
+    EngineService(EngineHelper::Reach reach, EngineFamily &family, Conversation conversation);
 
     /// Returns when the other end hangs up. EngineProtocol::ProtocolError when it does not keep to the
     /// protocol, FileError when the conversation breaks off.
@@ -34,9 +33,10 @@ private:
 
     [[nodiscard]] EngineProtocol::Reply answer(const EngineProtocol::Request &request);
     [[nodiscard]] EngineReport convert(const EngineProtocol::Conversion &conversion);
+    [[nodiscard]] bool isOriginalOf(const EngineProtocol::Look &look) const;
     [[nodiscard]] bool matches(const EngineProtocol::Check &check);
 
-    std::filesystem::path m_workFolder;
+    EngineHelper::Reach m_reach;
     EngineFamily &m_family;
     Conversation m_conversation;
 };

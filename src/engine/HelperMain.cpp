@@ -43,16 +43,19 @@ std::optional<fs::path> externalEngine()
 }
 
 // Before anything of the user's is read, and before a library may have started a thread.
-void enterCage(const fs::path &workFolder)
+void enterCage(const EngineHelper::Reach &reach)
 {
-    Cage cage = Cage::forConversion(workFolder);
-    cage.programs = {MediaPrograms::ffmpeg(), MediaPrograms::ffprobe()};
+    Cage cage = reach.workFolder.empty() ? Cage::forReading() : Cage::forConversion(reach.workFolder);
+    if (!reach.workFolder.empty())
+        cage.programs = {MediaPrograms::ffmpeg(), MediaPrograms::ffprobe()};
     cage.readable.push_back(Bundle::libraries());
+    if (!reach.original.empty())
+        cage.readable.push_back(reach.original);
     cage.enter();
 }
 
-// Where to work. It may be a while until it is told: helpers are started ahead.
-fs::path nextFolder(RequestStream &stream)
+// It may be a while until it is told: helpers are started ahead.
+EngineHelper::Reach nextReach(RequestStream &stream)
 {
     const std::optional<EngineProtocol::Request> request = stream.next(STDIN_FILENO);
     if (!request)
@@ -60,7 +63,7 @@ fs::path nextFolder(RequestStream &stream)
     const auto *begin = std::get_if<EngineProtocol::Begin>(&*request);
     if (begin == nullptr)
         throw EngineProtocol::ProtocolError();
-    return begin->workFolder;
+    return {begin->workFolder, begin->original};
 }
 
 // What a library or a child leaves to the system to place.
@@ -90,14 +93,15 @@ int runHelper(int argumentCount, const HelperFamily &family)
     try {
         family.getReady();
         EngineService::Conversation conversation;
-        const fs::path workFolder = nextFolder(conversation.stream);
+        const EngineHelper::Reach reach = nextReach(conversation.stream);
         const std::optional<fs::path> external = externalEngine();
-        workIn(workFolder);
-        enterCage(workFolder);
+        if (!reach.workFolder.empty())
+            workIn(reach.workFolder);
+        enterCage(reach);
         conversation.requests = keptAside(STDIN_FILENO);
         conversation.replies = keptAside(STDOUT_FILENO);
         const std::unique_ptr<EngineFamily> engines = family.make(external);
-        EngineService(workFolder, *engines, std::move(conversation)).run();
+        EngineService(reach, *engines, std::move(conversation)).run();
         ::_exit(0); // nothing is left that the libraries' clean-up could be good for
     } catch (const EngineProtocol::ProtocolError &) {
         return brokenConversation;

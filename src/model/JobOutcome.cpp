@@ -26,9 +26,10 @@ JobOutcome succeeded(ConversionReport report, bool keepsOriginal)
     outcome.canBeTakenBack = report.canBeTakenBack;
     if (report.isReturn)
         outcome.detail = u"Original rétabli."_s;
+    else if (report.original || (keepsOriginal && !report.isUnchanged))
+        outcome.detail = u"Terminé · original conservé"_s;
     else
-        outcome.detail =
-            keepsOriginal || report.original ? u"Terminé · original conservé"_s : u"Conversion terminée"_s;
+        outcome.detail = u"Conversion terminée"_s;
     outcome.remarks = std::move(report.remarks);
     outcome.original = std::move(report.original);
     return outcome;

@@ -6,10 +6,10 @@
 #include "convert/OriginalsStore.h"
 #include "core/MediaFamilies.h"
 #include "core/RenamePolicy.h"
+#include "model/WatcherSource.h"
 #include "platform/FolderPresence.h"
 #include "platform/FolderRules.h"
 #include "platform/StateFolder.h"
-#include "watch/RenameWatcher.h"
 
 #include <QCoreApplication>
 #include <QTimer>
@@ -23,25 +23,6 @@ struct Originals
 {
     Files files;
     OriginalsStore store{files, StateFolder::path() / "originals"};
-};
-
-class WatcherSource : public JobSource
-{
-public:
-    WatcherSource(JobSourceHandlers handlers, NewNameHandler onNewName)
-        : m_watcher(std::move(handlers.onRename), std::move(handlers.onProblem), {}, std::move(onNewName),
-                    std::move(handlers.onMoved))
-    {}
-
-    void start(std::vector<std::filesystem::path> folders, std::function<void()> onWatching) override
-    {
-        m_watcher.start(std::move(folders), std::move(onWatching));
-    }
-    void complete(const QString &identity) override { m_watcher.complete(identity); }
-    void locate(const QString &identity) override { m_watcher.locate(identity); }
-
-private:
-    RenameWatcher m_watcher;
 };
 
 // From the new name to the conversion it is most of a second: what a helper needs to start.
@@ -79,7 +60,8 @@ ModelServices systemServices()
             std::move(handlers),
             [helpers](const std::filesystem::path &from, const std::filesystem::path &to) {
                 expectConversion(*helpers, from, to);
-            });
+            },
+            [](const std::filesystem::path &file) { return Converter::isWhatItsNameSays(file); });
     };
     services.observePresence = [](const std::vector<std::filesystem::path> &folders,
                                   FolderPresence::Handler onChange) {

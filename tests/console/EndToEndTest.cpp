@@ -148,6 +148,27 @@ TEST_F(EndToEndTest, putsTheNameBackOfWhatItRefuses)
     EXPECT_EQ(folder.read("photo.png"), bytes);
 }
 
+TEST_F(EndToEndTest, saysNothingOfAForeignFileThatIsWhatItsNewNameSays)
+{
+    const std::string bytes = makePhoto("photo.jpg");
+    rename("photo.jpg", "IMG_0001");
+    folder.write("notes.txt", "no picture");
+    startWatching();
+    rename("IMG_0001", "IMG_0001.jpg");
+    rename("notes.txt", "notes.png");
+    ASSERT_TRUE(waitFor([this] { return count("finished") == 1; }));
+
+    // Files are looked at one after the other, so the first look is over as well.
+    EXPECT_EQ(count("detected"), 1);
+    EXPECT_EQ(folder.listing(), std::vector<std::string>({"IMG_0001.jpg", "notes.txt"}));
+    EXPECT_EQ(folder.read("IMG_0001.jpg"), bytes);
+
+    rename("IMG_0001.jpg", "IMG_0001.jpeg");
+    ASSERT_TRUE(waitFor([this] { return count("finished") == 2; }));
+    EXPECT_EQ(events.back()[u"detail"_s], u"Conversion terminée"_s);
+    EXPECT_EQ(folder.read("IMG_0001.jpeg"), bytes);
+}
+
 TEST_F(EndToEndTest, finishesRunningAndWaitingConversionsAfterCtrlC)
 {
     makeSound("a.wav");

@@ -259,6 +259,23 @@ TEST(ConversionDriverTest, choosesTheEngineByFamilyAndTarget)
     }
 }
 
+TEST(ConversionDriverTest, leavesAFileThatAlreadyIsWhatItsNewNameSays)
+{
+    ConversionWorld world;
+    world.isAlready = QStringLiteral("jpg");
+    world.preferences.keepOriginal = true;
+    const RenameJob job = world.renamed("a.jpeg", "a.JPG");
+    EXPECT_EQ(world.convert(job), "done");
+    EXPECT_EQ(world.enginesRun, "");
+    EXPECT_EQ(world.progress, "1.000000 ");
+    EXPECT_TRUE(job.stamp.isAt(job.newURL));
+    EXPECT_EQ(world.contents(), "a.JPG=old");
+
+    // A look that fails says nothing of the file.
+    world.engines.isOriginalOf = [](auto &) -> bool { throw ConversionError(QStringLiteral("Arrêté.")); };
+    EXPECT_EQ(world.convert(world.renamed("b.jpeg", "b.jpg")), "done, original at …/b.jpeg");
+}
+
 TEST(ConversionDriverTest, refusesWhatTheEnginesGetWrong)
 {
     using Make = std::function<void(const fs::path &output)>;

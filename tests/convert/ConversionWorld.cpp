@@ -22,7 +22,8 @@ ConversionWorld::ConversionWorld()
     engines.image = engine("image");
     engines.external = engine("external");
     engines.hasExternal = [] { return true; };
-    engines.begin = [](const fs::path &, bool) {};
+    engines.begin = [](const EngineHelper::Reach &, bool) {};
+    engines.isOriginalOf = [this](const QString &extension) { return extension == isAlready; };
     engines.matches = [](const fs::path &, const fs::path &) { return true; };
     engines.end = [] {};
 }

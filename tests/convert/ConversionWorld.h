@@ -22,6 +22,7 @@ public:
     EngineReport learnt; ///< what the engines will have learnt
     KeptOriginal::Time now{std::chrono::hours(1000)};
     OriginalsStore originals{files, state / "quorvalent/originals", [this] { return now; }};
+    QString isAlready;         ///< the real format of every file
     bool keepsRemoved = false; ///< removed originals go to the store
     std::string enginesRun;
     std::string progress;

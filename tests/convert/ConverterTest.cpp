@@ -79,7 +79,7 @@ TEST(Converter, readsInTheCageWhatItWrites)
 
     makeMedia(folder / "a.mkv", {"-f", "lavfi", "-i", "testsrc=size=64x48:duration=1"});
     HelperEngines engines;
-    engines.begin(folder.path(), EngineHelper::Family::Media);
+    engines.begin({folder.path(), {}}, EngineHelper::Family::Media);
     for (const char *const target : {"b.mp4", "b.avi", "b.webm"}) {
         const auto engine = std::string_view(target) == "b.mp4" ? EngineProtocol::EngineKind::Video
                                                                 : EngineProtocol::EngineKind::External;

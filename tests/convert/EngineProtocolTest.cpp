@@ -60,7 +60,8 @@ TEST(EngineProtocol, carriesEveryMessageInPiecesOfAnySize)
     EXPECT_TRUE(received.isEmpty());
 
     for (const Request &request :
-         {Request(Begin{"/a folder"}), Request(conversion), Request(Check{conversion.files})}) {
+         {Request(Begin{"/a folder", "/photo.jpg"}), Request(Begin{"", "/photo.jpg"}), Request(Look{"m4a"}),
+          Request(conversion), Request(Check{conversion.files})}) {
         received = encoded(request);
         EXPECT_EQ(takeRequest(received), request);
     }
@@ -103,9 +104,15 @@ TEST(EngineProtocol, refusesEverythingElse)
         QByteArray received = encoded(Request(elsewhere));
         EXPECT_THROW((void)takeRequest(received), ProtocolError) << name;
     }
-    for (const std::string &folder : std::array{""s, "media"s, "/nul\0inside"s}) {
-        QByteArray received = encoded(Request(Begin{folder}));
-        EXPECT_THROW((void)takeRequest(received), ProtocolError) << folder;
+    for (const std::string &path : std::array{""s, "media"s, "/nul\0inside"s}) {
+        for (const Begin &begin : {Begin{path}, Begin{"", path}}) {
+            QByteArray received = encoded(Request(begin));
+            EXPECT_THROW((void)takeRequest(received), ProtocolError) << path;
+        }
+    }
+    for (const std::string extension : {"", "JPG", "../x", "ninechars"}) {
+        QByteArray received = encoded(Request(Look{extension}));
+        EXPECT_THROW((void)takeRequest(received), ProtocolError) << extension;
     }
     Conversion impossible = conversion;
     impossible.imageQuality = std::numeric_limits<double>::quiet_NaN();

@@ -255,7 +255,8 @@ void serve(const Surroundings &surroundings)
                 behaviours().at(surroundings.behaviour)(
                     {surroundings, workFolder / conversion->files.output});
             } else {
-                send(Protocol::Verdict{true});
+                // The original is not yet what it should become; the output is.
+                send(Protocol::Verdict{std::holds_alternative<Protocol::Check>(*request)});
             }
         }
     }

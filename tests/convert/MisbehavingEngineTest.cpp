@@ -188,7 +188,7 @@ TEST(HelperReserve, handsOutTheOneThatWaits)
     ASSERT_TRUE(waitFor([&] { return world.starts() == 1; }));
 
     const auto first = reserve.take(EngineHelper::Family::Image);
-    first->begin(world.folder.path());
+    first->begin({world.folder.path(), {}});
     first->convert({.files = {"source.png", "output.jpg"}}, [](auto) {});
     EXPECT_EQ(world.folder.read("output.jpg"), "new");
     EXPECT_EQ(world.starts(), 1U);

@@ -2,9 +2,11 @@
 
 #include "convert/EngineProtocol.h"
 #include "fuzz/FuzzFolder.h"
+#include "media/ImageEnd.h"
 #include "media/ImageSignature.h"
 #include "media/MediaAsset.h"
 #include "media/MovieIndex.h"
+#include "media/RealFormat.h"
 #include "media/SourceEnd.h"
 #include "media/SourceMedia.h"
 #include "media/audio/AdtsHeader.h"
@@ -24,6 +26,8 @@ void readMedia(const std::filesystem::path &source)
     (void)declaredLength(source);
     (void)MediaAsset::fromHeaders(source);
     (void)SourceEnd::of(source);
+    for (const char *extension : {"tif", "heic", "mp3", "aac", "ogg", "mp4", "m4a", "mkv", "avi"})
+        (void)isOfFormat(source, QString::fromLatin1(extension));
     if (const std::optional<MovieIndex> index = MovieIndex::read(source))
         (void)SourceMedia::fromIndex(*index);
     if (const std::optional<ImageType> type = imageTypeOf(source))

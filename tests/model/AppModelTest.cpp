@@ -576,8 +576,16 @@ TEST_F(AppModelTest, keepsOneTimerForKeptOriginalsWhileThereAreAny)
     EXPECT_FALSE(model->hasKeptOriginals());
 }
 
-TEST_F(AppModelTest, tellsAReturnAndACancellationApart)
+TEST_F(AppModelTest, tellsAReturnACancellationAndAFileThatStayedAsItIsApart)
 {
+    Preferences keeping;
+    keeping.keepOriginal = true;
+    model->setPreferences(keeping);
+    world.report.isUnchanged = true;
+    model->enqueue(renamed("c.jpeg", "c.jpg"));
+    world.runBackground();
+    EXPECT_EQ(model->activities()[0].detail, u"Conversion terminée"_s);
+
     world.report.isReturn = true;
     model->enqueue(renamed("a.jpg", "a.png"));
     world.runBackground();

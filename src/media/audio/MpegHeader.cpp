@@ -57,6 +57,9 @@ std::optional<MpegHeader> MpegHeader::read(const ByteSource &file, std::int64_t 
 
 namespace {
 
+// The bits of a packet's head for version, layer and rate, which do not change on the way.
+constexpr std::uint32_t sameInAll = 0xFFFE0C00;
+
 // Bytes of a packet of layer III, by its head; 0 where the rate is free or none.
 std::int64_t packetBytes(std::uint32_t head)
 {
@@ -74,9 +77,18 @@ std::int64_t packetBytes(std::uint32_t head)
 
 } // namespace
 
+bool startsMpegStream(const ByteSource &file, std::int64_t start)
+{
+    if (!MpegHeader::read(file, start))
+        return false;
+    const std::uint32_t head = file.big32(start);
+    const std::int64_t next = start + packetBytes(head);
+    return next > start && MpegHeader::read(file, next) &&
+           (file.big32(next) & sameInAll) == (head & sameInAll);
+}
+
 bool endsInsideMpegPacket(const ByteSource &file, std::int64_t start)
 {
-    constexpr std::uint32_t sameInAll = 0xFFFE0C00; // version, layer and rate do not change on the way
     constexpr std::int64_t window = 64L * 1024;
     constexpr int enough = 4; // packets in a row: no accident
     const std::uint32_t kind = file.big32(start) & sameInAll;

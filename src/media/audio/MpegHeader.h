@@ -22,6 +22,9 @@ struct MpegHeader
     [[nodiscard]] static std::optional<MpegHeader> read(const ByteSource &file, std::int64_t start);
 };
 
+/// Whether two packets of an MP3 stream follow each other there.
+[[nodiscard]] bool startsMpegStream(const ByteSource &file, std::int64_t start);
+
 /// Whether the last packet of an MP3 stream, which starts there, is longer than the rest of the file. Tags
 /// behind the stream do not count.
 [[nodiscard]] bool endsInsideMpegPacket(const ByteSource &file, std::int64_t start);

@@ -102,13 +102,21 @@ std::filesystem::path programLoader()
 
 Cage Cage::forConversion(const std::filesystem::path &workFolder)
 {
-    return {.workFolder = workFolder,
+    Cage cage = forReading();
+    cage.workFolder = workFolder;
+    cage.limits = CageLimits::forConversion(workFolder);
+    return cage;
+}
+
+Cage Cage::forReading()
+{
+    return {.workFolder = {},
             .readable = {"/usr/lib", "/usr/lib64", "/usr/lib32", "/usr/libx32", "/lib", "/lib64",
                          "/usr/local/lib", "/usr/share", "/etc/ld.so.cache", "/etc/localtime", "/dev/urandom",
                          // what x265's library for memory nodes asks, about this process alone
                          "/sys/devices/system/cpu", "/sys/devices/system/node", "/proc/self/status"},
             .programs = {},
-            .limits = CageLimits::forConversion(workFolder)};
+            .limits = CageLimits::forReading()};
 }
 
 void Cage::enter(const CageReach &reach) const

@@ -17,7 +17,8 @@ namespace quorvalent {
 /// processes that exhaust the memory takes a caged one first.
 struct Cage
 {
-    /// The one folder to read and to write, with everything below it: regular files and folders only.
+    /// The one folder to read and to write, with everything below it: regular files and folders only. May be
+    /// empty: then nothing can be written.
     std::filesystem::path workFolder;
     /// Files, and folders with everything below them, to read. One that is not there is left out.
     std::vector<std::filesystem::path> readable;
@@ -29,6 +30,9 @@ struct Cage
     /// what they ask about the processors, writes the work folder and /dev/null, has the limits of a
     /// conversion.
     [[nodiscard]] static Cage forConversion(const std::filesystem::path &workFolder);
+
+    /// The same without a folder: nothing to write but what is open.
+    [[nodiscard]] static Cage forReading();
 
     /// Locks the calling process in, as far as `reach` says: less than the machine offers only in tests.
     /// Closes every descriptor above the standard three. The process has no other thread yet, it leads its

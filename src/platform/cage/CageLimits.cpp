@@ -61,8 +61,15 @@ std::optional<std::uint64_t> tasksOfThisMachine()
 
 CageLimits CageLimits::forConversion(const std::filesystem::path &workFolder)
 {
+    CageLimits limits = forReading();
+    limits.fileBytes = fileRoomAt(workFolder);
+    return limits;
+}
+
+CageLimits CageLimits::forReading()
+{
     return {.memoryBytes = memoryOfThisMachine(),
-            .fileBytes = fileRoomAt(workFolder),
+            .fileBytes = 0,
             .userTasks = tasksOfThisMachine(),
             .openFiles = mostOpenFiles};
 }

@@ -23,6 +23,8 @@ struct CageLimits
     /// Limits that end an attack and no conversion: for this machine and for the disk of that folder.
     /// FileError when the folder's file system cannot be asked.
     [[nodiscard]] static CageLimits forConversion(const std::filesystem::path &workFolder);
+    /// The same where no file is written.
+    [[nodiscard]] static CageLimits forReading();
 };
 
 } // namespace quorvalent

@@ -106,10 +106,13 @@ private:
 void LandlockRules::restrictThisThread(int version) const
 {
     const Ruleset ruleset(version);
-    const FileDescriptor folder(::open(workFolder.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    if (!folder.isOpen())
-        throw FileError(errno, workFolder);
-    ruleset.allow(folder, workFolder, toWrite);
+    if (!workFolder.empty()) {
+        const FileDescriptor folder(
+            ::open(workFolder.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+        if (!folder.isOpen())
+            throw FileError(errno, workFolder);
+        ruleset.allow(folder, workFolder, toWrite);
+    }
     ruleset.allowIfThere(devices, toWrite);
     ruleset.allowIfThere(readable, toRead);
     ruleset.allowIfThere(programs, toExecute);

@@ -10,7 +10,7 @@ namespace quorvalent {
 /// for the calling thread and all it starts, for good.
 struct LandlockRules
 {
-    std::filesystem::path workFolder;            ///< to read and write, with everything below; no link
+    std::filesystem::path workFolder; ///< to read and write, with everything below; no link; or none
     std::vector<std::filesystem::path> devices;  ///< to read and write
     std::vector<std::filesystem::path> readable; ///< files, and folders with everything below
     std::vector<std::filesystem::path> programs; ///< to execute and read
