@@ -291,7 +291,8 @@ TEST(EventStream, tellsWhenAVolumeComesAndGoes)
         };
         const auto write = [&](const char *name) { return stream.tells([&] { folder.write(name, ""); }); };
         return mount("root/disk") && write("root/disk/a") && unmount("root/disk") && mount("root") &&
-               write("root/b") && unmount("root") && stream.watchCount() == 2 && write("root/disk/c");
+               write("root/b") && unmount("root") && waitFor([&] { return stream.watchCount() == 2; }) &&
+               write("root/disk/c");
     }));
 }
 
