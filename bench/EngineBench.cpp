@@ -72,8 +72,7 @@ double conversion(
     std::this_thread::sleep_for(untilConversion);
     Preferences preferences;
     preferences.imageQuality.insert(QStringLiteral("jpg"), 0.9);
-    const double taken = milliseconds(
-        [&] { ConversionDriver(files, engines).convert(job, preferences, [](std::optional<double>) {}); });
+    const double taken = milliseconds([&] { ConversionDriver(files, engines).convert(job, preferences); });
     fs::remove(job.newURL);
     return taken;
 }

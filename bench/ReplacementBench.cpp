@@ -109,7 +109,7 @@ Parts measure(const fs::path &folder, const std::string &bytes)
     const RenameJob job{named.oldURL, named.newURL, FileStamp::read(named.newURL)};
 
     const Clock::time_point start = Clock::now();
-    ConversionDriver(files, engines).convert(job, {}, [](std::optional<double>) {});
+    ConversionDriver(files, engines).convert(job, {});
     const double total = std::chrono::duration<double, std::milli>(Clock::now() - start).count();
     double accounted = 0;
     for (const auto &[part, milliseconds] : parts)

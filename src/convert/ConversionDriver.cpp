@@ -73,13 +73,23 @@ ConversionCancelled cancelled()
     return ConversionCancelled(u"Conversion annulée."_s);
 }
 
-// Out of a progress, the exception ends the engine at once.
-Progress untilTakenBack(const RenameJob &job, const Progress &progress)
+bool isUnwanted(const RenameJob &job, const Cancellation &cancellation)
 {
-    return [&job, &progress](std::optional<double> fraction) {
-        if (isTakenBack(job))
-            throw cancelled();
-        report(progress, fraction);
+    return cancellation.isRequested() || isTakenBack(job);
+}
+
+void requireWanted(const RenameJob &job, const Cancellation &cancellation)
+{
+    if (isUnwanted(job, cancellation))
+        throw cancelled();
+}
+
+// Out of a progress, the exception ends the engine at once.
+Progress whileWanted(const RenameJob &job, const ConversionRun &run)
+{
+    return [&job, &run](std::optional<double> fraction) {
+        requireWanted(job, run.cancellation);
+        report(run.progress, fraction);
     };
 }
 
@@ -109,21 +119,23 @@ ConversionDriver::ConversionDriver(const Files &files, Engines engines, const Or
 {}
 
 ConversionReport ConversionDriver::convert(const RenameJob &job, const Preferences &preferences,
-                                           const Progress &progress) const
+                                           const ConversionRun &run) const
 {
     if (const std::optional<QString> refusal = RenameProtection::reason(job))
         throw RenameProtection::reject(job, *refusal, m_files);
     try {
+        requireWanted(job, run.cancellation);
         const auto asked = m_originals ? m_originals->returnOf(job) : std::nullopt;
-        ConversionReport done =
-            asked ? bringBack(job, *asked) : replace(job, preferences, untilTakenBack(job, progress));
-        report(progress, 1.0);
+        ConversionReport done = asked ? bringBack(job, *asked) : replace(job, preferences, run);
+        report(run.progress, 1.0);
         return done;
     } catch (const OriginalLeftError &) {
         throw;
     } catch (const Error &failure) {
-        if (isTakenBack(job))
+        if (isUnwanted(job, run.cancellation)) {
+            static_cast<void>(restoreName(job));
             throw cancelled();
+        }
         giveNameBack(job, failure);
         throw;
     } catch (const std::bad_alloc &) {
@@ -140,7 +152,7 @@ ConversionReport ConversionDriver::convert(const RenameJob &job, const Preferenc
 }
 
 ConversionReport ConversionDriver::replace(const RenameJob &job, const Preferences &preferences,
-                                           const Progress &progress) const
+                                           const ConversionRun &run) const
 {
     requireStamp(job, u"Le fichier a changé. Conversion annulée pour le protéger."_s);
     makeRoom(job);
@@ -153,10 +165,11 @@ ConversionReport ConversionDriver::replace(const RenameJob &job, const Preferenc
     const FileAttributes own = m_files.attributes(work.journal());
     requireStamp(job, u"Le fichier est en cours de modification."_s);
     requireSpaceForResult(job);
+    requireWanted(job, run.cancellation);
     EngineReport learnt;
     {
         const EarlyFlush flush(work.output());
-        learnt = runEngine(job, work, preferences, progress);
+        learnt = runEngine(job, work, preferences, whileWanted(job, run));
         requireSoundOutput(work, own);
     }
     ConversionReport conversion{.remarks = std::move(learnt.remarks), .original = {}};
@@ -169,6 +182,7 @@ ConversionReport ConversionDriver::replace(const RenameJob &job, const Preferenc
         };
     }
     const SafeReplacement replacement(m_files, job, work);
+    requireWanted(job, run.cancellation);
     if (const auto stays = replacement.run(preferences.keepOriginal || learnt.keepsOriginal, take))
         tell(conversion, *stays, preferences.keepOriginal);
     return conversion;
@@ -263,10 +277,11 @@ void ConversionDriver::requireFileLike(const FileAttributes &own, const fs::path
         throw noValidOutput();
 }
 
-void ConversionDriver::giveNameBack(const RenameJob &job, const Error &failure) const
+// Whether it was moved; ConversionError where it cannot be.
+bool ConversionDriver::restoreName(const RenameJob &job) const
 {
     if (!job.stamp.isAt(job.newURL) || m_files.exists(job.oldURL))
-        return;
+        return false;
     try {
         m_files.moveNoReplace(job.newURL, job.oldURL);
     } catch (const Error &) {
@@ -274,7 +289,13 @@ void ConversionDriver::giveNameBack(const RenameJob &job, const Error &failure) 
             composed(u"Conversion impossible. Original intact sous {0} ; rétablissez .{1}."_s,
                      {displayName(job.newURL), pathExtension(job.oldURL)}));
     }
-    throw ConversionError(composed(u"{0} Extension d’origine rétablie."_s, {failure.errorDescription()}));
+    return true;
+}
+
+void ConversionDriver::giveNameBack(const RenameJob &job, const Error &failure) const
+{
+    if (restoreName(job))
+        throw ConversionError(composed(u"{0} Extension d’origine rétablie."_s, {failure.errorDescription()}));
 }
 
 } // namespace quorvalent

@@ -4,8 +4,8 @@
 #include "convert/EngineHelper.h"
 #include "convert/OriginalsStore.h"
 #include "convert/WorkFolder.h"
+#include "core/ConversionRun.h"
 #include "core/Preferences.h"
-#include "core/Progress.h"
 #include "core/RenameJob.h"
 #include "platform/Error.h"
 #include "platform/Files.h"
@@ -54,18 +54,18 @@ public:
     /// without it they are gone. Both outlive the object.
     ConversionDriver(const Files &files, Engines engines, const OriginalsStore *originals = nullptr);
 
-    /// Throws UnsupportedRenameError when the policy refuses the rename, ConversionCancelled when it was
-    /// taken back meanwhile (an engine ends at its next report of progress then), otherwise ConversionError
-    /// or FileError; each sentence also says where the file is if it is no longer where it was. Reports 1.0
+    /// Throws UnsupportedRenameError when the policy refuses the rename, ConversionCancelled when the run is
+    /// cancelled or the rename was taken back before the result was made, otherwise ConversionError or
+    /// FileError; each sentence also says where the file is if it is no longer where it was. Reports 1.0
     /// once, when the result is in place. The original stays beside the result where the preferences or the
     /// engine want it kept.
     ConversionReport convert(const RenameJob &job, const Preferences &preferences,
-                             const Progress &progress) const;
+                             const ConversionRun &run = {}) const;
 
 private:
     [[nodiscard]] bool isAlready(const RenameJob &job) const;
     ConversionReport replace(const RenameJob &job, const Preferences &preferences,
-                             const Progress &progress) const;
+                             const ConversionRun &run) const;
     [[nodiscard]] ConversionReport bringBack(const RenameJob &job, const OriginalsStore::Return &asked) const;
     void makeRoom(const RenameJob &job) const;
     EngineReport runEngine(const RenameJob &job, const WorkFolder &work, const Preferences &preferences,
@@ -73,6 +73,7 @@ private:
     void requireSoundOutput(const WorkFolder &work, const FileAttributes &own) const;
     void requireFileLike(const FileAttributes &own, const std::filesystem::path &output) const;
     void requireSpaceForResult(const RenameJob &job) const;
+    [[nodiscard]] bool restoreName(const RenameJob &job) const;
     void giveNameBack(const RenameJob &job, const Error &failure) const;
 
     const Files &m_files;

@@ -25,12 +25,12 @@ void run(Kind engine, const fs::path &source, const fs::path &output, const Pref
 } // namespace
 
 ConversionReport Converter::convert(const RenameJob &job, const Preferences &preferences,
-                                    const Progress &progress, const HelperSource &helpers,
+                                    const ConversionRun &run, const HelperSource &helpers,
                                     const OriginalsStore *originals)
 {
     const Files files;
-    const ConversionDriver driver(files, HelperEngines::forDriver(helpers), originals);
-    return driver.convert(job, preferences, progress);
+    const ConversionDriver driver(files, HelperEngines::forDriver(helpers, run.threads), originals);
+    return driver.convert(job, preferences, run);
 }
 
 bool Converter::isWhatItsNameSays(const fs::path &file, const HelperSource &helpers)

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "convert/HelperEngines.h"
+#include "core/ConversionRun.h"
 #include "core/Preferences.h"
-#include "core/Progress.h"
 #include "core/RenameJob.h"
 
 #include <filesystem>
@@ -20,7 +20,7 @@ struct Converter
     /// refuses it (UnsupportedRenameError). One job at a time. On success reports 1.0 once, last. The
     /// engines' process comes from `helpers`; removed originals go to `originals` where there is one.
     static ConversionReport
-    convert(const RenameJob &job, const Preferences &preferences, const Progress &progress,
+    convert(const RenameJob &job, const Preferences &preferences, const ConversionRun &run,
             const HelperSource &helpers = HelperEngines::starting(HelperPrograms::bundled()),
             const OriginalsStore *originals = nullptr);
 

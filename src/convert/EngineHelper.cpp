@@ -77,9 +77,9 @@ EngineHelper::EngineHelper(const fs::path &program, Pipe requests)
     }())
 {}
 
-void EngineHelper::begin(const Reach &reach)
+void EngineHelper::begin(const Reach &reach, int threads)
 {
-    m_isLost = !send(Protocol::Begin{reach.workFolder.native(), reach.original.native()});
+    m_isLost = !send(Protocol::Begin{reach.workFolder.native(), reach.original.native(), threads});
 }
 
 bool EngineHelper::isOriginalOf(const QString &extension)

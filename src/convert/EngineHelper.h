@@ -36,8 +36,8 @@ public:
     };
 
     /// Locks the helper in; to be called once, before the requests. Returns at once. What can be reached
-    /// stays until the object is gone.
-    void begin(const Reach &reach);
+    /// stays until the object is gone. `threads` as in ConversionRun.
+    void begin(const Reach &reach, int threads = 0);
 
     /// Whether the original is of the format that an extension names, whatever it is called: in lower case,
     /// without the dot. Throws ConversionError. Blocks for a millisecond.

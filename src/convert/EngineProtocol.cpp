@@ -12,6 +12,7 @@ namespace {
 
 constexpr QDataStream::Version version = QDataStream::Qt_6_4;
 constexpr quint32 longestBody = 128 * 1024; // bytes
+constexpr qint32 mostThreads = 1024;
 constexpr qsizetype longestSentence = 2048; // characters: the end of FFmpeg's log and a name, several times
 constexpr qsizetype longestRemark = 512;    // characters; all of them together fit into a body
 constexpr qsizetype mostRemarks = 64;
@@ -110,18 +111,21 @@ QDataStream &operator>>(QDataStream &stream, WorkFiles &files)
 
 void write(QDataStream &body, const Begin &begin)
 {
-    body << QByteArray::fromStdString(begin.workFolder) << QByteArray::fromStdString(begin.original);
+    body << QByteArray::fromStdString(begin.workFolder) << QByteArray::fromStdString(begin.original)
+         << begin.threads;
 }
 
 void read(QDataStream &body, Begin &begin)
 {
     QByteArray workFolder;
     QByteArray original;
-    body >> workFolder >> original;
-    begin = {workFolder.toStdString(), original.toStdString()};
+    body >> workFolder >> original >> begin.threads;
+    begin.workFolder = workFolder.toStdString();
+    begin.original = original.toStdString();
     const auto isPathOrEmpty = [](const std::string &path) { return path.empty() || isAbsolutePath(path); };
     require(isPathOrEmpty(begin.workFolder) && isPathOrEmpty(begin.original));
     require(!begin.workFolder.empty() || !begin.original.empty());
+    require(begin.threads >= 0 && begin.threads <= mostThreads);
 }
 
 void write(QDataStream &body, const Look &look)

@@ -27,6 +27,7 @@ struct Begin
 {
     std::string workFolder;    ///< an absolute path; empty for a helper that only looks at the original
     std::string original = {}; ///< the user's file, to be read and no more; an absolute path or empty
+    qint32 threads = 0;        ///< that the image library may use, up to 1024; 0 leaves it to the library
 
     bool operator==(const Begin &) const = default;
 };

@@ -24,8 +24,9 @@ HelperPrograms HelperPrograms::bundled()
     return {Bundle::helper("quorvalent-image-engine"), Bundle::helper("quorvalent-engine")};
 }
 
-HelperEngines::HelperEngines(HelperSource helpers)
+HelperEngines::HelperEngines(HelperSource helpers, int threads)
     : m_helpers(std::move(helpers))
+    , m_threads(threads)
 {}
 
 HelperSource HelperEngines::starting(HelperPrograms programs)
@@ -53,7 +54,7 @@ void HelperEngines::replaceHelper()
 {
     m_helper.reset(); // the new one is to find no other in the folder
     m_helper = m_helpers(m_family);
-    m_helper->begin(m_reach);
+    m_helper->begin(m_reach, m_threads);
 }
 
 bool HelperEngines::isOriginalOf(const QString &extension)
@@ -79,9 +80,9 @@ bool HelperEngines::matches(const fs::path &source, const fs::path &output)
     return helper().matches({.files = workFiles(source, output)});
 }
 
-Engines HelperEngines::forDriver(HelperSource helpers)
+Engines HelperEngines::forDriver(HelperSource helpers, int threads)
 {
-    const auto run = std::make_shared<HelperEngines>(std::move(helpers));
+    const auto run = std::make_shared<HelperEngines>(std::move(helpers), threads);
     const auto engine = [run](Kind kind) -> Engine {
         return [run, kind](const fs::path &source, const fs::path &output, const Preferences &preferences,
                            const Progress &progress) {

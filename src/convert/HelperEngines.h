@@ -33,7 +33,8 @@ using HelperSource = std::function<std::unique_ptr<EngineHelper>(EngineHelper::F
 class HelperEngines
 {
 public:
-    explicit HelperEngines(HelperSource helpers = starting(HelperPrograms::bundled()));
+    /// The image library may use `threads`; 0 leaves it to the library.
+    explicit HelperEngines(HelperSource helpers = starting(HelperPrograms::bundled()), int threads = 0);
 
     /// Starts one of these programs on the thread that asks.
     [[nodiscard]] static HelperSource starting(HelperPrograms programs);
@@ -59,13 +60,15 @@ public:
     void end() { m_helper.reset(); }
 
     /// Those of the driver, run by a helper.
-    [[nodiscard]] static Engines forDriver(HelperSource helpers = starting(HelperPrograms::bundled()));
+    [[nodiscard]] static Engines forDriver(HelperSource helpers = starting(HelperPrograms::bundled()),
+                                           int threads = 0);
 
 private:
     EngineHelper &helper();
     void replaceHelper();
 
     HelperSource m_helpers;
+    int m_threads;
     EngineHelper::Reach m_reach;
     EngineHelper::Family m_family = EngineHelper::Family::Media;
     std::unique_ptr<EngineHelper> m_helper;

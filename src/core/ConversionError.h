@@ -22,7 +22,7 @@ public:
     [[nodiscard]] const QString &message() const noexcept { return errorDescription(); }
 };
 
-/// The file bears its old name again: the user took the rename back while it was being converted.
+/// The user did not want the conversion any more: he cancelled it, or took the rename back or the file away.
 class ConversionCancelled : public Error
 {
 public:

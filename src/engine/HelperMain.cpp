@@ -55,7 +55,7 @@ void enterCage(const EngineHelper::Reach &reach)
 }
 
 // It may be a while until it is told: helpers are started ahead.
-EngineHelper::Reach nextReach(RequestStream &stream)
+EngineProtocol::Begin nextBegin(RequestStream &stream)
 {
     const std::optional<EngineProtocol::Request> request = stream.next(STDIN_FILENO);
     if (!request)
@@ -63,7 +63,7 @@ EngineHelper::Reach nextReach(RequestStream &stream)
     const auto *begin = std::get_if<EngineProtocol::Begin>(&*request);
     if (begin == nullptr)
         throw EngineProtocol::ProtocolError();
-    return {begin->workFolder, begin->original};
+    return *begin;
 }
 
 // What a library or a child leaves to the system to place.
@@ -93,11 +93,14 @@ int runHelper(int argumentCount, const HelperFamily &family)
     try {
         family.getReady();
         EngineService::Conversation conversation;
-        const EngineHelper::Reach reach = nextReach(conversation.stream);
+        const EngineProtocol::Begin begin = nextBegin(conversation.stream);
+        const EngineHelper::Reach reach{begin.workFolder, begin.original};
         const std::optional<fs::path> external = externalEngine();
         if (!reach.workFolder.empty())
             workIn(reach.workFolder);
         enterCage(reach);
+        if (begin.threads > 0)
+            family.limitThreads(begin.threads);
         conversation.requests = keptAside(STDIN_FILENO);
         conversation.replies = keptAside(STDOUT_FILENO);
         const std::unique_ptr<EngineFamily> engines = family.make(external);

@@ -14,6 +14,8 @@ struct HelperFamily
 {
     /// Called while nobody waits, before a folder is told and before the cage.
     std::function<void()> getReady;
+    /// Told once, where conversions run side by side, how many threads this one may use.
+    std::function<void(int threads)> limitThreads;
     /// The engines, with the FFmpeg program of the external engine, or nothing where it is missing.
     std::function<std::unique_ptr<EngineFamily>(std::optional<std::filesystem::path> external)> make;
 };

@@ -37,6 +37,7 @@ int main(int argc, char **)
                                     warmHeap();
                                     ImageSource::prepare();
                                 },
+                            .limitThreads = &ImageSource::limitThreads,
                             .make =
                                 [](std::optional<std::filesystem::path> external) {
                                     return std::make_unique<ImageFamily>(std::move(external));

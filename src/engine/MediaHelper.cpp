@@ -7,6 +7,8 @@ int main(int argc, char **)
 {
     using namespace quorvalent;
     return runHelper(argc, {.getReady = [] {},
+                            // Encoders of sounds use one thread, and a film has the machine to itself.
+                            .limitThreads = [](int) {},
                             .make =
                                 [](std::optional<std::filesystem::path> external) {
                                     return std::make_unique<MediaFamily>(std::move(external));

@@ -38,6 +38,12 @@ void ImageSource::prepare()
     startVips();
 }
 
+void ImageSource::limitThreads(int threads)
+{
+    startVips();
+    vips_concurrency_set(threads);
+}
+
 std::optional<ImageSource> ImageSource::open(const std::filesystem::path &path,
                                              const std::filesystem::path &scratchFolder)
 {

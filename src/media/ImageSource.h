@@ -18,6 +18,8 @@ class ImageSource
 public:
     /// Gets the image library ready, which the first open() would otherwise have to wait for.
     static void prepare();
+    /// Threads that work on a picture, 1 or more; once for a process, before the first open().
+    static void limitThreads(int threads);
 
     /// Nothing when the file is no image of a known type or cannot be read at all. A frame too large for
     /// memory that must be turned is spilled into `scratchFolder`, without leaving anything there.

@@ -85,6 +85,9 @@ public:
     /// What runs goes on.
     [[nodiscard]] std::deque<RenameJob> dropWaitingJobs() { return m_queue.dropWaiting(); }
     /// The user has seen the warnings.
+    /// Ends the conversion that is shown, or drops those that wait; the files get their former names back.
+    void cancelConversion() { m_queue.cancelShown(); }
+    void cancelWaiting() { m_queue.cancelWaiting(); }
     void clearWarnings() { m_queue.clearWarnings(); }
 
     // Answers that the views show

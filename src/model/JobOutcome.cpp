@@ -36,11 +36,11 @@ JobOutcome succeeded(ConversionReport report, bool keepsOriginal)
 }
 
 JobOutcome untimedOutcomeOf(const ConvertJob &convert, const RenameJob &job, const Preferences &preferences,
-                            const Progress &progress)
+                            const ConversionRun &run)
 {
     const QString impossible = u"Conversion impossible"_s;
     try {
-        return succeeded(convert(job, preferences, progress), preferences.keepOriginal);
+        return succeeded(convert(job, preferences, run), preferences.keepOriginal);
     } catch (const UnsupportedRenameError &error) {
         return failed(u"Format non pris en charge"_s, error.errorDescription());
     } catch (const ConversionCancelled &cancellation) {
@@ -60,10 +60,10 @@ JobOutcome untimedOutcomeOf(const ConvertJob &convert, const RenameJob &job, con
 } // namespace
 
 JobOutcome outcomeOf(const ConvertJob &convert, const RenameJob &job, const Preferences &preferences,
-                     const Progress &progress)
+                     const ConversionRun &run)
 {
     const auto start = std::chrono::steady_clock::now();
-    JobOutcome outcome = untimedOutcomeOf(convert, job, preferences, progress);
+    JobOutcome outcome = untimedOutcomeOf(convert, job, preferences, run);
     outcome.seconds = std::chrono::steady_clock::now() - start;
     return outcome;
 }

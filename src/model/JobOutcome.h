@@ -1,8 +1,8 @@
 #pragma once
 
 #include "convert/ConversionReport.h"
+#include "core/ConversionRun.h"
 #include "core/Preferences.h"
-#include "core/Progress.h"
 #include "core/RenameJob.h"
 
 #include <QString>
@@ -30,18 +30,19 @@ struct JobOutcome
     std::chrono::duration<double> seconds{};       ///< wall time inside the conversion driver
     QStringList remarks;                           ///< what is to be known about a success, sentences
     std::optional<std::filesystem::path> original; ///< where it stands beside the result of a success
-    bool isCancelled = false;                      ///< the user took the rename back meanwhile
+    bool isCancelled = false;                      ///< the user did not want it any more
     bool canBeTakenBack = false;                   ///< the removed original is kept for a while
 
     [[nodiscard]] bool succeeded() const { return !failure && !isCancelled; }
 };
 
 /// The conversion driver: returns after a success, throws otherwise.
-using ConvertJob = std::function<ConversionReport(const RenameJob &, const Preferences &, const Progress &)>;
+using ConvertJob =
+    std::function<ConversionReport(const RenameJob &, const Preferences &, const ConversionRun &)>;
 
 /// Runs the driver on the calling thread and turns whatever it throws into a failure, so that nothing escapes
 /// into a worker thread.
 [[nodiscard]] JobOutcome outcomeOf(const ConvertJob &convert, const RenameJob &job,
-                                   const Preferences &preferences, const Progress &progress);
+                                   const Preferences &preferences, const ConversionRun &run);
 
 } // namespace quorvalent

@@ -1,5 +1,7 @@
 #include "model/JobQueue.h"
 
+#include "core/RenamePolicy.h"
+
 #include <QPointer>
 
 #include <algorithm>
@@ -17,6 +19,11 @@ constexpr auto pauseAfterFailure = 0ms;
 
 // From as many that wait on, nobody looks at each file singly.
 constexpr std::size_t waitingOfABatch = 2;
+
+bool isRefused(const RenameJob &job)
+{
+    return RenameProtection::reason(job).has_value();
+}
 
 } // namespace
 
@@ -49,7 +56,7 @@ void JobQueue::add(const RenameJob &job)
 {
     if (isIdle())
         m_status.batch.reset();
-    m_jobs.push_back({job});
+    m_jobs.push_back({.job = job, .isQuick = isRefused(job), .cancellation = {}});
     if (m_status.batch)
         ++m_status.batch->total;
     Q_EMIT changed();
@@ -68,37 +75,47 @@ void JobQueue::release(const RenameJob &job)
         watcher->complete(job.identity());
 }
 
-std::deque<JobQueue::WaitingJob>::iterator JobQueue::nextToRun()
+std::deque<JobQueue::WaitingJob>::iterator JobQueue::nextToRun(bool isQuick)
 {
-    return std::ranges::find(m_jobs, false, &WaitingJob::isSought);
+    return std::ranges::find_if(m_jobs, [isQuick](const WaitingJob &waiting) {
+        return !waiting.isSought && waiting.isQuick == isQuick;
+    });
 }
 
-bool JobQueue::mayStart(const RenameJob &job) const
+bool JobQueue::mayConvert(const RenameJob &job) const
 {
-    if (m_running.empty())
-        return !m_status.isConverting;
-    if (!m_lanes.isOpen())
-        return false;
+    if (m_running.empty() && m_status.isConverting)
+        return false; // something else is shown
     std::vector<LaneDemand> demands;
-    for (const RunningJob &running : m_running)
-        demands.push_back(running.demand);
+    for (const RunningJob &running : m_running) {
+        if (!running.isQuick)
+            demands.push_back(running.demand);
+    }
     return m_lanes.admit(LaneDemand::of(job), demands, m_services.machine());
 }
 
 void JobQueue::runNext()
 {
     m_lanes.update(m_jobs.size());
-    for (auto next = nextToRun(); next != m_jobs.end() && mayStart(next->job); next = nextToRun()) {
-        const RenameJob job = std::move(next->job);
-        m_jobs.erase(next);
-        start(job);
-    }
+    const auto isBusy = std::ranges::any_of(m_running, &RunningJob::isQuick);
+    if (const auto next = nextToRun(true); next != m_jobs.end() && !isBusy)
+        start(next);
+    for (auto next = nextToRun(); next != m_jobs.end() && mayConvert(next->job); next = nextToRun())
+        start(next);
     m_lanes.update(m_jobs.size());
 }
 
-void JobQueue::start(const RenameJob &job)
+void JobQueue::start(std::deque<WaitingJob>::iterator waiting)
 {
-    m_running.push_back({.number = ++m_started, .job = job, .demand = LaneDemand::of(job), .progress = {}});
+    const RenameJob job = waiting->job;
+    m_running.push_back({.number = ++m_started,
+                         .job = job,
+                         .demand = LaneDemand::of(job),
+                         .isQuick = waiting->isQuick,
+                         .cancellation = waiting->cancellation,
+                         .progress = {},
+                         .place = {}});
+    m_jobs.erase(waiting);
     const RunningJob running = m_running.back();
     showOldest();
     Q_EMIT changed();
@@ -118,7 +135,11 @@ void JobQueue::convertInBackground(const RunningJob &running)
                 self->setProgress(number, fraction);
         });
     };
-    m_services.inBackground([self, job, number = running.number, progress, convert = m_services.convert,
+    const ConversionRun run{.progress = progress,
+                            .threads =
+                                m_lanes.threadsFor(m_running.size() + m_jobs.size(), m_services.machine()),
+                            .cancellation = running.cancellation};
+    m_services.inBackground([self, job, number = running.number, run, convert = m_services.convert,
                              isInPlace = m_services.isInPlace, preferences = m_preferences(),
                              watcher = m_watcher] {
         if (!isInPlace(job)) {
@@ -128,10 +149,11 @@ void JobQueue::convertInBackground(const RunningJob &running)
             });
             return;
         }
-        const JobOutcome outcome = outcomeOf(convert, job, preferences, progress);
+        const JobOutcome outcome = outcomeOf(convert, job, preferences, run);
         // Before the outcome is known to anyone: the watcher takes in the file's new state first.
         // Held for this call only, so that the watcher always ends with the model, on the main thread.
-        if (const auto present = watcher.lock())
+        // What was cancelled may go on from elsewhere.
+        if (const auto present = watcher.lock(); present && !outcome.isCancelled)
             present->complete(job.identity());
         postToMain([self, number, outcome] {
             if (self)
@@ -148,34 +170,56 @@ void JobQueue::setProgress(std::uint64_t number, std::optional<double> fraction)
         return;
     running->progress = fraction;
     const RenameJob job = running->job;
-    if (running == m_running.begin()) {
+    if (&*running == shown()) {
         m_status.progress = fraction;
         Q_EMIT changed();
     }
     Q_EMIT progressed(job, fraction);
 }
 
-RenameJob JobQueue::takeRunning(std::uint64_t number)
+JobQueue::RunningJob JobQueue::takeRunning(std::uint64_t number)
 {
     const auto running = std::ranges::find(m_running, number, &RunningJob::number);
-    RenameJob job = std::move(running->job);
+    RunningJob taken = std::move(*running);
     m_running.erase(running);
-    return job;
+    return taken;
+}
+
+JobQueue::RunningJob *JobQueue::shown()
+{
+    if (m_running.empty())
+        return nullptr;
+    const auto oldest = std::ranges::find(m_running, false, &RunningJob::isQuick);
+    return oldest == m_running.end() ? m_running.data() : &*oldest;
 }
 
 void JobQueue::showOldest()
 {
-    if (!m_running.empty())
-        m_status.show(m_running.front().job, m_running.front().progress);
+    if (const RunningJob *const running = shown())
+        m_status.show(running->job, running->progress);
+}
+
+void JobQueue::stopShowing()
+{
+    if (m_running.empty()) {
+        m_status.isConverting = false;
+        m_status.progress.reset();
+    }
+    showOldest();
 }
 
 void JobQueue::finish(std::uint64_t number, const JobOutcome &outcome)
 {
-    const RenameJob job = takeRunning(number);
-    m_status.end(job, outcome);
+    const RunningJob ended = takeRunning(number);
+    if (outcome.isCancelled) {
+        if (beginAnew(ended))
+            return;
+        release(ended.job);
+    }
+    m_status.end(ended.job, outcome);
     showOldest();
     Q_EMIT changed();
-    Q_EMIT finished(job, outcome);
+    Q_EMIT finished(ended.job, outcome);
     goOn(outcome.succeeded() ? pauseAfterSuccess : pauseAfterFailure);
 }
 
@@ -188,7 +232,9 @@ void JobQueue::goOn(std::chrono::milliseconds pause)
 {
     if (m_jobs.empty() && m_running.empty())
         Q_EMIT drained();
-    const auto next = nextToRun();
+    auto next = nextToRun(true);
+    if (next == m_jobs.end())
+        next = nextToRun();
     if (next == m_jobs.end())
         return;
     if (!m_running.empty() || !stopsBetweenJobs()) {
@@ -204,7 +250,11 @@ void JobQueue::goOn(std::chrono::milliseconds pause)
 
 void JobQueue::follow(const QString &identity, const std::optional<std::filesystem::path> &place)
 {
-    const auto isOfFile = [&](const WaitingJob &waiting) { return waiting.job.identity() == identity; };
+    const auto isOfFile = [&](const auto &known) { return known.job.identity() == identity; };
+    if (const auto running = std::ranges::find_if(m_running, isOfFile); running != m_running.end()) {
+        followRunning(*running, place);
+        return;
+    }
     const auto waiting = std::ranges::find_if(m_jobs, isOfFile);
     if (waiting == m_jobs.end())
         return;
@@ -216,6 +266,7 @@ void JobQueue::follow(const QString &identity, const std::optional<std::filesyst
         Q_EMIT dropped(former);
     if (place && former.movedTo(*place).changesExtension()) {
         waiting->job = former.movedTo(*place);
+        waiting->isQuick = waiting->cancellation.isRequested() || isRefused(waiting->job);
         Q_EMIT changed();
         Q_EMIT accepted(waiting->job);
         if (wasSought)
@@ -230,16 +281,52 @@ void JobQueue::follow(const QString &identity, const std::optional<std::filesyst
         Q_EMIT drained();
 }
 
+// A swap moves the file as well; by then the driver does not look at the request any more.
+void JobQueue::followRunning(RunningJob &running, const std::optional<std::filesystem::path> &place)
+{
+    if (place == running.job.newURL)
+        return;
+    running.place = place;
+    running.cancellation.request();
+}
+
+bool JobQueue::beginAnew(const RunningJob &ended)
+{
+    if (!ended.place || !ended.job.movedTo(*ended.place).changesExtension())
+        return false;
+    stopShowing();
+    const RenameJob moved = ended.job.movedTo(*ended.place);
+    m_jobs.push_front({.job = moved, .isQuick = isRefused(moved), .cancellation = {}});
+    Q_EMIT changed();
+    Q_EMIT dropped(ended.job);
+    Q_EMIT accepted(moved);
+    runNext();
+    return true;
+}
+
+void JobQueue::cancelShown()
+{
+    if (RunningJob *const running = shown())
+        running->cancellation.request();
+}
+
+void JobQueue::cancelWaiting()
+{
+    for (WaitingJob &waiting : m_jobs) {
+        waiting.cancellation.request();
+        waiting.isQuick = true;
+    }
+    runNext();
+}
+
 // The file was renamed or moved in the moment before its job began: the watcher has not told yet.
 void JobQueue::seek(std::uint64_t number)
 {
-    const RenameJob job = takeRunning(number);
-    if (m_running.empty()) {
-        m_status.isConverting = false;
-        m_status.progress.reset();
-    }
-    showOldest();
-    m_jobs.push_front({.job = job, .isSought = true});
+    const RunningJob taken = takeRunning(number);
+    const RenameJob &job = taken.job;
+    stopShowing();
+    m_jobs.push_front(
+        {.job = job, .isQuick = taken.isQuick, .isSought = true, .cancellation = taken.cancellation});
     Q_EMIT changed();
     Q_EMIT dropped(job);
     if (const auto watcher = m_watcher.lock())

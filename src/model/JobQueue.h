@@ -49,7 +49,12 @@ public:
     /// The file of a reported job stands at `place` now, or in no watched folder. A job that waits goes on
     /// from there; it is dropped where nothing is left to convert: the file is gone, or bears its first
     /// extension again.
+    /// One that runs is cancelled, and begun anew where there is still something to convert.
     void follow(const QString &identity, const std::optional<std::filesystem::path> &place);
+    /// Ends the conversion that is shown; its file gets its former name back.
+    void cancelShown();
+    /// So do the files of all jobs that wait, without being converted.
+    void cancelWaiting();
     /// Releases a job that will not be run.
     void release(const RenameJob &job);
     /// Starts the oldest waiting job unless one runs, or as many as may run side by side.
@@ -71,7 +76,9 @@ private:
     struct WaitingJob
     {
         RenameJob job;
+        bool isQuick;          ///< it only gets its name back, which takes no time
         bool isSought = false; ///< its file was not in place; the watcher will tell where it is
+        Cancellation cancellation;
     };
 
     struct RunningJob
@@ -79,22 +86,32 @@ private:
         std::uint64_t number; ///< tells late reports of an earlier job
         RenameJob job;
         LaneDemand demand;
+        bool isQuick;
+        Cancellation cancellation;
         std::optional<double> progress;
+        std::optional<std::filesystem::path> place; ///< where the file was taken meanwhile
     };
 
-    [[nodiscard]] bool mayStart(const RenameJob &job) const;
-    void start(const RenameJob &job);
+    [[nodiscard]] bool mayConvert(const RenameJob &job) const;
+    void start(std::deque<WaitingJob>::iterator waiting);
     void convertInBackground(const RunningJob &running);
     void setProgress(std::uint64_t number, std::optional<double> fraction);
     void finish(std::uint64_t number, const JobOutcome &outcome);
     void seek(std::uint64_t number);
     void goOn(std::chrono::milliseconds pause);
-    /// The oldest waiting job whose file is known to be in place, or the end.
-    [[nodiscard]] std::deque<WaitingJob>::iterator nextToRun();
+    /// The oldest waiting job of this kind whose file is known to be in place, or the end.
+    [[nodiscard]] std::deque<WaitingJob>::iterator nextToRun(bool isQuick = false);
     [[nodiscard]] bool stopsBetweenJobs() const;
     /// Takes a job out of those that run.
-    RenameJob takeRunning(std::uint64_t number);
+    RunningJob takeRunning(std::uint64_t number);
+    void followRunning(RunningJob &running, const std::optional<std::filesystem::path> &place);
+    /// A cancelled job whose file was taken elsewhere waits again, from there; false where it is over.
+    bool beginAnew(const RunningJob &ended);
+    /// The oldest conversion of those that run, or a job that only gets its name back; null without any.
+    [[nodiscard]] RunningJob *shown();
     void showOldest();
+    /// After a job was taken out that is not over.
+    void stopShowing();
     void countDropped(int jobs);
 
     const ModelServices &m_services;

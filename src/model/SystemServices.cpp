@@ -45,9 +45,9 @@ ModelServices systemServices()
     const auto originals = std::make_shared<Originals>();
     ModelServices services;
     services.convert = [helpers, originals](const RenameJob &job, const Preferences &preferences,
-                                            const Progress &progress) {
+                                            const ConversionRun &run) {
         return Converter::convert(
-            job, preferences, progress, [&](EngineHelper::Family family) { return helpers->take(family); },
+            job, preferences, run, [&](EngineHelper::Family family) { return helpers->take(family); },
             &originals->store);
     };
     services.expireOriginals = [originals](std::optional<std::chrono::minutes> most) {

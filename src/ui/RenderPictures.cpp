@@ -47,7 +47,7 @@ ModelServices noServices()
     return {
         .pacing = {},
         .convert = [](const RenameJob &, const Preferences &,
-                      const Progress &) { return ConversionReport(); },
+                      const ConversionRun &) { return ConversionReport(); },
         .isInPlace = [](const RenameJob &) { return true; },
         .makeWatcher = [](const JobSourceHandlers &) -> std::unique_ptr<JobSource> { return nullptr; },
         .observePresence = [](const auto &...) { return nullptr; },

@@ -312,7 +312,7 @@ TEST(ConversionDriverTest, asksForTheRoomThatPlainSamplesNeedBeforeTheEngineStar
     ConversionWorld world;
     const NearlyFull files{};
     const RenameJob job = world.renamed("a.flac", "a.wav");
-    EXPECT_THROW(ConversionDriver(files, world.engines).convert(job, {}, [](auto) {}), ConversionError);
+    EXPECT_THROW(ConversionDriver(files, world.engines).convert(job, {}), ConversionError);
     EXPECT_EQ(world.enginesRun, "");
     EXPECT_EQ(world.contents(), "a.flac=old");
 }
@@ -367,7 +367,7 @@ TEST(ConversionDriverTest, endsWhenTheRenameIsTakenBack)
         report(progress, 0.1);
         throw ConversionError(QStringLiteral("Trop tard.")); // no other engine is tried either
     };
-    EXPECT_THROW(ConversionDriver(world.files, world.engines).convert(job, {}, {}), ConversionCancelled);
+    EXPECT_THROW(ConversionDriver(world.files, world.engines).convert(job, {}), ConversionCancelled);
     EXPECT_EQ(world.enginesRun, "");
     EXPECT_EQ(world.contents(), "a.wav=old");
 
@@ -375,6 +375,32 @@ TEST(ConversionDriverTest, endsWhenTheRenameIsTakenBack)
     world.duringEngine = [&] { fs::rename(again.newURL, again.oldURL); }; // after the last report
     EXPECT_EQ(world.convert(again), "Conversion annulée.");
     EXPECT_EQ(world.contents(), "a.wav=old");
+}
+
+TEST(ConversionDriverTest, endsWhenItIsCancelled)
+{
+    struct Row
+    {
+        const char *moment;
+        std::string engines;
+        std::string contents;
+    };
+    for (const Row &row : {Row{"before", "", "a.png=old"}, Row{"meanwhile", "image ", "a.png=old"},
+                           Row{"as it is taken away", "image ", "b.jpg=old"}}) {
+        SCOPED_TRACE(row.moment);
+        ConversionWorld world;
+        const RenameJob job = world.renamed("a.png", "a.jpg");
+        if (row.engines.empty())
+            world.cancellation.request();
+        world.duringEngine = [&] {
+            if (row.contents.starts_with('b'))
+                fs::rename(job.newURL, world.folder / "b.jpg");
+            world.cancellation.request();
+        };
+        EXPECT_EQ(world.convert(job), "Conversion annulée.");
+        EXPECT_EQ(world.enginesRun.empty(), row.engines.empty());
+        EXPECT_EQ(world.contents(), row.contents);
+    }
 }
 
 TEST(ConversionDriverTest, touchesNothingInAReadOnlyFolder)

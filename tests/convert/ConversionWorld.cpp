@@ -45,7 +45,8 @@ std::string ConversionWorld::convert(const RenameJob &job)
     const Progress note = [this](std::optional<double> done) { progress += std::to_string(*done) + " "; };
     try {
         const ConversionDriver driver(files, engines, keepsRemoved ? &originals : nullptr);
-        const ConversionReport report = driver.convert(job, preferences, note);
+        const ConversionReport report =
+            driver.convert(job, preferences, {.progress = note, .cancellation = cancellation});
         std::string text = report.isReturn ? "returned" : "done";
         for (const QString &remark : report.remarks)
             text += " \"" + remark.toStdString() + "\"";

@@ -19,7 +19,8 @@ public:
     HookedFiles files;
     Engines engines;
     Preferences preferences;
-    EngineReport learnt; ///< what the engines will have learnt
+    Cancellation cancellation; ///< of conversions
+    EngineReport learnt;       ///< what the engines will have learnt
     KeptOriginal::Time now{std::chrono::hours(1000)};
     OriginalsStore originals{files, state / "quorvalent/originals", [this] { return now; }};
     QString isAlready;         ///< the real format of every file

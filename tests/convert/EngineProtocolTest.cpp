@@ -60,8 +60,8 @@ TEST(EngineProtocol, carriesEveryMessageInPiecesOfAnySize)
     EXPECT_TRUE(received.isEmpty());
 
     for (const Request &request :
-         {Request(Begin{"/a folder", "/photo.jpg"}), Request(Begin{"", "/photo.jpg"}), Request(Look{"m4a"}),
-          Request(conversion), Request(Check{conversion.files})}) {
+         {Request(Begin{"/a folder", "/photo.jpg", 3}), Request(Begin{"", "/photo.jpg"}),
+          Request(Look{"m4a"}), Request(conversion), Request(Check{conversion.files})}) {
         received = encoded(request);
         EXPECT_EQ(takeRequest(received), request);
     }

@@ -53,7 +53,7 @@ public:
         const fs::path newURL = folder.path() / newName;
         const RenameJob job{folder.path() / oldName, newURL, FileStamp::read(newURL)};
         try {
-            m_driver.convert(job, {}, [](std::optional<double>) {});
+            m_driver.convert(job, {});
             return "done";
         } catch (const Error &failure) {
             return failure.what();

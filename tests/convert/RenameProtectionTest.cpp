@@ -37,7 +37,7 @@ TEST(RenameProtectionTest, givesTheOldNameBackOrSaysWhyNot)
         const RenameJob job = world.renamed("%1.pdf", "%1.jpg");
         row.act(world);
         try {
-            ConversionDriver(world.files, world.engines).convert(job, {}, [](auto) {});
+            ConversionDriver(world.files, world.engines).convert(job, {});
             ADD_FAILURE() << "not refused";
         } catch (const UnsupportedRenameError &refusal) {
             EXPECT_EQ(refusal.what(), reason + row.outcome);

@@ -140,7 +140,7 @@ TEST(ComposedMessages, ofRefusalsAndFailedConversions)
                            {u"a.jpg"_s, u"PNG"_s}});
     const JobOutcome unexpected =
         outcomeOf([](auto &&...) -> ConversionReport { throw std::runtime_error("vips: bad"); },
-                  renamed("a.png", "a.jpg"), {}, [](auto) {});
+                  renamed("a.png", "a.jpg"), {}, {});
     expectInEveryLanguage({unexpected.detail, u"Erreur inattendue : {0}"_s, {u"vips: bad"_s}});
 }
 

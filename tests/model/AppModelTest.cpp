@@ -234,12 +234,47 @@ TEST_F(AppModelTest, followsTheFilesOfJobsThatWait)
     world.handlers.onMoved(u"2-b"_s, "/folder/b.PNG"); // named back
     world.handlers.onMoved(u"2-c"_s, std::nullopt);
     world.handlers.onMoved(u"2-d"_s, "/folder/d.jpg"); // where it was
-    world.handlers.onMoved(u"1-1"_s, "/folder/x.jpg"); // runs already
     runMain();
     EXPECT_EQ(world.takeLog(),
               Lines({"dropped a.jpg", "accepted /folder/sub/another.png > /folder/sub/another.webp",
                      "dropped b.jpg", "complete 2-b", "dropped c.jpg", "complete 2-c"}));
     EXPECT_EQ(model->queued(), 2);
+    EXPECT_EQ(model->warningCount(), 0);
+}
+
+TEST_F(AppModelTest, cancelsWhatRunsAndWhatWaits)
+{
+    startWatching();
+    QObject::connect(model.get(), &AppModel::jobAccepted, [this](const RenameJob &job) {
+        world.log.push_back("accepted " + job.oldURL.native() + " > " + job.newURL.native());
+    });
+    world.convert = [this](const RenameJob &, const Preferences &, const Progress &) {
+        if (world.run.cancellation.isRequested())
+            throw ConversionCancelled(u"Conversion annulée."_s);
+    };
+    model->onCancelled = [this] { world.log.emplace_back("onCancelled"); };
+    for (const char *name : {"a", "b", "c"})
+        model->enqueue(renamed(name + ".mov"s, name + ".mp4"s, u"1-"_s + QString::fromUtf8(name)));
+    world.log.clear();
+
+    model->cancelWaiting(); // b beside a, which goes on, then c
+    EXPECT_EQ(world.takeLog(), Lines({"started b.mp4, 1 wait", "toast"}));
+    world.runBackground(1);
+    world.runBackground(1);
+    EXPECT_EQ(world.takeLog(),
+              Lines({"complete 1-b", "finished b.mp4, failed", "onCancelled", "started c.mp4, 0 wait",
+                     "toast", "complete 1-c", "finished c.mp4, failed", "onCancelled"}));
+    EXPECT_EQ(model->currentName(), u"a.mp4"_s);
+    EXPECT_EQ(model->activities()[0].state(), ActivityState::Cancelled);
+
+    world.handlers.onMoved(u"1-a"_s, "/folder/sub/x.mkv"); // converted there, from what it was first
+    runMain();
+    world.runBackground();
+    EXPECT_EQ(world.takeLog(),
+              Lines({"accepted /folder/sub/x.mov > /folder/sub/x.mkv", "started x.mkv, 0 wait", "toast"}));
+    model->cancelConversion();
+    world.runBackground();
+    EXPECT_EQ(world.takeLog(), Lines({"complete 1-a", "finished x.mkv, failed", "onCancelled", "drained"}));
     EXPECT_EQ(model->warningCount(), 0);
 }
 
@@ -267,18 +302,22 @@ TEST_F(AppModelTest, asksWhereTheFileIsThatLeftJustBeforeItsJobBegan)
     EXPECT_EQ(model->warningCount(), 0);
 }
 
-TEST_F(AppModelTest, neverShowsTheBannerForARefusedRename)
+TEST_F(AppModelTest, refusesAtOnceAndWithoutTheBanner)
 {
     startWatching();
     world.convert = [](const RenameJob &, const Preferences &, const Progress &) {
         throw UnsupportedRenameError(u"Refus."_s);
     };
-    model->enqueue(renamed("a.mp3", "a.mkv"));
-    model->enqueue(renamed("b.png", "b.jpg", u"1-2"_s));
-    world.runBackground();
+    model->enqueue(renamed("a.mov", "a.mp4"));
+    model->enqueue(renamed("b.mp3", "b.mkv", u"1-2"_s));
+    world.log.clear();
+    model->enqueue(renamed("c.mp3", "c.mkv", u"1-3"_s));
+    EXPECT_EQ(world.takeLog(), Lines()) << "in order among themselves";
+    world.runBackground(1);
 
-    EXPECT_EQ(world.log, Lines({"started a.mkv, 0 wait", "complete 1-1", "finished a.mkv, failed",
-                                "onWarning", "expect b.jpg", "later 0"}));
+    EXPECT_EQ(world.log,
+              Lines({"complete 1-2", "finished b.mkv, failed", "onWarning", "started c.mkv, 0 wait"}));
+    EXPECT_EQ(model->currentName(), u"a.mp4"_s);
     EXPECT_EQ(model->warningTitle(), u"Format non pris en charge"_s);
     EXPECT_EQ(model->warningMessage(), u"Refus."_s);
     EXPECT_EQ(model->warningCount(), 1);

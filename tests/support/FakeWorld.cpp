@@ -52,8 +52,9 @@ ModelServices FakeWorld::services()
     services.pacing = pacing;
     services.machine = [this] { return machine; };
     services.convert = [this](const RenameJob &job, const Preferences &preferences,
-                              const Progress &progress) {
-        convert(job, preferences, progress);
+                              const ConversionRun &given) {
+        run = given;
+        convert(job, preferences, run.progress);
         return report;
     };
     services.isInPlace = [this](const RenameJob &job) { return isInPlace(job); };

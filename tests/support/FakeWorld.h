@@ -28,6 +28,7 @@ public:
     QueuePacing pacing;
     Machine machine{.cores = 2, .availableBytes = 4ULL << 30};
     std::function<bool(const RenameJob &)> isInPlace = [](const RenameJob &) { return true; };
+    ConversionRun run;                                         ///< of the last that ran
     ConversionReport report;                                   ///< of what converts
     std::vector<std::optional<std::chrono::minutes>> expiries; ///< of kept originals
     std::optional<std::chrono::seconds> nextExpiry;
