@@ -24,6 +24,7 @@ const QString languageKey = u"language"_s;
 const QString appearanceKey = u"appearance"_s;
 const QString preferencesKey = u"preferences"_s;
 const QString undoMinutesKey = u"undoMinutes"_s;
+const QString settingsPlaceKey = u"settingsWindow"_s;
 const QString loginConfiguredKey = u"loginConfigured"_s;
 const QString finderConsentKey = u"finderWarningConsent"_s;
 
@@ -52,6 +53,20 @@ Preferences storedPreferences(UserDefaults &defaults)
     if (isNumber && minutes >= 0 && minutes <= mostUndoMinutes)
         preferences.undoSpan = std::chrono::minutes(minutes);
     return preferences;
+}
+
+std::optional<QRect> storedPlace(const UserDefaults &defaults)
+{
+    std::vector<int> numbers;
+    for (const QString &part : defaults.string(settingsPlaceKey).value_or(QString()).split(u' ')) {
+        bool isNumber = false;
+        numbers.push_back(part.toInt(&isNumber));
+        if (!isNumber)
+            return {};
+    }
+    if (numbers.size() != 4 || numbers[2] <= 0 || numbers[3] <= 0)
+        return {};
+    return QRect(numbers[0], numbers[1], numbers[2], numbers[3]);
 }
 
 QString messageOfMissing(const std::filesystem::path &folder)
@@ -83,6 +98,7 @@ AppModel::AppModel(ModelServices services, DesktopServices desktop, Mode mode)
     , m_appearance(m_desktop.defaults->string(appearanceKey).value_or(followSystem))
     , m_preferences(storedPreferences(*m_desktop.defaults))
     , m_selectedTab(u"Général"_s)
+    , m_settingsPlace(storedPlace(*m_desktop.defaults))
     , m_queue(m_services, [this] { return m_preferences; })
 {
     announceQueue();
@@ -354,6 +370,18 @@ void AppModel::setLanguage(const QString &language)
         m_desktop.defaults->set(languageKey, language);
     m_desktop.setLanguage(language);
     announceLanguage();
+}
+
+void AppModel::setSettingsPlace(const QRect &place)
+{
+    if (m_settingsPlace == place)
+        return;
+    m_settingsPlace = place;
+    if (!preview()) {
+        m_desktop.defaults->set(
+            settingsPlaceKey,
+            u"%1 %2 %3 %4"_s.arg(place.x()).arg(place.y()).arg(place.width()).arg(place.height()));
+    }
 }
 
 void AppModel::announceLanguage()

@@ -10,6 +10,7 @@
 
 #include <QList>
 #include <QObject>
+#include <QRect>
 #include <QString>
 
 #include <chrono>
@@ -124,6 +125,10 @@ public:
     /// The section that the settings window shows, by its French name.
     [[nodiscard]] const QString &selectedTab() const { return m_selectedTab; }
     void setSelectedTab(const QString &name);
+    /// Where the settings window was left: the corner of its frame and its size without the frame. Nothing
+    /// until it was.
+    [[nodiscard]] std::optional<QRect> settingsPlace() const { return m_settingsPlace; }
+    void setSettingsPlace(const QRect &place);
 
     [[nodiscard]] const Preferences &preferences() const { return m_preferences; }
     /// Takes effect for jobs that start later, for the folders at restartWatcher().
@@ -261,6 +266,7 @@ private:
     QString m_appearance;
     Preferences m_preferences;
     QString m_selectedTab;
+    std::optional<QRect> m_settingsPlace;
     bool m_paused = false;
     QString m_loginMessage;
     QString m_loginFailure; ///< why the last change of the login item failed, or empty

@@ -3,10 +3,11 @@
 #include <QSocketNotifier>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
-#include <optional>
 #include <string>
+#include <thread>
 
 #include <xcb/xcb.h>
 
@@ -23,6 +24,10 @@ using Owned = std::unique_ptr<Reply, Free>;
 
 constexpr uint32_t mostWindows = 4096;
 constexpr uint32_t strutLength = 12;
+constexpr uint32_t frameLength = 4;
+// A window manager that answers at all does so within a few milliseconds.
+constexpr auto framePatience = std::chrono::milliseconds(200);
+constexpr auto framePoll = std::chrono::milliseconds(2);
 
 class Connection
 {
@@ -69,6 +74,19 @@ public:
                                                 uint32_t length) const
     {
         return xcb_get_property(m_connection, 0, window, property, type, 0, length);
+    }
+
+    void sendToWindowManager(xcb_window_t window, xcb_atom_t message) const
+    {
+        xcb_client_message_event_t event{};
+        event.response_type = XCB_CLIENT_MESSAGE;
+        event.format = 32;
+        event.window = window;
+        event.type = message;
+        xcb_send_event(m_connection, 0, root()->root,
+                       XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
+                       reinterpret_cast<const char *>(&event));
+        xcb_flush(m_connection);
     }
 
     [[nodiscard]] std::vector<uint32_t> answer(xcb_get_property_cookie_t cookie) const
@@ -150,6 +168,29 @@ QRect visibleArea(const QRect &screen, const Panels &panels)
             bottom = std::min(bottom, panels.root.height() - b);
     }
     return {left, top, std::max(0, right - left), std::max(0, bottom - top)};
+}
+
+std::optional<QMargins> frameOf(uint32_t window)
+{
+    const Connection connection;
+    if (!connection.isOpen())
+        return {};
+    const xcb_atom_t extents = connection.atom("_NET_FRAME_EXTENTS");
+    const xcb_atom_t request = connection.atom("_NET_REQUEST_FRAME_EXTENTS");
+    if (extents == XCB_ATOM_NONE || request == XCB_ATOM_NONE)
+        return {};
+    connection.sendToWindowManager(window, request);
+    const auto end = std::chrono::steady_clock::now() + framePatience;
+    do {
+        const std::vector<uint32_t> values =
+            connection.answer(connection.ask(window, extents, XCB_ATOM_CARDINAL, frameLength));
+        if (values.size() == frameLength) {
+            return QMargins(static_cast<int>(values[0]), static_cast<int>(values[2]),
+                            static_cast<int>(values[1]), static_cast<int>(values[3]));
+        }
+        std::this_thread::sleep_for(framePoll);
+    } while (std::chrono::steady_clock::now() < end);
+    return {};
 }
 
 bool hasCompositor()

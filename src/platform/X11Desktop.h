@@ -1,11 +1,14 @@
 #pragma once
 
+#include <QMargins>
 #include <QObject>
 #include <QRect>
 
 #include <array>
+#include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <vector>
 
 struct xcb_connection_t;
@@ -35,6 +38,10 @@ struct Panels
 
 /// The part of a screen that no panel keeps for itself. All in device pixels of the root window.
 [[nodiscard]] QRect visibleArea(const QRect &screen, const Panels &panels);
+
+/// The frame that the window manager is going to put around a window that was created and not shown yet, in
+/// device pixels. Asks and waits a moment for the answer; nothing where no window manager answers.
+[[nodiscard]] std::optional<QMargins> frameOf(uint32_t window);
 
 /// Windows may be translucent.
 [[nodiscard]] bool hasCompositor();

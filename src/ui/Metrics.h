@@ -37,7 +37,11 @@ inline constexpr int statusBarHeight = 24; ///< of a panel that nobody announces
 inline constexpr int shadowMargin = 16;    ///< around a floating card, for its shadow
 
 inline constexpr QSize settingsSize(820, 590);
+inline constexpr QSize settingsLeast(320, 240);
 inline constexpr int sidebarWidth = 245;
+inline constexpr int symbolBarWidth = 64;  ///< of a sidebar that shows its symbols only
+inline constexpr int symbolBarBelow = 720; ///< width of the window where the sidebar's names have no room
+inline constexpr int symbolBarPadding = 10;
 inline constexpr int sidebarPadding = 20;
 inline constexpr int sidebarSpacing = 16;
 inline constexpr int sidebarButtonGap = 4;
@@ -46,6 +50,7 @@ inline constexpr int sidebarButtonX = 12;
 inline constexpr int sidebarButtonY = 9;
 inline constexpr int sidebarButtonRadius = 8;
 inline constexpr int contentPadding = 30;
+inline constexpr int narrowPadding = 10; ///< in the place of it beside a sidebar of symbols
 inline constexpr int contentSpacing = 18;
 inline constexpr int headerSpacing = 4;
 

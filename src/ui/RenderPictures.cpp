@@ -33,7 +33,18 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int ratio = 2;
+// The pictures of the usual scale lie in the folder itself. Those of the others lie below it, where such
+// folders were made for them: one picture alone is of the usual scale.
+struct Scale
+{
+    double ratio;
+    const char *folder;
+};
+constexpr std::array scales{Scale{2, ""}, Scale{1.5, "150"}, Scale{1, "100"}};
+
+// What a panel and a title bar leave of a small screen, at 100 % and at 200 %.
+constexpr std::array smallWindows{std::pair{QSize(796, 540), "-800x600"},
+                                  std::pair{QSize(396, 256), "-400x300"}};
 
 struct Look
 {
@@ -71,11 +82,18 @@ public:
 bool save(QWidget &widget, const std::filesystem::path &file,
           QWidget::RenderFlags flags = QWidget::DrawChildren)
 {
-    QImage picture(widget.size() * ratio, QImage::Format_ARGB32_Premultiplied);
-    picture.setDevicePixelRatio(ratio);
-    picture.fill(Qt::transparent);
-    widget.render(&picture, QPoint(), QRegion(), flags);
-    return picture.save(QString::fromStdString(file.string()), "PNG");
+    bool saved = true;
+    for (const Scale &scale : scales) {
+        const std::filesystem::path folder = file.parent_path() / scale.folder;
+        if (scale.folder[0] != 0 && !std::filesystem::is_directory(folder))
+            continue;
+        QImage picture((QSizeF(widget.size()) * scale.ratio).toSize(), QImage::Format_ARGB32_Premultiplied);
+        picture.setDevicePixelRatio(scale.ratio);
+        picture.fill(Qt::transparent);
+        widget.render(&picture, QPoint(), QRegion(), flags);
+        saved = picture.save(QString::fromStdString((folder / file.filename()).string()), "PNG") && saved;
+    }
+    return saved;
 }
 
 ConversionStatus converting(std::optional<double> progress)
@@ -197,12 +215,20 @@ bool saveSection(AppModel &model, const QString &section, const std::filesystem:
     const auto file = [&](const QString &part) {
         return folder / QFile::encodeName(u"settings-"_s + name + part + suffix + u".png"_s).toStdString();
     };
-    view.ensurePolished();
+    view.setAttribute(Qt::WA_DontShowOnScreen); // shown, it is laid out anew at each size
+    view.show();
+    QCoreApplication::processEvents();
     bool saved = save(view, file({}));
-    QScrollBar *bar = view.findChild<QScrollArea *>()->verticalScrollBar();
+    QScrollBar *bar = view.findChildren<QScrollArea *>().last()->verticalScrollBar(); // the content's
     if (bar->maximum() > 0) {
         bar->setValue(bar->maximum());
         saved = save(view, file(u"-end"_s)) && saved;
+        bar->setValue(0);
+    }
+    for (const auto &[size, part] : smallWindows) {
+        view.resize(size);
+        QCoreApplication::processEvents();
+        saved = save(view, file(QString::fromLatin1(part))) && saved;
     }
     return saved;
 }
@@ -317,9 +343,11 @@ bool everything(const std::filesystem::path &folder)
 {
     prepare();
     std::error_code failed;
-    std::filesystem::create_directories(folder, failed);
-    if (failed)
-        return false;
+    for (const Scale &scale : scales) {
+        std::filesystem::create_directories(folder / scale.folder, failed);
+        if (failed)
+            return false;
+    }
     const bool light = saveAll(folder, {u"-light"_s, Theme::light()});
     return saveAll(folder, {u"-dark"_s, Theme::dark()}) && light;
 }

@@ -5,12 +5,20 @@
 #include <QCursor>
 #include <QGuiApplication>
 #include <QScreen>
+#include <QWindow>
 
+#include <algorithm>
 #include <cmath>
 
 namespace quorvalent::Screens {
 
 using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr QMargins usualFrame(2, 36, 2, 2);
+
+} // namespace
 
 QScreen *at(const QPoint &point)
 {
@@ -41,6 +49,27 @@ QRect visibleArea(const QScreen &screen)
     return area.intersected(
         whole.adjusted(scaled(free.left() - pixels.left()), scaled(free.top() - pixels.top()),
                        -scaled(pixels.right() - free.right()), -scaled(pixels.bottom() - free.bottom())));
+}
+
+QRect inside(const QRect &rectangle, const QRect &area)
+{
+    const QSize size = rectangle.size().boundedTo(area.size());
+    return {QPoint(std::clamp(rectangle.x(), area.x(), area.x() + area.width() - size.width()),
+                   std::clamp(rectangle.y(), area.y(), area.y() + area.height() - size.height())),
+            size};
+}
+
+QMargins frameOf(const QWindow &window, const QScreen &screen)
+{
+    if (QGuiApplication::platformName() != u"xcb"_s)
+        return usualFrame;
+    const std::optional<QMargins> pixels = X11Desktop::frameOf(static_cast<uint32_t>(window.winId()));
+    if (!pixels)
+        return usualFrame;
+    const auto scaled = [&screen](int length) {
+        return static_cast<int>(std::ceil(length / screen.devicePixelRatio()));
+    };
+    return {scaled(pixels->left()), scaled(pixels->top()), scaled(pixels->right()), scaled(pixels->bottom())};
 }
 
 } // namespace quorvalent::Screens

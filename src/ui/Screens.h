@@ -1,8 +1,10 @@
 #pragma once
 
+#include <QMargins>
 #include <QRect>
 
 class QScreen;
+class QWindow;
 
 namespace quorvalent {
 
@@ -17,6 +19,13 @@ namespace Screens {
 
 /// The screen without its panels, in Qt's coordinates. Qt forgets the panels where there are several screens.
 [[nodiscard]] QRect visibleArea(const QScreen &screen);
+
+/// The rectangle moved into the area, and made smaller where it is larger than that.
+[[nodiscard]] QRect inside(const QRect &rectangle, const QRect &area);
+
+/// The frame around a window with a title bar that was not shown yet, in Qt's coordinates. A cautious guess
+/// where the desktop does not tell.
+[[nodiscard]] QMargins frameOf(const QWindow &window, const QScreen &screen);
 
 } // namespace Screens
 

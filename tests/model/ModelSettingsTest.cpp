@@ -67,6 +67,7 @@ TEST_F(ModelSettingsTest, keepsEveryChoiceForTheNextLaunch)
     EXPECT_EQ(std::exchange(desktop.language, {}), u"de"_s);
     model->setAppearance(u"dark"_s);
     model->changePreferences([](Preferences &preferences) { preferences.audioBitrate[u"mp3"_s] = 96; });
+    model->setSettingsPlace({-300, 40, 700, 500});
     EXPECT_EQ(desktop.takeLog(), Lines({"appearance 2"}));
 
     launch();
@@ -74,6 +75,7 @@ TEST_F(ModelSettingsTest, keepsEveryChoiceForTheNextLaunch)
     EXPECT_EQ(desktop.language, u"de"_s);
     EXPECT_EQ(model->appearance(), u"dark"_s);
     EXPECT_EQ(model->preferences().bitrate(u"mp3"_s), 96);
+    EXPECT_EQ(model->settingsPlace(), QRect(-300, 40, 700, 500));
     model->applyAppearance();
     model->setAppearance(u"light"_s);
     model->setAppearance(u"sepia"_s);

@@ -1,5 +1,6 @@
 #include "platform/X11Desktop.h"
 #include "ui/MenuPlacement.h"
+#include "ui/Screens.h"
 
 #include <gtest/gtest.h>
 
@@ -83,6 +84,14 @@ INSTANTIATE_TEST_SUITE_P(
         PlaceCase{"hiddenBottom", {1000, 1060, 22, 20}, {0, 0, 1920, 1080}, {841, 1080 - 24 - 4 - 360}},
         PlaceCase{"thickHiddenBottom", {1000, 1040, 22, 22}, {0, 0, 1920, 1080}, {841, 1040 - 4 - 360}}),
     [](const auto &tested) { return tested.param.name; });
+
+TEST(Inside, MovesARectangleBeforeItShrinksIt)
+{
+    const QRect area(10, 30, 900, 500);
+    EXPECT_EQ(Screens::inside({40, 50, 100, 100}, area), QRect(40, 50, 100, 100));
+    EXPECT_EQ(Screens::inside({-60, 480, 100, 100}, area), QRect(10, 430, 100, 100));
+    EXPECT_EQ(Screens::inside({-60, 60, 820, 614}, area), QRect(10, 30, 820, 500));
+}
 
 TEST(Struts, BelongToTheScreenTheyTouch)
 {

@@ -81,7 +81,24 @@ TEST_F(Shell, OpensTheSettingsWithoutAFolder)
 {
     ASSERT_NE(shell.settingsWindow(), nullptr);
     EXPECT_TRUE(shell.settingsWindow()->isVisible());
-    EXPECT_EQ(shell.settingsWindow()->size(), QSize(820, 590));
+}
+
+// The test's screen is 800 pixels wide, less than the window would like to be.
+TEST_F(Shell, KeepsTheSettingsOnTheScreenAndRemembersTheirPlace)
+{
+    const QRect area = QGuiApplication::primaryScreen()->availableGeometry();
+    auto *window = const_cast<SettingsWindow *>(shell.settingsWindow());
+    EXPECT_EQ(window->height(), 590);
+    EXPECT_LT(window->width(), area.width());
+    const QRect place(120, 90, 500, 400);
+    window->resize(place.size());
+    window->move(place.topLeft());
+    window->close();
+    EXPECT_EQ(model.settingsPlace(), place);
+    model.setSettingsPlace(place.translated(5000, 5000));
+    shell.showSettings();
+    EXPECT_TRUE(area.contains(window->geometry()));
+    EXPECT_EQ(window->size(), place.size());
 }
 
 TEST_F(Shell, HandsItsStateOnToAnotherCopy)

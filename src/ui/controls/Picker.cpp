@@ -21,7 +21,8 @@ namespace {
 constexpr int chevronSize = 14;
 constexpr int chevronInset = 3; // the drawing has a margin of its own
 constexpr int textInset = 10;
-constexpr int mostRows = 16; // the longest list, languages, without scrolling
+constexpr int leastWidth = 96; // where the window leaves no more
+constexpr int mostRows = 16;   // the longest list, languages, without scrolling
 
 } // namespace
 
@@ -31,7 +32,7 @@ Picker::Picker(int width, QWidget *parent)
 {
     setFont(fontOf(TextStyle::Body));
     setFocusPolicy(Qt::StrongFocus);
-    setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
+    setSizePolicy(QSizePolicy::Maximum, QSizePolicy::Fixed);
     setItemDelegate(new PickerDelegate(this));
     setMaxVisibleItems(mostRows);
     connect(this, &QComboBox::activated, this, [this](int index) { Q_EMIT picked(itemData(index)); });
@@ -57,7 +58,7 @@ QSize Picker::sizeHint() const
 
 QSize Picker::minimumSizeHint() const
 {
-    return sizeHint();
+    return {std::min(m_width, leastWidth), sizeHint().height()};
 }
 
 TextBlock Picker::block(const QString &text) const

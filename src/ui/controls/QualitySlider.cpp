@@ -17,7 +17,7 @@ namespace {
 
 constexpr int least = 1;
 constexpr int most = 100;
-constexpr int leastWidth = 150;
+constexpr int leastWidth = 70;
 constexpr double knobMargin = metrics::sliderKnob / 2.0 + metrics::focusRing;
 
 } // namespace
@@ -29,7 +29,7 @@ QualitySlider::QualitySlider(QWidget *parent)
     setSingleStep(1);
     setPageStep(10);
     setFocusPolicy(Qt::StrongFocus);
-    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+    setSizePolicy(QSizePolicy::Maximum, QSizePolicy::Fixed);
     connect(this, &QSlider::valueChanged, this,
             [this](int value) { Q_EMIT moved(static_cast<double>(value) / most); });
 }
@@ -43,7 +43,12 @@ void QualitySlider::setFraction(double fraction)
 
 QSize QualitySlider::sizeHint() const
 {
-    return {leastWidth, metrics::sliderKnob + 2 * metrics::focusRing};
+    return {metrics::sliderWidth, metrics::sliderKnob + 2 * metrics::focusRing};
+}
+
+QSize QualitySlider::minimumSizeHint() const
+{
+    return {leastWidth, sizeHint().height()};
 }
 
 double QualitySlider::knobCentre() const

@@ -16,7 +16,7 @@ public:
     void setFraction(double fraction);
 
     [[nodiscard]] QSize sizeHint() const override;
-    [[nodiscard]] QSize minimumSizeHint() const override { return sizeHint(); }
+    [[nodiscard]] QSize minimumSizeHint() const override;
 
 Q_SIGNALS:
     /// The user moved it.

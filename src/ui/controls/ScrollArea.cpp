@@ -25,7 +25,11 @@ class SlimScrollBar : public QScrollBar
 public:
     using QScrollBar::QScrollBar;
 
-    [[nodiscard]] QSize sizeHint() const override { return {metrics::scrollBar, 2 * leastHandle}; }
+    [[nodiscard]] QSize sizeHint() const override
+    {
+        const QSize upright(metrics::scrollBar, 2 * leastHandle);
+        return orientation() == Qt::Vertical ? upright : upright.transposed();
+    }
 
 protected:
     void paintEvent(QPaintEvent * /*event*/) override
@@ -33,14 +37,17 @@ protected:
         const int range = maximum() - minimum();
         if (range <= 0)
             return;
-        const double length =
-            std::max<double>(leastHandle, static_cast<double>(height()) * pageStep() / (range + pageStep()));
-        const double top = (height() - length) * (value() - minimum()) / range;
+        const bool isUpright = orientation() == Qt::Vertical;
+        const double way = isUpright ? height() : width();
+        const double length = std::max<double>(leastHandle, way * pageStep() / (range + pageStep()));
+        const double begin = (way - length) * (value() - minimum()) / range;
         QColor ink = Theme::of(*this).text;
         ink.setAlphaF(static_cast<float>(underMouse() || isSliderDown() ? usedOpacity : handleOpacity));
         QPainter painter(this);
-        const QRectF handle(inset, top + inset, width() - 2.0 * inset, length - 2.0 * inset);
-        paintRounded(painter, handle, handle.width() / 2, ink);
+        const QRectF area =
+            isUpright ? QRectF(0, begin, width(), length) : QRectF(begin, 0, length, height());
+        const QRectF handle = area.adjusted(inset, inset, -inset, -inset);
+        paintRounded(painter, handle, metrics::scrollBar / 2.0 - inset, ink);
     }
 };
 
@@ -51,9 +58,10 @@ ScrollArea::ScrollArea(QWidget *parent)
 {
     setFrameShape(QFrame::NoFrame);
     setWidgetResizable(true);
-    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    setHorizontalScrollBar(new SlimScrollBar(Qt::Horizontal));
     setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
     setVerticalScrollBar(new SlimScrollBar(Qt::Vertical));
+    setCornerWidget(new QWidget); // nothing is painted where the bars meet
     setFocusPolicy(Qt::NoFocus);
     viewport()->setAutoFillBackground(false);
     connect(qApp, &QApplication::focusChanged, this,
@@ -66,14 +74,27 @@ void ScrollArea::showFocused(QWidget *focused)
     if (focused == nullptr || widget() == nullptr || !widget()->isAncestorOf(focused) ||
         QGuiApplication::mouseButtons() != Qt::NoButton)
         return;
-    ensureWidgetVisible(focused, 0, metrics::contentPadding);
+    ensureWidgetVisible(focused, metrics::narrowPadding, metrics::contentPadding);
+}
+
+void ScrollArea::resizeEvent(QResizeEvent *event)
+{
+    QScrollArea::resizeEvent(event);
+    if (widget() != nullptr)
+        fitPage();
 }
 
 void ScrollArea::fitPage()
 {
     for (QWidget *part : widget()->findChildren<QWidget *>())
         part->updateGeometry();
-    const int height = widget()->heightForWidth(viewport()->width());
+    const int least = widget()->minimumSizeHint().width();
+    // Qt's own decision would be made with a height that belongs to another width.
+    setHorizontalScrollBarPolicy(least > viewport()->width() ? Qt::ScrollBarAlwaysOn
+                                                             : Qt::ScrollBarAlwaysOff);
+    const int width = std::max(viewport()->width(), least);
+    const int height = widget()->hasHeightForWidth() ? widget()->heightForWidth(width)
+                                                     : widget()->minimumSizeHint().height();
     if (widget()->minimumHeight() != height)
         widget()->setMinimumHeight(height);
 }

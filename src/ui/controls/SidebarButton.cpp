@@ -29,12 +29,20 @@ SidebarButton::SidebarButton(Symbol symbol, QWidget *parent)
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
 }
 
+void SidebarButton::setSymbolOnly(bool symbolOnly)
+{
+    m_isSymbolOnly = symbolOnly;
+    updateGeometry();
+    update();
+}
+
 QSize SidebarButton::sizeHint() const
 {
     QFont chosen = font();
     chosen.setWeight(QFont::DemiBold);
     const QSize text = TextBlock(this->text(), chosen).size().toSize();
-    return {2 * metrics::sidebarButtonX + metrics::sidebarIconFrame + metrics::rowGap + text.width(),
+    const int texts = m_isSymbolOnly ? 0 : metrics::rowGap + text.width();
+    return {2 * metrics::sidebarButtonX + metrics::sidebarIconFrame + texts,
             2 * metrics::sidebarButtonY + text.height()};
 }
 
@@ -65,9 +73,11 @@ void SidebarButton::paintEvent(QPaintEvent * /*event*/)
                       symbolSize);
     paintSymbol(painter, m_symbol, icon, isChecked() ? theme.accent : ink,
                 isChecked() ? SymbolWeight::Semibold : SymbolWeight::Regular);
-    const double x = icon.right() + metrics::rowGap;
-    const TextBlock label(text(), textFont, width() - x - metrics::sidebarButtonX, TextBlock::Elide::End);
-    label.paint(painter, QPointF(x, std::floor((height() - label.size().height()) / 2)), ink);
+    if (!m_isSymbolOnly) {
+        const double x = icon.right() + metrics::rowGap;
+        const TextBlock label(text(), textFont, width() - x - metrics::sidebarButtonX, TextBlock::Elide::End);
+        label.paint(painter, QPointF(x, std::floor((height() - label.size().height()) / 2)), ink);
+    }
     if (showsFocus(*this))
         paintFocusRing(painter, rect(), metrics::sidebarButtonRadius, theme);
 }

@@ -15,6 +15,9 @@ class SidebarButton : public QRadioButton
 public:
     explicit SidebarButton(Symbol symbol, QWidget *parent = nullptr);
 
+    /// Without its text, which only a screen reader is told then.
+    void setSymbolOnly(bool symbolOnly);
+
     [[nodiscard]] QSize sizeHint() const override;
     [[nodiscard]] QSize minimumSizeHint() const override;
 
@@ -26,6 +29,7 @@ protected:
 
 private:
     Symbol m_symbol;
+    bool m_isSymbolOnly = false;
 };
 
 } // namespace quorvalent

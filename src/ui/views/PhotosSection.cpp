@@ -50,7 +50,6 @@ PhotosSection::PhotosSection(AppModel &model, QWidget *parent)
     for (const Format &format : formats) {
         const QString extension = QString::fromLatin1(format.extension);
         const Row row{extension, new QualitySlider, new Label(TextStyle::Body)};
-        row.slider->setFixedWidth(metrics::sliderWidth);
         row.value->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
         row.value->setMinimumWidth(metrics::percentage);
         auto *control = new QWidget;

@@ -64,6 +64,19 @@ int indexOf(const QString &name)
     return found == sections().end() ? General : static_cast<int>(found - sections().begin());
 }
 
+// A scroll bar stands in the right margin.
+QMargins sidebarMargins(bool narrow)
+{
+    const int side = narrow ? metrics::symbolBarPadding : metrics::sidebarPadding;
+    return {side, metrics::sidebarPadding, side - metrics::scrollBar, metrics::sidebarPadding};
+}
+
+QMargins contentMargins(bool narrow)
+{
+    const int side = narrow ? metrics::narrowPadding : metrics::contentPadding;
+    return {side, side, side - metrics::scrollBar, side};
+}
+
 } // namespace
 
 SettingsView::SettingsView(AppModel &model, Services services, QWidget *parent)
@@ -72,7 +85,7 @@ SettingsView::SettingsView(AppModel &model, Services services, QWidget *parent)
     , m_services(std::move(services))
     , m_sections(static_cast<int>(sections().size()), nullptr)
 {
-    setFixedSize(metrics::settingsSize);
+    resize(metrics::settingsSize);
     auto *row = new QHBoxLayout(this);
     row->setContentsMargins(0, 0, 0, 0);
     row->setSpacing(0);
@@ -86,7 +99,6 @@ SettingsView::SettingsView(AppModel &model, Services services, QWidget *parent)
 QWidget *SettingsView::makeSidebar()
 {
     auto *sidebar = new QWidget;
-    sidebar->setFixedWidth(metrics::sidebarWidth);
     m_brand = new Brand;
     m_choices = new QWidget;
     auto *buttons = new QVBoxLayout(m_choices);
@@ -104,15 +116,18 @@ QWidget *SettingsView::makeSidebar()
     m_noStatusArea = new WrappingLabel(TextStyle::Small, Tone::Secondary);
     m_version = new Label(TextStyle::Tiny, Tone::Secondary);
     auto *column = new QVBoxLayout(sidebar);
-    column->setContentsMargins(metrics::sidebarPadding, metrics::sidebarPadding, metrics::sidebarPadding,
-                               metrics::sidebarPadding);
+    column->setContentsMargins(sidebarMargins(false));
     column->setSpacing(metrics::sidebarSpacing);
     column->addWidget(m_brand);
     column->addWidget(m_choices);
     column->addStretch();
     column->addWidget(m_noStatusArea);
     column->addWidget(m_version);
-    return sidebar;
+    m_sidebar = new ScrollArea;
+    m_sidebar->setFixedWidth(metrics::sidebarWidth);
+    m_sidebar->setWidget(sidebar);
+    sidebar->setAutoFillBackground(false);
+    return m_sidebar;
 }
 
 QWidget *SettingsView::makeContent()
@@ -125,8 +140,7 @@ QWidget *SettingsView::makeContent()
     header->addWidget(m_title);
     header->addWidget(m_subtitle);
     auto *column = new QVBoxLayout(m_page);
-    column->setContentsMargins(metrics::contentPadding, metrics::contentPadding,
-                               metrics::contentPadding - metrics::scrollBar, metrics::contentPadding);
+    column->setContentsMargins(contentMargins(false));
     column->setSpacing(metrics::contentSpacing);
     column->addLayout(header);
     column->addStretch();
@@ -183,6 +197,7 @@ void SettingsView::refresh()
     m_choices->setAccessibleName(L(u"Sections des réglages"_s));
     for (int i = 0; i < m_buttons.size(); ++i) {
         m_buttons[i]->setText(L(sections().at(static_cast<std::size_t>(i)).name));
+        m_buttons[i]->setToolTip(m_isNarrow ? m_buttons[i]->text() : QString());
         if (i == index)
             m_buttons[i]->setChecked(true);
     }
@@ -195,7 +210,32 @@ void SettingsView::refresh()
                                      "Quorvalent pour revenir à cette fenêtre."_s));
     m_version->setText(L(u"Version"_s) + u' ' + L(AppVersion::display()));
     m_sections[index]->refresh();
+    m_sidebar->fitPage();
     m_scroll->fitPage();
+}
+
+void SettingsView::setNarrow(bool narrow)
+{
+    if (m_isNarrow == narrow)
+        return;
+    m_isNarrow = narrow;
+    m_sidebar->setFixedWidth(narrow ? metrics::symbolBarWidth : metrics::sidebarWidth);
+    m_brand->setVisible(!narrow);
+    m_version->setVisible(!narrow);
+    for (SidebarButton *button : m_buttons)
+        button->setSymbolOnly(narrow);
+    m_sidebar->widget()->layout()->setContentsMargins(sidebarMargins(narrow));
+    m_page->layout()->setContentsMargins(contentMargins(narrow));
+    // Among symbols there is no room for a sentence.
+    auto *home = static_cast<QVBoxLayout *>((narrow ? m_page : m_sidebar->widget())->layout());
+    home->insertWidget(narrow ? home->count() : home->count() - 1, m_noStatusArea);
+    refresh();
+}
+
+void SettingsView::resizeEvent(QResizeEvent *event)
+{
+    QWidget::resizeEvent(event);
+    setNarrow(width() < metrics::symbolBarBelow);
 }
 
 void SettingsView::paintEvent(QPaintEvent * /*event*/)
@@ -203,7 +243,7 @@ void SettingsView::paintEvent(QPaintEvent * /*event*/)
     const Theme &theme = Theme::of(*this);
     QPainter painter(this);
     painter.fillRect(rect(), theme.window);
-    const QRect sidebar(0, 0, metrics::sidebarWidth, height());
+    const QRect sidebar(0, 0, m_sidebar->width(), height());
     painter.fillRect(sidebar, theme.underPage);
     painter.fillRect(QRect(sidebar.right(), 0, 1, height()), theme.separator);
 }
