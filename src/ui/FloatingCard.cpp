@@ -138,7 +138,6 @@ void FloatingCard::paintEvent(QPaintEvent * /*event*/)
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     const QRectF card(m_content->geometry());
-    QColor fill = theme.material;
     if (m_translucent) {
         QPainterPath outside;
         outside.addRect(rect());
@@ -159,10 +158,7 @@ void FloatingCard::paintEvent(QPaintEvent * /*event*/)
         }
         painter.setClipping(false);
     }
-    // The popover opens over the banner's corner, whose text would be read through it.
-    if (!m_translucent || windowType() == Qt::Popup)
-        fill.setAlpha(255);
-    paintRounded(painter, card, m_radius, fill, theme.materialBorder);
+    paintRounded(painter, card, m_radius, theme.material, theme.materialBorder);
 }
 
 } // namespace quorvalent

@@ -4,9 +4,9 @@
 
 namespace quorvalent {
 
-/// A borderless window in the shape of a rounded translucent card with a soft border and shadow, which takes
-/// no focus from the user's program. Where the desktop cannot show translucent windows it is opaque, with the
-/// same shape and without the shadow.
+/// A borderless window in the shape of a rounded card with a soft border and shadow, which takes no focus
+/// from the user's program. Where the desktop cannot show translucent windows it has the same shape and no
+/// shadow.
 class FloatingCard : public QWidget
 {
     Q_OBJECT

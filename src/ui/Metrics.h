@@ -97,5 +97,6 @@ inline constexpr int percentage = 52;
 inline constexpr int sliderWidth = 230;
 inline constexpr int scrollBar = 10;
 inline constexpr int focusRing = 2; ///< width of the ring around the focused control
+inline constexpr int focusGap = 1;  ///< between the ring and what it is around
 
 } // namespace quorvalent::metrics

@@ -23,7 +23,7 @@ struct Theme
     QColor window;
     QColor underPage; ///< behind the sidebar
     QColor card;
-    QColor material; ///< of the floating cards, translucent
+    QColor material; ///< of the floating cards; opaque, because nothing blurs what lies behind them
     QColor materialBorder;
     QColor shadow; ///< at its strongest
     QColor separator;
@@ -32,9 +32,11 @@ struct Theme
     QColor controlPressed;
     QColor controlBorder;
     QColor bannerTrack;
-    QColor track; ///< groove of switches, sliders and progress
-    QColor knob;
-    QColor focusRing;
+    QColor progressTrack; ///< groove that stands out from what fills it
+    QColor track;         ///< groove of switches and sliders, which stands out from its surface
+    QColor knob;          ///< on the track
+    QColor knobOnAccent;
+    QColor focusRing; ///< on every surface but the accent colour, which onAccent is for
 
     [[nodiscard]] static const Theme &light();
     [[nodiscard]] static const Theme &dark();

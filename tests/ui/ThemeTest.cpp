@@ -7,7 +7,9 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
+#include <tuple>
 
 namespace quorvalent {
 namespace {
@@ -32,10 +34,8 @@ double contrast(const QColor &ink, const QColor &paper)
 TEST(Theme, EveryTextIsLegibleOnEverySurface)
 {
     for (const Theme *theme : {&Theme::light(), &Theme::dark()}) {
-        QColor material = theme->material;
-        material.setAlpha(255);
         for (const QColor &surface :
-             {theme->window, theme->underPage, theme->card, theme->control, material}) {
+             {theme->window, theme->underPage, theme->card, theme->control, theme->material}) {
             for (const Tone tone : {Tone::Primary, Tone::Secondary, Tone::Accent}) {
                 EXPECT_GE(contrast(theme->tone(tone), surface), 4.5)
                     << surface.name().toStdString() << " tone " << static_cast<int>(tone);
@@ -45,6 +45,33 @@ TEST(Theme, EveryTextIsLegibleOnEverySurface)
             }
         }
         EXPECT_GE(contrast(theme->onAccent, theme->accent), 4.5);
+    }
+}
+
+// 3 : 1 is what the parts of a control need that tell what it is and in which state.
+TEST(Theme, EveryControlStandsOut)
+{
+    for (const Theme *theme : {&Theme::light(), &Theme::dark()}) {
+        const std::array pairs{
+            std::tuple{"ring on a card", theme->focusRing, theme->card},
+            std::tuple{"ring on the window", theme->focusRing, theme->window},
+            std::tuple{"ring beside the content", theme->focusRing, theme->underPage},
+            std::tuple{"ring on a floating card", theme->focusRing, theme->material},
+            std::tuple{"ring on a control", theme->focusRing, theme->control},
+            std::tuple{"ring on the accent", theme->onAccent, theme->accent},
+            std::tuple{"border on a card", theme->controlBorder, theme->card},
+            std::tuple{"border on the window", theme->controlBorder, theme->window},
+            std::tuple{"border on a floating card", theme->controlBorder, theme->material},
+            std::tuple{"groove", theme->track, theme->card},
+            std::tuple{"knob of a switch that is off", theme->knob, theme->track},
+            std::tuple{"knob of a switch that is on", theme->knobOnAccent, theme->accent},
+            std::tuple{"switch that is on", theme->accent, theme->card},
+            std::tuple{"progress", theme->accent, theme->progressTrack},
+        };
+        for (const auto &[what, colour, surface] : pairs) {
+            EXPECT_EQ(colour.alpha(), 255) << what;
+            EXPECT_GE(contrast(colour, surface), 3) << what << (theme->isDark ? ", dark" : ", light");
+        }
     }
 }
 

@@ -23,11 +23,11 @@ void paintRounded(QPainter &painter, const QRectF &area, double radius, const QC
     painter.drawRoundedRect(area.adjusted(0.5, 0.5, -0.5, -0.5), radius - 0.5, radius - 0.5);
 }
 
-void paintFocusRing(QPainter &painter, const QRectF &area, double radius, const Theme &theme)
+void paintFocusRing(QPainter &painter, const QRectF &area, double radius, const QColor &colour)
 {
     painter.setRenderHint(QPainter::Antialiasing);
     const double inset = metrics::focusRing / 2.0;
-    painter.setPen(QPen(theme.focusRing, metrics::focusRing));
+    painter.setPen(QPen(colour, metrics::focusRing));
     painter.setBrush(Qt::NoBrush);
     painter.drawRoundedRect(area.adjusted(inset, inset, -inset, -inset), radius - inset, radius - inset);
 }

@@ -14,7 +14,7 @@ void paintRounded(QPainter &painter, const QRectF &area, double radius, const QC
                   const QColor &border = Qt::transparent);
 
 /// The ring around what the keyboard goes to, inside `area`.
-void paintFocusRing(QPainter &painter, const QRectF &area, double radius, const Theme &theme);
+void paintFocusRing(QPainter &painter, const QRectF &area, double radius, const QColor &colour);
 
 /// Whether a control should show its focus: it has it, and got it by the keyboard.
 [[nodiscard]] bool showsFocus(const QWidget &widget);

@@ -86,7 +86,7 @@ void Picker::paintEvent(QPaintEvent * /*event*/)
     const TextBlock text = block(currentText());
     text.paint(painter, QPointF(textInset, std::floor((height() - text.size().height()) / 2)), theme.text);
     if (showsFocus(*this))
-        paintFocusRing(painter, rect(), metrics::buttonRadius, theme);
+        paintFocusRing(painter, rect(), metrics::buttonRadius, theme.focusRing);
 }
 
 void Picker::wheelEvent(QWheelEvent *event)

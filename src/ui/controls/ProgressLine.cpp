@@ -90,7 +90,7 @@ void ProgressLine::paintEvent(QPaintEvent * /*event*/)
     QPainter painter(this);
     const QRectF line = rect();
     const double radius = line.height() / 2;
-    paintRounded(painter, line, radius, m_track.isValid() ? m_track : theme.track);
+    paintRounded(painter, line, radius, m_track.isValid() ? m_track : theme.progressTrack);
     QPainterPath groove;
     groove.addRoundedRect(line, radius, radius);
     painter.setClipPath(groove);

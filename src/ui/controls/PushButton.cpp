@@ -85,6 +85,19 @@ void PushButton::paintFace(QPainter &painter) const
     }
 }
 
+void PushButton::paintRing(QPainter &painter) const
+{
+    const Theme &theme = Theme::of(*this);
+    if (m_look != Look::Prominent) {
+        paintFocusRing(painter, rect(), metrics::buttonRadius, theme.focusRing);
+        return;
+    }
+    // Inside the face, whose colour the ring would have.
+    const int inset = metrics::focusRing;
+    paintFocusRing(painter, QRectF(rect()).adjusted(inset, inset, -inset, -inset),
+                   metrics::buttonRadius - inset, theme.onAccent);
+}
+
 void PushButton::paintEvent(QPaintEvent * /*event*/)
 {
     const Theme &theme = Theme::of(*this);
@@ -107,7 +120,7 @@ void PushButton::paintEvent(QPaintEvent * /*event*/)
     }
     label.paint(painter, QPointF(x, std::floor((height() - label.size().height()) / 2)), ink);
     if (showsFocus(*this))
-        paintFocusRing(painter, rect(), metrics::buttonRadius, theme);
+        paintRing(painter);
 }
 
 void PushButton::keyPressEvent(QKeyEvent *event)

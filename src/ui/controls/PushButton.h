@@ -38,6 +38,7 @@ protected:
 private:
     [[nodiscard]] int padding() const;
     void paintFace(QPainter &painter) const;
+    void paintRing(QPainter &painter) const;
 
     Look m_look;
     std::optional<Symbol> m_symbol;

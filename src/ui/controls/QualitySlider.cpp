@@ -73,11 +73,14 @@ void QualitySlider::paintEvent(QPaintEvent * /*event*/)
     paintRounded(painter, filled, thin / 2, theme.accent);
     const double knob = metrics::sliderKnob;
     const QRectF knobArea(x - knob / 2, middle - knob / 2, knob, knob);
-    paintRounded(painter, knobArea, knob / 2, theme.knob,
-                 theme.isDark ? theme.underPage : theme.controlBorder);
+    // A rim in the colour of the card keeps the knob apart from the groove on both sides.
+    const double rim = metrics::focusRing;
+    paintRounded(painter, knobArea.adjusted(-rim, -rim, rim, rim), knob / 2 + rim, theme.card);
+    paintRounded(painter, knobArea, knob / 2, theme.knob, theme.controlBorder);
     if (showsFocus(*this)) {
         const double ring = metrics::focusRing;
-        paintFocusRing(painter, knobArea.adjusted(-ring, -ring, ring, ring), knob / 2 + ring, theme);
+        paintFocusRing(painter, knobArea.adjusted(-ring, -ring, ring, ring), knob / 2 + ring,
+                       theme.focusRing);
     }
 }
 

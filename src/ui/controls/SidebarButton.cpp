@@ -79,7 +79,7 @@ void SidebarButton::paintEvent(QPaintEvent * /*event*/)
         label.paint(painter, QPointF(x, std::floor((height() - label.size().height()) / 2)), ink);
     }
     if (showsFocus(*this))
-        paintFocusRing(painter, rect(), metrics::sidebarButtonRadius, theme);
+        paintFocusRing(painter, rect(), metrics::sidebarButtonRadius, theme.focusRing);
 }
 
 void SidebarButton::enterEvent(QEnterEvent *event)

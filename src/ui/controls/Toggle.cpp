@@ -82,7 +82,7 @@ int Toggle::heightForWidth(int width) const
         const TextBlock line(m_subtitle, fontOf(TextStyle::Secondary), textWidth(width), 0);
         height += metrics::textGap + line.size().height() + 2 * line.below(); // it is centred
     }
-    return std::max(metrics::toggleHeight + 2 * metrics::focusRing, static_cast<int>(std::ceil(height)));
+    return std::max(metrics::toggleHeight, static_cast<int>(std::ceil(height)));
 }
 
 QSize Toggle::sizeHint() const
@@ -107,18 +107,20 @@ void Toggle::paintSwitch(QPainter &painter) const
     const Theme &theme = Theme::of(*this);
     const bool moves = m_knob.state() == QAbstractAnimation::Running;
     const double on = moves ? m_knob.currentValue().toDouble() : (isChecked() ? 1.0 : 0.0);
-    const QRectF groove(width() - metrics::toggleWidth - metrics::focusRing,
-                        std::floor((height() - metrics::toggleHeight) / 2.0), metrics::toggleWidth,
-                        metrics::toggleHeight);
-    const double radius = groove.height() / 2;
-    paintRounded(painter, groove, radius, mixed(theme.track, theme.accent, on));
+    const QRectF area(width() - metrics::toggleWidth, std::floor((height() - metrics::toggleHeight) / 2.0),
+                      metrics::toggleWidth, metrics::toggleHeight);
+    QRectF groove = area;
+    if (showsFocus(*this)) {
+        // Around a smaller switch, because the row ends where the switch does.
+        paintFocusRing(painter, area, area.height() / 2, theme.focusRing);
+        const double inset = metrics::focusRing + metrics::focusGap;
+        groove.adjust(inset, inset, -inset, -inset);
+    }
+    paintRounded(painter, groove, groove.height() / 2, mixed(theme.track, theme.accent, on));
     const double knob = groove.height() - 2.0 * metrics::toggleInset;
     const double x = groove.left() + metrics::toggleInset + on * (groove.width() - groove.height());
-    paintRounded(painter, QRectF(x, groove.top() + metrics::toggleInset, knob, knob), knob / 2, theme.knob);
-    if (showsFocus(*this)) {
-        const double ring = metrics::focusRing;
-        paintFocusRing(painter, groove.adjusted(-ring, -ring, ring, ring), radius + ring, theme);
-    }
+    paintRounded(painter, QRectF(x, groove.top() + metrics::toggleInset, knob, knob), knob / 2,
+                 mixed(theme.knob, theme.knobOnAccent, on));
 }
 
 void Toggle::paintEvent(QPaintEvent * /*event*/)
