@@ -50,6 +50,8 @@ MenuView::MenuView(AppModel &model, Actions actions, QWidget *parent)
     , m_dot(new StatusDot)
     , m_statusText(new WrappingLabel(TextStyle::Body))
     , m_last(new WrappingLabel(TextStyle::Secondary, Tone::Secondary, lastLines))
+    , m_cancel(new PushButton)
+    , m_clearQueue(new PushButton)
     , m_settings(new PushButton)
     , m_pause(new PushButton)
     , m_version(new Label(TextStyle::Secondary, Tone::Secondary))
@@ -71,10 +73,13 @@ MenuView::MenuView(AppModel &model, Actions actions, QWidget *parent)
     column->addWidget(m_progress);
     column->addWidget(m_status);
     column->addWidget(m_last);
+    column->addLayout(atBothEnds(m_cancel, m_clearQueue));
     column->addLayout(atBothEnds(m_settings, m_pause));
     column->addWidget(new Divider);
     column->addLayout(atBothEnds(m_version, m_quit));
 
+    connect(m_cancel, &PushButton::clicked, this, [this] { m_model.cancelConversion(); });
+    connect(m_clearQueue, &PushButton::clicked, this, [this] { m_model.cancelWaiting(); });
     connect(m_settings, &PushButton::clicked, this, [open = std::move(actions.settings)] { open(); });
     connect(m_pause, &PushButton::clicked, this, [this] { m_model.togglePause(); });
     connect(m_quit, &PushButton::clicked, this, [quit = std::move(actions.quit)] { quit(); });
@@ -92,6 +97,11 @@ void MenuView::refresh()
     m_dot->setTone(m_model.paused() || m_model.isFolderMissing() ? Tone::Orange : Tone::Accent);
     m_statusText->setText(L(m_model.statusText()));
     m_last->showText(lastOutcome(m_model));
+    m_cancel->setText(L(u"Annuler"_s));
+    m_cancel->setAccessibleName(L(u"Annuler la conversion"_s));
+    m_cancel->setVisible(m_model.isConverting());
+    m_clearQueue->setText(L(u"Vider la file d’attente"_s));
+    m_clearQueue->setVisible(m_model.queued() > 0);
     m_settings->setText(L(u"Réglages…"_s));
     m_pause->setText(L(m_model.pauseActionText()));
     m_version->setText(L(u"Version"_s) + u' ' + L(AppVersion::display()));

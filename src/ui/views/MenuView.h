@@ -38,6 +38,8 @@ private:
     StatusDot *m_dot;
     WrappingLabel *m_statusText;
     WrappingLabel *m_last;
+    PushButton *m_cancel;
+    PushButton *m_clearQueue;
     PushButton *m_settings;
     PushButton *m_pause;
     Label *m_version;
