@@ -179,9 +179,10 @@ void EventStream::take(TreeReader::Folder &&folder)
         }
         m_table.insert(path, folder.watch);
         m_unobserved.erase(path);
-    } else if (folder.watch == -ENOSPC && folder.failure == 0) {
+    } else if (!isVanished(folder.failure) && !isForbidden(folder.failure)) {
         m_unobserved.insert(path);
-        tellLimit();
+        if (folder.watch == -ENOSPC)
+            tellLimit();
     }
     m_toBeFound.erase(path);
     if (folder.failure != 0) {

@@ -41,14 +41,17 @@ constexpr auto quiet = 600ms;
 class Watching
 {
 public:
-    explicit Watching(const std::vector<fs::path> &roots) { start(roots); }
+    explicit Watching(const std::vector<fs::path> &roots, const AddWatch &addWatch = {})
+    {
+        start(roots, addWatch);
+    }
 
     /// Returns when changes are observed.
-    void start(const std::vector<fs::path> &roots)
+    void start(const std::vector<fs::path> &roots, const AddWatch &addWatch = {})
     {
         m_stream.reset();
         m_tracker.clear();
-        m_stream = EventStream::create(roots, {1ms, quiet, 1h}, handlers());
+        m_stream = EventStream::create(roots, {1ms, quiet, 1ms}, handlers(), addWatch);
         m_isStarting = true;
         EXPECT_TRUE(m_stream->start());
         readOn();
@@ -373,6 +376,11 @@ INSTANTIATE_TEST_SUITE_P(
                     ProgramCase{"browser", {write("b.mp4.crdownload"), move("b.mp4.crdownload", "b.mp4")}},
                     ProgramCase{"torrent", {write("b.mkv.!qB"), move("b.mkv.!qB", "b.mkv")}},
                     ProgramCase{"messenger", {write("123.tmp"), move("123.tmp", "b.mp4")}},
+                    ProgramCase{
+                        "synchronizer",
+                        {write(".a.jpg.Xy12Zq"), move("a.jpg", "a.jpg.bak"), move(".a.jpg.Xy12Zq", "a.jpg")}},
+                    ProgramCase{"replaceContents",
+                                {write(".goutputstream-AB12CD"), move(".goutputstream-AB12CD", "a.jpg")}},
                     ProgramCase{"saveFile", {write("a.jpg.wtWLUc"), move("a.jpg.wtWLUc", "a.jpg")}}),
     caseName<ProgramCase>);
 
@@ -580,6 +588,38 @@ TEST(RenameTracker, keepsWhatIsKnownOfAFileItCannotLookAt)
         fs::permissions(folder / "sub", fs::perms::owner_all);
         watching.settle();
         return isPatient && isTold && watching.jobsBelow(folder.path()).size() == 1 && watching.count() == 2;
+    }));
+}
+
+TEST(RenameTracker, findsARenameInAFolderThatCouldNotBeReadForAWhile)
+{
+    EXPECT_TRUE(test::holdsWithoutRights([] {
+        const TestFolder folder;
+        folder.write("sub/a.png", "");
+        folder.write("other", "");
+        // Without a watch of its own, the folder is read again when something happens in the other one.
+        Watching watching({folder.path()}, [](int inotify, const char *path, std::uint32_t mask) {
+            errno = ENOMEM;
+            return std::string_view(path).ends_with("sub") ? -1 : ::inotify_add_watch(inotify, path, mask);
+        });
+        rlimit files = {};
+        ::getrlimit(RLIMIT_NOFILE, &files);
+        const FileDescriptor next(::dup(STDERR_FILENO));
+        const rlimit none = {.rlim_cur = static_cast<rlim_t>(next.get()), .rlim_max = files.rlim_max};
+        ::setrlimit(RLIMIT_NOFILE, &none);
+        move("sub/a.png", "sub/a.jpg")(folder);
+        move("other", "another")(folder);
+        const bool isTold = waitFor([&] {
+            return watching.problems() ==
+                   QStringList{u"Accès impossible : sub. Vérifiez les autorisations du dossier."_s};
+        });
+        ::setrlimit(RLIMIT_NOFILE, &files);
+        move("another", "other")(folder);
+        const bool isFound = waitFor([&] {
+            watching.settle();
+            return watching.jobsBelow(folder.path()) == std::vector{"sub/a.png > sub/a.jpg"s};
+        });
+        return isTold && isFound;
     }));
 }
 
