@@ -250,6 +250,8 @@ void AppModel::startWatcher()
 
     observePresence();
     const std::uint64_t run = ++m_watchRun;
+    m_isReading = !refusesJobs();
+    Q_EMIT changed();
     if (refusesJobs()) {
         m_watcher->start({}, {});
         return;
@@ -257,9 +259,16 @@ void AppModel::startWatcher()
     m_watcher->start(m_preferences.folders, [self = QPointer(this), run, folders = m_preferences.folders] {
         postToMain([self, run, folders] {
             if (self && self->m_watchRun == run)
-                Q_EMIT self->watchingStarted(folders);
+                self->finishReading(folders);
         });
     });
+}
+
+void AppModel::finishReading(const std::vector<std::filesystem::path> &folders)
+{
+    m_isReading = false;
+    Q_EMIT changed();
+    Q_EMIT watchingStarted(folders);
 }
 
 void AppModel::observePresence()
@@ -337,7 +346,9 @@ QString AppModel::statusText() const
         return messageOfMissing(m_missing.front());
     if (!m_missing.empty())
         return composed(u"Dossiers inaccessibles : {0}"_s, {QString::number(m_missing.size())});
-    return m_preferences.folders.empty() ? u"Ajoutez un dossier pour commencer"_s
+    if (m_preferences.folders.empty())
+        return u"Ajoutez un dossier pour commencer"_s;
+    return m_isRecovering || m_isReading ? u"Lecture des dossiers en cours"_s
                                          : u"À l’écoute des changements d’extension"_s;
 }
 

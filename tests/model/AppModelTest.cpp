@@ -577,6 +577,9 @@ TEST_F(AppModelTest, neverClaimsToListenToAFolderThatIsNotThere)
 {
     startWatching();
     const QString missing = u"Dossier inaccessible : /folder"_s;
+    EXPECT_EQ(model->statusText(), u"Lecture des dossiers en cours"_s);
+    world.onWatching.at(0)();
+    runMain();
     EXPECT_EQ(model->statusText(), u"À l’écoute des changements d’extension"_s);
     world.handlers.onProblem(missing);
     runMain();
