@@ -23,6 +23,9 @@ QString messageOf(const RenameJob &job, const QString &reason, const Files &file
             u"Rétablissez son extension manuellement."_s,
             {reason, newName});
     }
+    // It works on the file under the new name, and would look for it there.
+    if (files.isOpen(job.newURL))
+        return composed(u"{0} Un programme utilise le fichier ; son nom n’a pas été rétabli."_s, {reason});
     try {
         files.moveNoReplace(job.newURL, job.oldURL);
     } catch (const Error &) {

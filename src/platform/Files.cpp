@@ -299,7 +299,11 @@ std::optional<std::uint64_t> Files::freeBytes(const fs::path &folder) const
     return freeBytesOf(volume);
 }
 
-bool Files::isOpenForWriting(const fs::path &path) const
+namespace {
+
+// A read lease is refused exactly while somebody has the file open for writing, a write lease while anybody
+// else has it open.
+bool refusesLease(const fs::path &path, int lease)
 {
     const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOFOLLOW));
     if (!file.isOpen())
@@ -307,11 +311,22 @@ bool Files::isOpenForWriting(const fs::path &path) const
     // Whoever opens the file while the lease stands makes the kernel signal us; the signal for that is by
     // default SIGIO, which would end the program. SIGURG is ignored unless somebody asks for it.
     ::fcntl(file.get(), F_SETSIG, SIGURG);
-    // A read lease is refused exactly while somebody has the file open for writing.
-    if (::fcntl(file.get(), F_SETLEASE, F_RDLCK) != 0)
+    if (::fcntl(file.get(), F_SETLEASE, lease) != 0)
         return errno == EAGAIN;
     ::fcntl(file.get(), F_SETLEASE, F_UNLCK);
     return false;
+}
+
+} // namespace
+
+bool Files::isOpenForWriting(const fs::path &path) const
+{
+    return refusesLease(path, F_RDLCK);
+}
+
+bool Files::isOpen(const fs::path &path) const
+{
+    return refusesLease(path, F_WRLCK);
 }
 
 } // namespace quorvalent

@@ -78,6 +78,8 @@ public:
     /// Whether some process has the regular file open for writing, as far as the kernel tells: false where
     /// it does not (another owner's file, a file system without leases).
     [[nodiscard]] virtual bool isOpenForWriting(const std::filesystem::path &path) const;
+    /// The same for any way of having it open.
+    [[nodiscard]] virtual bool isOpen(const std::filesystem::path &path) const;
 };
 
 } // namespace quorvalent

@@ -1,7 +1,10 @@
 #include "convert/ConversionWorld.h"
 #include "core/ConversionError.h"
+#include "platform/FileDescriptor.h"
 
 #include <gtest/gtest.h>
+
+#include <fcntl.h>
 
 namespace quorvalent {
 namespace {
@@ -18,6 +21,11 @@ TEST(RenameProtectionTest, givesTheOldNameBackOrSaysWhyNot)
                               "inchangé. Rétablissez son extension manuellement.";
     const std::string refused = "Impossible de rétablir le nom d’origine. Le fichier « %1.jpg » n’a pas été "
                                 "converti. Vérifiez son extension et les autorisations du dossier.";
+    const std::string used = "Un programme utilise le fichier ; son nom n’a pas été rétabli.";
+    FileDescriptor reader;
+    const auto open = [&](ConversionWorld &world) {
+        reader = FileDescriptor(::open((world.folder / "%1.jpg").c_str(), O_RDONLY | O_CLOEXEC));
+    };
     const auto edit = [](ConversionWorld &world) { world.folder.write("%1.jpg", "edit"); };
     const auto removal = [](ConversionWorld &world) { std::filesystem::remove(world.folder / "%1.jpg"); };
     const auto take = [](ConversionWorld &world) { world.folder.write("%1.pdf", "other"); };
@@ -29,9 +37,10 @@ TEST(RenameProtectionTest, givesTheOldNameBackOrSaysWhyNot)
         std::function<void(ConversionWorld &)> act;
         std::string outcome, contents;
     };
-    for (const Row &row : {Row{[](auto &) {}, restored, "%1.pdf=old"}, Row{edit, changed, "%1.jpg=edit"},
-                           Row{removal, changed, ""}, Row{take, taken, "%1.jpg=old, %1.pdf=other"},
-                           Row{takeAtTheMove, refused, "%1.jpg=old, %1.pdf=other"}}) {
+    for (const Row &row :
+         {Row{[](auto &) {}, restored, "%1.pdf=old"}, Row{edit, changed, "%1.jpg=edit"},
+          Row{removal, changed, ""}, Row{take, taken, "%1.jpg=old, %1.pdf=other"},
+          Row{open, used, "%1.jpg=old"}, Row{takeAtTheMove, refused, "%1.jpg=old, %1.pdf=other"}}) {
         SCOPED_TRACE(row.outcome);
         ConversionWorld world;
         const RenameJob job = world.renamed("%1.pdf", "%1.jpg");

@@ -183,10 +183,12 @@ TEST_F(FilesTest, keepsTheResultOfAForeignFileReadableWithoutItsSetIdBits)
     EXPECT_EQ(statusOf(folder / "output").st_mode & 07777U, 0474U);
 }
 
-TEST_F(FilesTest, seesWhoHasAFileOpenForWriting)
+TEST_F(FilesTest, seesWhoHasAFileOpen)
 {
     const fs::path photo = folder.write("photo", "bytes");
+    EXPECT_FALSE(files.isOpen(photo));
     const FileDescriptor reader(::open(photo.c_str(), O_RDONLY));
+    EXPECT_TRUE(files.isOpen(photo));
     EXPECT_FALSE(files.isOpenForWriting(photo));
     {
         const FileDescriptor writer(::open(photo.c_str(), O_WRONLY));
