@@ -5,7 +5,7 @@
 #include "platform/Error.h"
 
 #include <optional>
-#include <system_error>
+#include <vector>
 
 namespace quorvalent {
 
@@ -13,30 +13,6 @@ namespace {
 
 using namespace Qt::StringLiterals;
 namespace fs = std::filesystem;
-
-std::vector<fs::path> workFoldersBelow(const fs::path &root,
-                                       const std::function<bool(std::string_view)> &isEntered)
-{
-    std::vector<fs::path> workFolders;
-    std::vector<fs::path> pending{root};
-    while (!pending.empty()) {
-        const fs::path folder = std::move(pending.back());
-        pending.pop_back();
-        std::error_code failure; // a folder that vanished or may not be read holds nothing for us
-        fs::directory_iterator entry(folder, failure);
-        for (; !failure && entry != fs::directory_iterator(); entry.increment(failure)) {
-            std::error_code unknown;
-            if (entry->is_symlink(unknown) || !entry->is_directory(unknown))
-                continue;
-            const fs::path name = entry->path().filename();
-            if (WorkFolder::isWorkFolderName(name))
-                workFolders.push_back(entry->path());
-            else if (isEntered(name.native()))
-                pending.push_back(entry->path());
-        }
-    }
-    return workFolders;
-}
 
 /// Nothing where no item stands; throws FileError where the system cannot tell, which is no answer.
 std::optional<FileAttributes> found(const Files &files, const fs::path &place)
@@ -176,28 +152,19 @@ std::optional<InterruptedConversion> putRight(const Files &files, const fs::path
 
 } // namespace
 
-std::vector<InterruptedConversion>
-restoreInterruptedWork(const std::vector<fs::path> &roots,
-                       const std::function<bool(std::string_view)> &isEntered, const Files &files)
+std::optional<InterruptedConversion> restoreInterruptedWork(const fs::path &workFolder, const Files &files)
 {
-    std::vector<InterruptedConversion> interrupted;
-    for (const fs::path &root : roots) {
-        for (const fs::path &workFolder : workFoldersBelow(root, isEntered)) {
-            try {
-                if (const std::optional<InterruptedConversion> told = putRight(files, workFolder))
-                    interrupted.push_back(*told);
-            } catch (const FileError &failure) {
-                if (failure.isNotFound() || failure.isOccupied())
-                    continue; // gone, or not one of ours
-                interrupted.push_back(
-                    {workFolder,
-                     composed(u"{0} Une conversion interrompue n’a pas pu être réparée : {1} reste en place "
-                              u"jusqu’au prochain démarrage."_s,
-                              {failure.errorDescription(), displayText(workFolder)})});
-            }
-        }
+    try {
+        return putRight(files, workFolder);
+    } catch (const FileError &failure) {
+        if (failure.isNotFound() || failure.isOccupied())
+            return std::nullopt; // gone, or not one of ours
+        return InterruptedConversion{
+            workFolder,
+            composed(u"{0} Une conversion interrompue n’a pas pu être réparée : {1} reste en place "
+                     u"jusqu’au prochain démarrage."_s,
+                     {failure.errorDescription(), displayText(workFolder)})};
     }
-    return interrupted;
 }
 
 } // namespace quorvalent

@@ -5,9 +5,7 @@
 #include <QString>
 
 #include <filesystem>
-#include <functional>
-#include <string_view>
-#include <vector>
+#include <optional>
 
 namespace quorvalent {
 
@@ -20,15 +18,12 @@ struct InterruptedConversion
     bool operator==(const InterruptedConversion &) const = default;
 };
 
-/// Puts right what conversions that were killed left in the watched trees: the original stands under its old
-/// name again where that name is free, and the abandoned work folder is gone. Deletes none of the user's
-/// files and replaces none; a work folder that a running copy of the program holds, another user's, or one
-/// that is a link stays untouched. Answers the originals that the user must know about. To be called before
-/// watching starts, with folders that may be missing or unreadable; blocks for a walk through all folders.
-/// `isEntered` tells by its name whether a subfolder is watched too.
-[[nodiscard]] std::vector<InterruptedConversion>
-restoreInterruptedWork(const std::vector<std::filesystem::path> &roots,
-                       const std::function<bool(std::string_view folderName)> &isEntered,
-                       const Files &files = Files());
+/// Puts right what a conversion that was killed left, in this work folder and beside it: the original stands
+/// under its old name again where that name is free, and the abandoned work folder is gone. Deletes none of
+/// the user's files and replaces none; a work folder that a running copy of the program holds, another
+/// user's, or one that is a link stays untouched. Answers what the user must know. To be called before the
+/// files beside it are known to a watcher; blocks for a few moves.
+[[nodiscard]] std::optional<InterruptedConversion>
+restoreInterruptedWork(const std::filesystem::path &workFolder, const Files &files = Files());
 
 } // namespace quorvalent

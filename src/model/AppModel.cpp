@@ -161,10 +161,17 @@ void AppModel::start()
                 self->m_queue.follow(identity, place);
         });
     };
+    handlers.onInterruption = [self](const InterruptedConversion &conversion) {
+        postToMain([self, conversion] {
+            if (self)
+                self->tellInterruption(conversion);
+        });
+    };
     m_watcher = m_services.makeWatcher(std::move(handlers));
     m_queue.setWatcher(m_watcher);
     refreshFinderSetting();
-    restoreThenWatch();
+    restartWatcher();
+    expireOriginals();
     configureLoginOnce();
 }
 
@@ -197,41 +204,10 @@ void AppModel::scheduleExpiry(std::optional<std::chrono::seconds> next)
     Q_EMIT changed();
 }
 
-void AppModel::restoreThenWatch()
+void AppModel::tellInterruption(const InterruptedConversion &conversion)
 {
-    m_isRecovering = true;
-    const auto restore = m_services.restoreInterruptedWork;
-    m_services.inBackground([self = QPointer(this), restore, folders = m_preferences.folders,
-                             expire = m_services.expireOriginals] {
-        std::vector<InterruptedConversion> interrupted;
-        QString problem;
-        try {
-            interrupted = restore(folders);
-        } catch (const Error &error) {
-            problem = error.errorDescription();
-        } catch (const std::exception &error) {
-            problem = composed(u"Erreur inattendue : {0}"_s, {QString::fromUtf8(error.what())});
-        }
-        postToMain([self, interrupted, problem, next = expire({})] {
-            if (!self)
-                return;
-            self->finishRecovery(interrupted, problem);
-            self->scheduleExpiry(next);
-        });
-    });
-}
-
-void AppModel::finishRecovery(const std::vector<InterruptedConversion> &interrupted, const QString &problem)
-{
-    m_isRecovering = false;
-    restartWatcher();
-    if (!problem.isEmpty())
-        reportProblem(problem);
-    if (interrupted.empty())
-        return;
-    m_queue.addInterruptions(interrupted);
-    for (const InterruptedConversion &conversion : interrupted)
-        Q_EMIT watchProblem(conversion.sentence);
+    m_queue.addInterruption(conversion);
+    Q_EMIT watchProblem(conversion.sentence);
     call(onWarning);
 }
 
@@ -244,8 +220,7 @@ void AppModel::restartWatcher()
 
 void AppModel::startWatcher()
 {
-    // A listing made before interrupted work is put right would take its repairs for renames.
-    if (!m_watcher || m_isRecovering)
+    if (!m_watcher)
         return;
 
     observePresence();
@@ -348,8 +323,7 @@ QString AppModel::statusText() const
         return composed(u"Dossiers inaccessibles : {0}"_s, {QString::number(m_missing.size())});
     if (m_preferences.folders.empty())
         return u"Ajoutez un dossier pour commencer"_s;
-    return m_isRecovering || m_isReading ? u"Lecture des dossiers en cours"_s
-                                         : u"À l’écoute des changements d’extension"_s;
+    return m_isReading ? u"Lecture des dossiers en cours"_s : u"À l’écoute des changements d’extension"_s;
 }
 
 QString AppModel::queuedText() const

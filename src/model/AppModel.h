@@ -242,12 +242,11 @@ private:
     void configureLoginOnce();
     [[nodiscard]] bool hasFinderConsent() const;
     void switchFinderWarning(bool enabled);
-    void restoreThenWatch();
     void startWatcher();
     void finishReading(const std::vector<std::filesystem::path> &folders);
     void observePresence();
     void setMissing(const std::vector<std::filesystem::path> &missing);
-    void finishRecovery(const std::vector<InterruptedConversion> &interrupted, const QString &problem);
+    void tellInterruption(const InterruptedConversion &conversion);
     void reportProblem(const QString &message);
     void expireOriginals(std::optional<std::chrono::minutes> most = {});
     void scheduleExpiry(std::optional<std::chrono::seconds> next);
@@ -259,7 +258,6 @@ private:
     std::shared_ptr<void> m_presence;
     std::vector<std::filesystem::path> m_missing; ///< of the folders that are watched
     std::shared_ptr<JobSource> m_watcher;         ///< the running job releases its file there
-    bool m_isRecovering = false;
     bool m_isReading = false;     ///< the watched folders, before all later renames are reported
     std::uint64_t m_watchRun = 0; ///< tells late answers of an earlier watching
 

@@ -39,10 +39,9 @@ void JobQueue::setStatus(const ConversionStatus &status)
     Q_EMIT changed();
 }
 
-void JobQueue::addInterruptions(const std::vector<InterruptedConversion> &interrupted)
+void JobQueue::addInterruption(const InterruptedConversion &interrupted)
 {
-    for (const InterruptedConversion &conversion : interrupted)
-        m_status.addInterruption(conversion);
+    m_status.addInterruption(interrupted);
     Q_EMIT changed();
 }
 

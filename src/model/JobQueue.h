@@ -34,7 +34,7 @@ public:
     /// Shows something else than what the jobs left.
     void setStatus(const ConversionStatus &status);
     /// Tells of what a killed run left; nothing for none.
-    void addInterruptions(const std::vector<InterruptedConversion> &interrupted);
+    void addInterruption(const InterruptedConversion &interrupted);
     /// The user has seen the warnings.
     void clearWarnings();
     /// Jobs that wait; the running ones do not count.

@@ -44,6 +44,8 @@ struct JobSourceHandlers
     std::function<void(const QString &message)> onProblem; ///< French source text
     /// The file of a reported job stands elsewhere now; without a place it is in no watched folder.
     std::function<void(const QString &identity, const std::optional<std::filesystem::path> &place)> onMoved;
+    /// What a killed run left in a folder has been put right.
+    std::function<void(const InterruptedConversion &)> onInterruption;
 };
 
 /// How the queue goes from one job to the next.
@@ -67,10 +69,6 @@ struct ModelServices
         const std::vector<std::filesystem::path> &folders,
         std::function<void(const std::vector<std::filesystem::path> &missing)> onChange)>
         observePresence;
-    /// Puts right what a killed run left in these folders; runs in the background before they are watched.
-    /// Answers with what the user has to know.
-    std::function<std::vector<InterruptedConversion>(const std::vector<std::filesystem::path> &folders)>
-        restoreInterruptedWork;
     /// Removes the removed originals that have been kept as long as they were to be, or for `most`; with 0,
     /// all of them. Blocks; any thread. Answers when the next is due; nothing when none is left.
     std::function<std::optional<std::chrono::seconds>(std::optional<std::chrono::minutes> most)>

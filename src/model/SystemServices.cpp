@@ -2,13 +2,11 @@
 
 #include "convert/Converter.h"
 #include "convert/HelperReserve.h"
-#include "convert/InterruptedWork.h"
 #include "convert/OriginalsStore.h"
 #include "core/MediaFamilies.h"
 #include "core/RenamePolicy.h"
 #include "model/WatcherSource.h"
 #include "platform/FolderPresence.h"
-#include "platform/FolderRules.h"
 #include "platform/StateFolder.h"
 
 #include <QCoreApplication>
@@ -66,9 +64,6 @@ ModelServices systemServices()
     services.observePresence = [](const std::vector<std::filesystem::path> &folders,
                                   FolderPresence::Handler onChange) {
         return std::make_shared<FolderPresence>(folders, std::move(onChange));
-    };
-    services.restoreInterruptedWork = [](const std::vector<std::filesystem::path> &folders) {
-        return restoreInterruptedWork(folders, &FolderRules::isDescendedInto);
     };
     services.machine = &Machine::now;
     services.inBackground = &postToBackground;

@@ -1,5 +1,7 @@
 #include "model/WatcherSource.h"
 
+#include "convert/InterruptedWork.h"
+#include "convert/WorkFolder.h"
 #include "core/MediaFamilies.h"
 #include "core/RenamePolicy.h"
 
@@ -7,12 +9,27 @@
 
 namespace quorvalent {
 
+namespace {
+
+LeftWork leftWork(std::function<void(const InterruptedConversion &)> onInterruption)
+{
+    return {.isIt = [](std::string_view name) { return WorkFolder::isWorkFolderName(name); },
+            .putRight =
+                [onInterruption = std::move(onInterruption)](const std::filesystem::path &folder) {
+                    if (const std::optional<InterruptedConversion> told = restoreInterruptedWork(folder))
+                        onInterruption(*told);
+                }};
+}
+
+} // namespace
+
 WatcherSource::WatcherSource(JobSourceHandlers handlers, NewNameHandler onNewName, Look isWhatItsNameSays)
     : m_onRename(std::move(handlers.onRename))
     , m_isWhatItsNameSays(std::move(isWhatItsNameSays))
     , m_looks(QStringLiteral("quorvalent.look"), SerialQueue::Priority::Utility)
     , m_watcher([this](const RenameJob &job) { sift(job); }, std::move(handlers.onProblem), {},
-                std::move(onNewName), std::move(handlers.onMoved))
+                std::move(onNewName), std::move(handlers.onMoved),
+                leftWork(std::move(handlers.onInterruption)))
 {}
 
 WatcherSource::~WatcherSource()

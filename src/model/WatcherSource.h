@@ -9,7 +9,8 @@
 namespace quorvalent {
 
 /// The rename watcher as the model's source of jobs. A rename that would be refused is held back until
-/// somebody has looked at the file: where it already is what its new name says, nobody hears of it.
+/// somebody has looked at the file: where it already is what its new name says, nobody hears of it. What a
+/// killed run left is put right by the first walk through the folders.
 class WatcherSource : public JobSource
 {
 public:

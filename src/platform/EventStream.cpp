@@ -100,7 +100,7 @@ EventStream::EventStream(std::vector<fs::path> roots, Timing timing, Handlers ha
     , m_guard(
           m_roots, [this] { scheduleRebuild(); }, addWatch)
     , m_reader([this](const std::string &folder, Place place) { return enter(folder, place); },
-               timing.freshSpan)
+               timing.freshSpan, m_handlers.isSought)
 {}
 
 bool EventStream::start()
@@ -164,6 +164,7 @@ void EventStream::readOn()
     }
     m_lastReading = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - m_readingSince);
     forgetWhatWasNotFound();
+    m_hasRead = true;
     m_handlers.onRead();
 }
 
@@ -190,7 +191,26 @@ void EventStream::take(TreeReader::Folder &&folder)
         return;
     }
     m_unread.erase(path);
-    m_handlers.onFolder(std::move(folder.contents));
+    if (!tellSought(folder))
+        m_handlers.onFolder(std::move(folder.contents));
+}
+
+// Whether the folder has to be read anew for it.
+bool EventStream::tellSought(const TreeReader::Folder &folder)
+{
+    if (m_hasRead)
+        return false;
+    bool isAnyNew = false;
+    for (const std::string &name : folder.contents.sought) {
+        const std::string item = joined(folder.contents.path, name);
+        if (!m_sought.insert(item).second)
+            continue;
+        m_handlers.onSought(item);
+        isAnyNew = true;
+    }
+    if (isAnyNew)
+        readTree(folder.contents.path, folder.place == Place::Root ? Place::Root : Place::Top);
+    return isAnyNew;
 }
 
 // What is known of a folder that cannot be read stays; it is told at once where time mends nothing, else when

@@ -56,6 +56,11 @@ public:
         /// A file got another name in its folder. Not relied upon: of a move whose two halves come apart,
         /// nothing is told. May be left out.
         std::function<void(const std::filesystem::path &from, const std::filesystem::path &to)> onNewName;
+        /// Which hidden items `onSought` is to hear of; both may be left out.
+        TreeReader::IsSought isSought;
+        /// A hidden item that the first reading found. May change the folder that holds it, which is read
+        /// anew before anything of it is told.
+        std::function<void(const std::filesystem::path &item)> onSought;
     };
 
     /// Of what may take a while, how long.
@@ -104,6 +109,7 @@ private:
     void readTree(const std::string &top, Place place);
     void readOn();
     void take(TreeReader::Folder &&folder);
+    [[nodiscard]] bool tellSought(const TreeReader::Folder &folder);
     void takeFailure(const TreeReader::Folder &folder);
     void forgetWhatWasNotFound();
     void forgetTree(const std::string &folder);
@@ -127,6 +133,7 @@ private:
     TreeReader m_reader;
     std::set<std::string> m_unobserved;  ///< folders without a watch, because of the limit
     std::map<std::string, int> m_unread; ///< folders that could not be read, and how often that was tried
+    std::set<std::string> m_sought;      ///< hidden items that have been told
     std::set<std::string> m_toBeFound;   ///< folders known before the reading under way, not found by it yet
     std::chrono::steady_clock::time_point m_readingSince;
     std::chrono::milliseconds m_lastReading{0};
@@ -139,6 +146,7 @@ private:
     MoveHalf m_movedFrom;
     MoveHalf m_movedFolder;
     bool m_isLimitReached = false; ///< since start
+    bool m_hasRead = false;        ///< everything, once
     QString m_why;
 };
 

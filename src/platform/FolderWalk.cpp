@@ -96,6 +96,7 @@ private:
             m_files.clear();
             m_names.clear();
             contents.unknown.clear();
+            contents.sought.clear();
             subfolders.clear();
             if (const int failure = m_reader.read(open); failure != 0)
                 return failure;
@@ -114,8 +115,11 @@ private:
     {
         bool isComplete = true;
         for (const FolderReader::Entry &entry : m_reader.entries()) {
-            if (FolderRules::isHidden(entry.name))
+            if (FolderRules::isHidden(entry.name)) {
+                if (m_tree.m_isSought && m_tree.m_isSought(entry.name))
+                    contents.sought.emplace_back(entry.name);
                 continue;
+            }
             if (entry.type == DT_DIR)
                 addFolder(contents.path, entry.name);
             if (entry.type != DT_REG && entry.type != DT_UNKNOWN)
@@ -186,9 +190,10 @@ FileLook lookAt(const std::string &folder, std::string_view name)
         .result = FileLook::Result::File, .file = status.file(), .changed = timeOf(status.values.stx_ctime)};
 }
 
-TreeReader::TreeReader(Enter enter, std::chrono::milliseconds freshSpan)
+TreeReader::TreeReader(Enter enter, std::chrono::milliseconds freshSpan, IsSought isSought)
     : m_enter(std::move(enter))
     , m_freshSpan(freshSpan)
+    , m_isSought(std::move(isSought))
 {}
 
 void TreeReader::add(std::string path, Place place)

@@ -43,6 +43,7 @@ struct FolderContents
     std::vector<FoundFile> files;
     std::string names;                ///< the files' names, one after another
     std::vector<std::string> unknown; ///< names of items whose attributes could not be read
+    std::vector<std::string> sought;  ///< names of hidden items that were sought
 
     [[nodiscard]] std::string_view nameOf(const FoundFile &file) const
     {
@@ -93,8 +94,11 @@ public:
     /// answer is left out with everything in it.
     using Enter = std::function<std::optional<int>(const std::string &path, Place place)>;
 
+    /// Whether a hidden item of this name is to be told; called from two threads at once.
+    using IsSought = std::function<bool(std::string_view name)>;
+
     /// Attribute changes within this span before the reading make a file fresh.
-    TreeReader(Enter enter, std::chrono::milliseconds freshSpan);
+    TreeReader(Enter enter, std::chrono::milliseconds freshSpan, IsSought isSought = {});
 
     void add(std::string path, Place place);
     [[nodiscard]] bool isBusy() const { return !m_pending.empty(); }
@@ -110,6 +114,7 @@ private:
 
     Enter m_enter;
     std::chrono::milliseconds m_freshSpan;
+    IsSought m_isSought;
     std::deque<Pending> m_pending;
 
     friend class FolderCollector;

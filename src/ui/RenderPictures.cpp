@@ -55,20 +55,17 @@ struct Look
 // A preview touches nothing, and these services do nothing.
 ModelServices noServices()
 {
-    return {
-        .pacing = {},
-        .convert = [](const RenameJob &, const Preferences &,
-                      const ConversionRun &) { return ConversionReport(); },
-        .isInPlace = [](const RenameJob &) { return true; },
-        .makeWatcher = [](const JobSourceHandlers &) -> std::unique_ptr<JobSource> { return nullptr; },
-        .observePresence = [](const auto &...) { return nullptr; },
-        .restoreInterruptedWork =
-            [](const std::vector<std::filesystem::path> &) { return std::vector<InterruptedConversion>(); },
-        .expireOriginals = [](std::optional<std::chrono::minutes>) { return std::nullopt; },
-        .expect = [](const RenameJob &) {},
-        .machine = [] { return Machine(); },
-        .inBackground = [](const Task &) {},
-        .later = [](std::chrono::milliseconds, const Task &) {}};
+    return {.pacing = {},
+            .convert = [](const RenameJob &, const Preferences &,
+                          const ConversionRun &) { return ConversionReport(); },
+            .isInPlace = [](const RenameJob &) { return true; },
+            .makeWatcher = [](const JobSourceHandlers &) -> std::unique_ptr<JobSource> { return nullptr; },
+            .observePresence = [](const auto &...) { return nullptr; },
+            .expireOriginals = [](std::optional<std::chrono::minutes>) { return std::nullopt; },
+            .expect = [](const RenameJob &) {},
+            .machine = [] { return Machine(); },
+            .inBackground = [](const Task &) {},
+            .later = [](std::chrono::milliseconds, const Task &) {}};
 }
 
 class PreviewModel : public AppModel

@@ -19,10 +19,11 @@ constexpr int startRetryFactor = 10;
 } // namespace
 
 RenameWatcher::RenameWatcher(RenameHandler onRename, ProblemHandler onError, WatchTiming timing,
-                             NewNameHandler onNewName, MovedHandler onMoved)
+                             NewNameHandler onNewName, MovedHandler onMoved, LeftWork leftWork)
     : m_onError(std::move(onError))
     , m_timing(timing)
     , m_onNewName(std::move(onNewName))
+    , m_leftWork(std::move(leftWork))
     , m_tracker(timing.quiet, {std::move(onRename), m_onError, std::move(onMoved)})
     // Reading a large tree takes a core for a while; the user's own work comes first.
     , m_queue(QStringLiteral("quorvalent.watch"), SerialQueue::Priority::Utility)
@@ -106,6 +107,7 @@ EventStream::Handlers RenameWatcher::streamHandlers()
     };
     handlers.onRead = [this] {
         m_isStarting = false;
+        m_hasStarted = true;
         if (const auto onWatching = std::exchange(m_onWatching, {}))
             onWatching();
     };
@@ -113,6 +115,10 @@ EventStream::Handlers RenameWatcher::streamHandlers()
     handlers.onNewName = [this](const std::filesystem::path &from, const std::filesystem::path &to) {
         tellNewName(from, to);
     };
+    if (!m_hasStarted && m_leftWork.putRight) {
+        handlers.isSought = m_leftWork.isIt;
+        handlers.onSought = m_leftWork.putRight;
+    }
     return handlers;
 }
 

@@ -12,6 +12,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string_view>
 #include <vector>
 
 namespace quorvalent {
@@ -27,6 +28,13 @@ using NewNameHandler =
 /// Takes where the file of a reported rename is now; no place where it is in no watched folder.
 using MovedHandler =
     std::function<void(const QString &identity, const std::optional<std::filesystem::path> &place)>;
+
+/// Work of this program's that is to be put right before the files beside it are known.
+struct LeftWork
+{
+    std::function<bool(std::string_view name)> isIt; ///< by the name of a hidden folder; from two threads
+    std::function<void(const std::filesystem::path &folder)> putRight;
+};
 
 struct WatchTiming
 {
@@ -45,9 +53,10 @@ class RenameWatcher
 public:
     /// `onNewName` hears of a file's new name at once, long before it may be reported as a rename, so that
     /// something can be got ready. It is not told of every one, and hears of those that are not reported too,
-    /// but not of a reported file: while its job works, the new names are the job's own.
+    /// but not of a reported file: while its job works, the new names are the job's own. `leftWork` is looked
+    /// for by the first reading of folders.
     RenameWatcher(RenameHandler onRename, ProblemHandler onError, WatchTiming timing = {},
-                  NewNameHandler onNewName = {}, MovedHandler onMoved = {});
+                  NewNameHandler onNewName = {}, MovedHandler onMoved = {}, LeftWork leftWork = {});
     /// Waits for the portion of a reading in progress; no handler runs afterwards, whatever was still to be
     /// done.
     ~RenameWatcher();
@@ -79,12 +88,14 @@ private:
     const ProblemHandler m_onError;
     const WatchTiming m_timing;
     const NewNameHandler m_onNewName;
+    const LeftWork m_leftWork;
     // All below live on m_queue.
     RenameTracker m_tracker;
     std::unique_ptr<EventStream> m_stream;
     std::vector<std::filesystem::path> m_roots;
     std::function<void()> m_onWatching; ///< set until everything has been read once
     bool m_isStarting = false;          ///< until then
+    bool m_hasStarted = false;          ///< some folders have been read
     QString m_toldReason;               ///< why nothing can be observed, as it was last told
     DelayedTask m_quiet;
     DelayedTask m_retry;

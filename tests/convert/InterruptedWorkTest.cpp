@@ -26,14 +26,16 @@ const std::string toldCopy = "La conversion de « a.jpg » a été interrompue. 
 
 std::string restored(const ConversionWorld &world, const Files &files = Files())
 {
-    const auto isEntered = [](std::string_view name) {
-        return !name.starts_with('.') && !name.ends_with(".app");
-    };
     QStringList sentences;
-    for (const auto &interrupted : restoreInterruptedWork({world.folder.path()}, isEntered, files)) {
-        const fs::path name = interrupted.file.filename();
-        EXPECT_TRUE(name == "a.jpg" || name == "a.png" || WorkFolder::isWorkFolderName(name));
-        sentences.append(interrupted.sentence);
+    for (const std::string &item : world.folder.listing()) {
+        const fs::path path = world.folder / (item.ends_with('/') ? item.substr(0, item.size() - 1) : item);
+        if (!WorkFolder::isWorkFolderName(path.filename()))
+            continue;
+        if (const auto interrupted = restoreInterruptedWork(path, files)) {
+            const fs::path name = interrupted->file.filename();
+            EXPECT_TRUE(name == "a.jpg" || name == "a.png" || WorkFolder::isWorkFolderName(name));
+            sentences.append(interrupted->sentence);
+        }
     }
     return world.shortened(sentences.join(QLatin1Char(' ')).toStdString());
 }
@@ -203,8 +205,6 @@ TEST(InterruptedWorkTest, leavesAloneWhatIsNotItsOwn)
     const ConversionWorld world;
     const std::string journal =
         SwapJournal::of(world.renamed("a.png", "a.jpg"), "aside.png", false).encoded();
-    for (const std::string folder : {".hidden/", "Tool.app/"})
-        world.folder.write(folder + workName + "/journal", journal);
     world.folder.write(".quorvalent-notes/journal", journal);
     world.folder.write("b/" + workName + "/letter.txt", "mine");
     fs::create_directory_symlink(".quorvalent-notes", world.folder / workName);

@@ -505,22 +505,17 @@ TEST_F(AppModelTest, dropsWhatWaitsButNotWhatRuns)
                                 "onFinished", "drained"}));
 }
 
-TEST_F(AppModelTest, putsInterruptedWorkRightBeforeItWatches)
+TEST_F(AppModelTest, tellsOfInterruptedWorkThatWasPutRight)
 {
-    world.restore = [this](const std::vector<std::filesystem::path> &folders) {
-        world.log.push_back("restore " + folders.at(0).native());
-        return std::vector<InterruptedConversion>{{"/folder/x/a.jpg", u"Restauré."_s},
-                                                  {"/folder/y/a.jpg", u"Restauré aussi."_s}};
-    };
+    startWatching();
     QStringList problems;
     QObject::connect(model.get(), &AppModel::watchProblem,
                      [&problems](const QString &message) { problems.append(message); });
-    model->start();
-    model->restartWatcher();
-    EXPECT_TRUE(world.log.empty()) << "nothing is watched while work is being restored";
-
-    world.runBackground();
-    EXPECT_EQ(world.log, Lines({"restore /folder", "watch /folder", "onWarning"}));
+    world.log.clear();
+    world.handlers.onInterruption({"/folder/x/a.jpg", u"Restauré."_s});
+    world.handlers.onInterruption({"/folder/y/a.jpg", u"Restauré aussi."_s});
+    runMain();
+    EXPECT_EQ(world.log, Lines({"onWarning", "onWarning"}));
     EXPECT_EQ(problems, QStringList({u"Restauré."_s, u"Restauré aussi."_s}));
     model->restartWatcher(); // a pause or a change of folders takes nothing of it away
     ASSERT_EQ(model->activities().size(), 2);
@@ -535,18 +530,6 @@ TEST_F(AppModelTest, putsInterruptedWorkRightBeforeItWatches)
     EXPECT_EQ(model->warningCount(), 2);
     model->clearWarnings();
     EXPECT_TRUE(model->warnedFiles().isEmpty());
-}
-
-TEST_F(AppModelTest, watchesEvenWhenRestoringFails)
-{
-    world.restore = [](const std::vector<std::filesystem::path> &) -> std::vector<InterruptedConversion> {
-        throw FileError(EACCES, "/folder");
-    };
-    model->start();
-    world.runBackground();
-
-    EXPECT_EQ(world.log, Lines({"watch /folder"}));
-    EXPECT_EQ(model->watchMessage(), u"Accès refusé à « folder »."_s);
 }
 
 TEST_F(AppModelTest, watchesNothingWhileJobsAreRefused)

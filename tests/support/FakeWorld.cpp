@@ -66,9 +66,6 @@ ModelServices FakeWorld::services()
         onMissing = onChange;
         return nullptr;
     };
-    services.restoreInterruptedWork = [this](const std::vector<std::filesystem::path> &folders) {
-        return restore(folders);
-    };
     services.expireOriginals = [this](std::optional<std::chrono::minutes> most) {
         expiries.push_back(most);
         return nextExpiry;

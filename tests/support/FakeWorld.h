@@ -32,8 +32,6 @@ public:
     ConversionReport report;                                   ///< of what converts
     std::vector<std::optional<std::chrono::minutes>> expiries; ///< of kept originals
     std::optional<std::chrono::seconds> nextExpiry;
-    std::function<std::vector<InterruptedConversion>(const std::vector<std::filesystem::path> &)> restore =
-        [](const std::vector<std::filesystem::path> &) { return std::vector<InterruptedConversion>(); };
 
     /// Runs a background task, the oldest or one that began so many later, then whatever it posted to the
     /// main thread.

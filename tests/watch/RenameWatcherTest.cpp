@@ -110,6 +110,8 @@ private:
             [this](const std::string &from, const std::string &to) { m_tracker.treeMoved(from, to, m_now); },
             [] {},
             [this](const QString &text) { m_problems << text; },
+            {},
+            {},
             {}};
     }
     void readOn()
@@ -651,6 +653,33 @@ TEST(RenameWatcher, saysWhyItCannotWatchAndStartsWhenItCan)
         watcher.stop();
         return isTold && isIdle && startsAgain && problems.size() == 1;
     }));
+}
+
+TEST(RenameWatcher, hasLeftWorkPutRightBeforeItKnowsTheFilesBesideIt)
+{
+    const TestFolder folder;
+    for (const char *name : {"sub/.work-1/journal", "sub/a.jpg", "sub/b.png"})
+        folder.write(name, name);
+    std::vector<std::string> jobs;
+    std::atomic<bool> isWatching = false;
+    std::atomic<int> calls = 0;
+    const auto putRight = [&](const fs::path &work) {
+        ++calls; // the folder stays: not all can be put right
+        EXPECT_EQ(work, folder / "sub/.work-1");
+        move("sub/a.jpg", "sub/a.png")(folder);
+    };
+    RenameWatcher watcher(
+        [&](const RenameJob &job) {
+            postToMain([&, name = job.newURL.filename().native()] { jobs.push_back(name); });
+        },
+        [](const QString &) {}, quick, {}, {},
+        {[](std::string_view name) { return name.starts_with(".work-"); }, putRight});
+    watcher.start({folder.path()}, [&] { isWatching = true; });
+    ASSERT_TRUE(waitFor([&] { return isWatching.load(); }));
+    move("sub/b.png", "sub/b.jpg")(folder);
+    ASSERT_TRUE(waitFor([&] { return !jobs.empty(); }));
+    EXPECT_THAT(jobs, ElementsAre("b.jpg"));
+    EXPECT_EQ(calls, 1);
 }
 
 TEST(RenameWatcher, runsNoHandlerOnceItIsDestroyed)
