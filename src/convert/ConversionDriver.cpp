@@ -93,15 +93,19 @@ Progress whileWanted(const RenameJob &job, const ConversionRun &run)
     };
 }
 
-// Adds what the user has to know of an original that stays.
-void tell(ConversionReport &conversion, const RemainingOriginal &stays, bool wasWanted)
+// Adds what was put in place, and what the user has to know of an original that stays.
+void tell(ConversionReport &conversion, const Replaced &replaced, bool originalWasWanted)
 {
-    conversion.original = stays.place;
-    if (!stays.reason.isEmpty())
-        conversion.remarks.append(stays.reason);
-    else if (!wasWanted)
+    conversion.result = replaced.result;
+    if (!replaced.original)
+        return;
+    const auto &[place, reason] = *replaced.original;
+    conversion.original = place;
+    if (!reason.isEmpty())
+        conversion.remarks.append(reason);
+    else if (!originalWasWanted)
         conversion.remarks.append(
-            composed(u"L’original reste à côté du résultat, sous « {0} »."_s, {displayName(stays.place)}));
+            composed(u"L’original reste à côté du résultat, sous « {0} »."_s, {displayName(place)}));
 }
 
 struct EnginesInUse
@@ -183,8 +187,8 @@ ConversionReport ConversionDriver::replace(const RenameJob &job, const Preferenc
     }
     const SafeReplacement replacement(m_files, job, work);
     requireWanted(job, run.cancellation);
-    if (const auto stays = replacement.run(preferences.keepOriginal || learnt.keepsOriginal, take))
-        tell(conversion, *stays, preferences.keepOriginal);
+    tell(conversion, replacement.run(preferences.keepOriginal || learnt.keepsOriginal, take),
+         preferences.keepOriginal);
     return conversion;
 }
 
@@ -202,8 +206,7 @@ ConversionReport ConversionDriver::bringBack(const RenameJob &job, const Origina
     requireStamp(job, u"Le fichier a changé. Conversion annulée pour le protéger."_s);
     const WorkFolder work(m_files, job, false); // its journal tells the next start of a swap that was killed
     ConversionReport done{.remarks = {}, .original = {}, .isReturn = true};
-    if (const auto stays = SafeReplacement(m_files, job, work).bringBack(asked.original.file()))
-        tell(done, *stays, false);
+    tell(done, SafeReplacement(m_files, job, work).bringBack(asked.original.file()), false);
     m_originals->finish(asked);
     return done;
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/FileStamp.h"
+
 #include <QStringList>
 
 #include <filesystem>
@@ -21,6 +23,7 @@ struct ConversionReport
 {
     QStringList remarks;                           ///< complete French sentences, the engine's first
     std::optional<std::filesystem::path> original; ///< where it still stands, for whatever reason
+    std::optional<FileStamp> result = {};          ///< what was put under the new name
     bool isReturn = false;                         ///< a kept original was brought back, nothing converted
     bool isUnchanged = false;                      ///< the file already was what its new name says
     bool canBeTakenBack = false;                   ///< the original is kept among the removed ones

@@ -34,21 +34,21 @@ SafeReplacement::SafeReplacement(const Files &files, const RenameJob &job, const
     , m_work(work)
 {}
 
-std::optional<RemainingOriginal> SafeReplacement::run(bool keepsOriginal, const TakeOriginal &take) const
+Replaced SafeReplacement::run(bool keepsOriginal, const TakeOriginal &take) const
 {
     requireUnchanged();
     m_files.carryOverAttributes(m_job.newURL, m_work.output());
     return swap(m_work.output(), keepsOriginal, take);
 }
 
-std::optional<RemainingOriginal> SafeReplacement::bringBack(const fs::path &kept) const
+Replaced SafeReplacement::bringBack(const fs::path &kept) const
 {
     requireUnchanged();
     return swap(kept, false, {});
 }
 
-std::optional<RemainingOriginal> SafeReplacement::swap(const fs::path &replacement, bool keepsOriginal,
-                                                       const TakeOriginal &take) const
+Replaced SafeReplacement::swap(const fs::path &replacement, bool keepsOriginal,
+                               const TakeOriginal &take) const
 {
     m_files.flush(replacement);
     m_work.flushJournal();
@@ -62,12 +62,12 @@ std::optional<RemainingOriginal> SafeReplacement::swap(const fs::path &replaceme
         m_files.flush(m_job.newURL.parent_path() / ".");
     } catch (const Error &) {
         // The result is in place, but maybe not yet on the disk.
-        return remaining(
-            backup, u"L’enregistrement du dossier sur le disque a échoué ; l’original reste sous « {0} »."_s);
+        return {result, remaining(backup, u"L’enregistrement du dossier sur le disque a échoué ; l’original "
+                                          "reste sous « {0} »."_s)};
     }
     if (keepsOriginal)
-        return RemainingOriginal{backup, {}};
-    return removeOriginal(backup, take, result);
+        return {result, RemainingOriginal{backup, {}}};
+    return {result, removeOriginal(backup, take, result)};
 }
 
 void SafeReplacement::requireUnchanged() const

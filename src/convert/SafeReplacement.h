@@ -20,6 +20,13 @@ struct RemainingOriginal
     QString reason; ///< one complete French sentence; empty where it was to be kept
 };
 
+/// What a replacement leaves.
+struct Replaced
+{
+    FileStamp result; ///< of what stands under the new name, as it was put there
+    std::optional<RemainingOriginal> original;
+};
+
 /// A replacement that came to an end half-way; the sentence says where the original is.
 class OriginalLeftError : public ConversionError
 {
@@ -43,17 +50,15 @@ public:
     /// Throws ConversionError, or FileError as the system refused a step; the file is then where it was, or
     /// where the sentence says. Returns with the output in place and, unless `keepsOriginal`, the original
     /// handed to `take`, or removed where that is empty or cannot keep it; an original that somebody changed
-    /// or may still write into, or whose folder could not be flushed, stays beside the result. Answers the
-    /// original that stays.
-    [[nodiscard]] std::optional<RemainingOriginal> run(bool keepsOriginal,
-                                                       const TakeOriginal &take = {}) const;
+    /// or may still write into, or whose folder could not be flushed, stays beside the result.
+    [[nodiscard]] Replaced run(bool keepsOriginal, const TakeOriginal &take = {}) const;
 
     /// The same with a kept original in the place of the output, as it is, and the file removed.
-    [[nodiscard]] std::optional<RemainingOriginal> bringBack(const std::filesystem::path &kept) const;
+    [[nodiscard]] Replaced bringBack(const std::filesystem::path &kept) const;
 
 private:
-    [[nodiscard]] std::optional<RemainingOriginal> swap(const std::filesystem::path &replacement,
-                                                        bool keepsOriginal, const TakeOriginal &take) const;
+    [[nodiscard]] Replaced swap(const std::filesystem::path &replacement, bool keepsOriginal,
+                                const TakeOriginal &take) const;
     void requireUnchanged() const;
     void moveAside(const std::filesystem::path &backup) const;
     void moveIn(const std::filesystem::path &replacement, const std::filesystem::path &backup) const;

@@ -32,6 +32,7 @@ JobOutcome succeeded(ConversionReport report, bool keepsOriginal)
         outcome.detail = u"Conversion terminée"_s;
     outcome.remarks = std::move(report.remarks);
     outcome.original = std::move(report.original);
+    outcome.result = std::move(report.result);
     return outcome;
 }
 

@@ -30,6 +30,7 @@ struct JobOutcome
     std::chrono::duration<double> seconds{};       ///< wall time inside the conversion driver
     QStringList remarks;                           ///< what is to be known about a success, sentences
     std::optional<std::filesystem::path> original; ///< where it stands beside the result of a success
+    std::optional<FileStamp> result = {};          ///< what a success put under the new name
     bool isCancelled = false;                      ///< the user did not want it any more
     bool canBeTakenBack = false;                   ///< the removed original is kept for a while
 

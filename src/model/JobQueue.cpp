@@ -71,7 +71,7 @@ void JobQueue::add(const RenameJob &job)
 void JobQueue::release(const RenameJob &job)
 {
     if (const auto watcher = m_watcher.lock())
-        watcher->complete(job.identity());
+        watcher->complete(job.identity(), std::nullopt);
 }
 
 std::deque<JobQueue::WaitingJob>::iterator JobQueue::nextToRun(bool isQuick)
@@ -149,11 +149,10 @@ void JobQueue::convertInBackground(const RunningJob &running)
             return;
         }
         const JobOutcome outcome = outcomeOf(convert, job, preferences, run);
-        // Before the outcome is known to anyone: the watcher takes in the file's new state first.
         // Held for this call only, so that the watcher always ends with the model, on the main thread.
         // What was cancelled may go on from elsewhere.
         if (const auto present = watcher.lock(); present && !outcome.isCancelled)
-            present->complete(job.identity());
+            present->complete(job.identity(), outcome.result);
         postToMain([self, number, outcome] {
             if (self)
                 self->finish(number, outcome);

@@ -30,8 +30,8 @@ public:
     /// runs on a thread of the watcher's once every later rename will be reported.
     virtual void start(std::vector<std::filesystem::path> folders, std::function<void()> onWatching) = 0;
 
-    /// The job of this file is over: its renames are reported again.
-    virtual void complete(const QString &identity) = 0;
+    /// The job of this file is over: its renames are reported again, and those of what took its place.
+    virtual void complete(const QString &identity, const std::optional<FileStamp> &result) = 0;
 
     /// Has onMoved tell where the file of a reported job is, once it has come to rest.
     virtual void locate(const QString &identity) = 0;

@@ -22,7 +22,10 @@ public:
     ~WatcherSource() override;
 
     void start(std::vector<std::filesystem::path> folders, std::function<void()> onWatching) override;
-    void complete(const QString &identity) override { m_watcher.complete(identity); }
+    void complete(const QString &identity, const std::optional<FileStamp> &result) override
+    {
+        m_watcher.complete(identity, result);
+    }
     void locate(const QString &identity) override { m_watcher.locate(identity); }
 
 private:

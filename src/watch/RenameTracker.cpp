@@ -457,7 +457,7 @@ void RenameTracker::settleUnknown(Touch touched, Clock::time_point now)
 
 // Reported files
 
-void RenameTracker::release(const QString &identity)
+void RenameTracker::release(const QString &identity, const std::optional<FileStamp> &result)
 {
     const auto found = m_reported.constFind(identity);
     if (found == m_reported.cend())
@@ -467,9 +467,31 @@ void RenameTracker::release(const QString &identity)
     const auto [first, last] = m_arrivals.equal_range(reported.file);
     for (auto name = first; name != last; ++name)
         places.insert(name->second->first);
+    if (result)
+        knowResult(placeOf(reported.job.newURL), *result);
     for (const NamedPlace &place : places)
         absorb(place, reported.file);
     m_reported.remove(identity);
+}
+
+// A result that somebody renamed before its job was released is known where the job put it, so that this
+// rename is judged like any other.
+void RenameTracker::knowResult(const NamedPlace &place, const FileStamp &result)
+{
+    const Touch left = m_touched.find(place);
+    const auto renamed = std::ranges::find_if(m_arrivals, [&](const auto &arrival) {
+        return arrival.second != left && identityOf(arrival.first) == result.identity;
+    });
+    if (left == m_touched.end() || renamed == m_arrivals.end() || !m_listing.holds(place.folder))
+        return;
+    FoundFile known = renamed->first;
+    known.sizeBytes = result.size;
+    known.modified = result.modified;
+    if (left->second.origin)
+        drop(m_origins, *left->second.origin, left);
+    left->second.origin = known;
+    m_origins.emplace(known, left);
+    m_listing.set(place, known);
 }
 
 // Takes for known what stands there, unless it is somebody else's rename under way.

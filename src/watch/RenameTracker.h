@@ -60,8 +60,8 @@ public:
     void settle(Clock::time_point now);
 
     /// The job of this file is over: what stands under its names is known as it is now, and the file's next
-    /// rename is reported again.
-    void release(const QString &identity);
+    /// rename is reported again. What the job put under the new name is known there, wherever it is now.
+    void release(const QString &identity, const std::optional<FileStamp> &result = {});
     /// Has onMoved tell where the file of a reported rename is, once it has come to rest.
     void locate(const QString &identity);
     [[nodiscard]] bool isReported(const QString &identity) const { return m_reported.contains(identity); }
@@ -131,6 +131,7 @@ private:
     void settleUnknown(Touch touched, Clock::time_point now);
     void eraseKnown(const NamedPlace &place, const FoundFile &file);
 
+    void knowResult(const NamedPlace &place, const FileStamp &result);
     void absorb(const NamedPlace &place, const FoundFile &reported);
     void follow(const FoundFile &file, const NamedPlace &place);
     void tell(const QString &identity, const std::optional<std::filesystem::path> &place) const;

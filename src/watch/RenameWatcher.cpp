@@ -46,13 +46,13 @@ void RenameWatcher::stop()
     m_queue.sync([this] { unwatch(); });
 }
 
-void RenameWatcher::complete(const QString &identity)
+void RenameWatcher::complete(const QString &identity, const std::optional<FileStamp> &result)
 {
-    m_queue.post([this, identity] {
+    m_queue.post([this, identity, result] {
         // What the job did itself is to be seen before its file is let go.
         if (m_stream)
             m_stream->catchUp();
-        m_tracker.release(identity);
+        m_tracker.release(identity, result);
     });
 }
 

@@ -71,8 +71,9 @@ public:
     /// Returns when nothing is watched any more. Reported files stay reported.
     void stop();
     /// Returns at once. The job of this identity is over: where the file is now counts as known, and its
-    /// next rename is reported again.
-    void complete(const QString &identity);
+    /// next rename is reported again. `result` is what the job put under the new name: that is known there,
+    /// even if somebody has renamed it since.
+    void complete(const QString &identity, const std::optional<FileStamp> &result = {});
     /// Returns at once. `onMoved` will tell where the file of this identity is.
     void locate(const QString &identity);
 

@@ -23,7 +23,7 @@ public:
         m_world.log.push_back(line);
         m_world.onWatching.push_back(std::move(onWatching));
     }
-    void complete(const QString &identity) override
+    void complete(const QString &identity, const std::optional<FileStamp> &) override
     {
         m_world.log.push_back("complete " + identity.toStdString());
     }

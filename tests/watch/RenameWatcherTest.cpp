@@ -77,6 +77,12 @@ public:
         m_stream->catchUp();
         m_tracker.release(FileStamp::read(path).identity);
     }
+    /// The last job is over, and put this file in place of its own.
+    void complete(const FileStamp &result)
+    {
+        m_stream->catchUp();
+        m_tracker.release(m_jobs.back().identity(), result);
+    }
     void locate(const fs::path &path)
     {
         m_stream->catchUp();
@@ -471,6 +477,25 @@ TEST(RenameWatcher, leavesAReportedFileAloneUntilItIsReleased)
     move("a.gif", "a.tiff")(folder);
     watching.settle();
     EXPECT_THAT(watching.jobsBelow(folder.path()), ElementsAre("a.gif > a.tiff", "a.png > a.jpg"));
+}
+
+TEST(RenameWatcher, reportsAResultThatIsRenamedBeforeItsJobIsReleased)
+{
+    for (const std::string next : {"a.png", "a.webp", "b.png"}) {
+        const TestFolder folder;
+        folder.write("a.png", "original");
+        Watching watching({folder.path()});
+        move("a.png", "a.jpg")(folder);
+        watching.settle();
+        move("a.jpg", "a.png")(folder); // the swap of the names, as a job does it
+        const FileStamp result = FileStamp::read(folder.write(".work/output", "result"));
+        move(".work/output", "a.jpg")(folder);
+        fs::remove(folder / "a.png");
+        move("a.jpg", next)(folder); // somebody was waiting for it
+        watching.complete(result);
+        watching.settle();
+        EXPECT_THAT(watching.jobsBelow(folder.path()), ElementsAre("a.jpg > " + next, "a.png > a.jpg"));
+    }
 }
 
 TEST(RenameWatcher, tellsANewNameAtOnceUnlessAJobGaveIt)
