@@ -5,6 +5,7 @@
 #include "engine/ImageEngine.h"
 #include "engine/WebpAssistance.h"
 #include "media/ImageSource.h"
+#include "media/PictureExtras.h"
 
 #include <utility>
 
@@ -13,12 +14,42 @@ namespace quorvalent {
 namespace {
 
 namespace fs = std::filesystem;
+using namespace Qt::StringLiterals;
 using Kind = EngineProtocol::EngineKind;
 
 bool isSingleStillImage(const fs::path &source)
 {
     const std::optional<ImageSource> image = ImageSource::open(source, source.parent_path());
     return image && image->frameCount() == 1;
+}
+
+QString omissionOf(PictureExtra extra)
+{
+    switch (extra) {
+    case PictureExtra::Film:
+        return u"Vidéo de la photo animée omise."_s;
+    case PictureExtra::GainMap:
+        return u"Carte de gain HDR omise."_s;
+    case PictureExtra::DepthMap:
+        return u"Carte de profondeur omise."_s;
+    case PictureExtra::OtherViews:
+        return u"Autres vues de la photo omises."_s;
+    case PictureExtra::Layers:
+        return u"Calques omis."_s;
+    case PictureExtra::SensorData:
+        return u"Données brutes du capteur omises."_s;
+    }
+    return {};
+}
+
+// What no target takes along is a reason to keep the original.
+EngineReport reportOf(const fs::path &source)
+{
+    EngineReport report;
+    for (const PictureExtra extra : pictureExtras(source))
+        report.remarks.append(omissionOf(extra));
+    report.keepsOriginal = !report.remarks.isEmpty();
+    return report;
 }
 
 } // namespace
@@ -33,11 +64,11 @@ EngineReport ImageFamily::convert(const EngineProtocol::Conversion &conversion, 
     switch (conversion.engine) {
     case Kind::Image:
         runImageEngine(source, output, conversion.imageQuality, progress);
-        return {};
+        return reportOf(source);
     case Kind::External:
         runExternalEngine(m_external, source, output, preferencesOf(conversion), progress,
                           {&isSingleStillImage, &WebpAssistance::pictureFor, &WebpAssistance::carryMetadata});
-        return {};
+        return reportOf(source);
     default:
         throw EngineProtocol::ProtocolError();
     }

@@ -1,6 +1,7 @@
 #include "engine/ImageEngine.h"
 #include "core/ConversionError.h"
 #include "engine/ImageCheck.h"
+#include "engine/ImageFamily.h"
 #include "media/ImageSource.h"
 #include "support/FreshProcess.h"
 #include "support/Pictures.h"
@@ -117,6 +118,25 @@ TEST(ImageEngine, flattensOnWhiteForJpegAndKeepsAlphaForPng)
     runImageEngine(source, folder / "b.png", 1.0, ignore);
     EXPECT_EQ(test::decodedByFfmpeg(folder / "b.jpg", 16, 16).at(8, 8), test::white);
     EXPECT_EQ(test::decodedByFfmpeg(folder / "b.png", 16, 16).at(8, 8).back(), 0);
+}
+
+TEST(ImageFamily, keepsTheOriginalForWhatNoTargetTakesAlong)
+{
+    const TestFolder folder;
+    runImageEngine(bmp(folder, test::plain(16, 16, test::red)), folder / "plain.jpg", 1.0, ignore);
+    const std::string picture = folder.read("plain.jpg");
+    folder.write("motion.jpg", picture + std::string("\0\0\0\x10"
+                                                     "ftypisom\0\0\0\0\0\0\0\x08moov",
+                                                     24));
+    const auto report = [&](const char *source) {
+        const EngineProtocol::Conversion conversion{
+            .engine = EngineProtocol::EngineKind::Image, .files = {}, .imageQuality = 1.0};
+        return ImageFamily({}).convert(conversion, folder / source, folder / (source + std::string(".png")),
+                                       ignore);
+    };
+    EXPECT_EQ(report("plain.jpg"), EngineReport());
+    EXPECT_EQ(report("motion.jpg"),
+              (EngineReport{{QStringLiteral("Vidéo de la photo animée omise.")}, true}));
 }
 
 class EachTarget : public testing::TestWithParam<const char *>

@@ -6,6 +6,7 @@
 #include "media/ImageSignature.h"
 #include "media/MediaAsset.h"
 #include "media/MovieIndex.h"
+#include "media/PictureExtras.h"
 #include "media/RealFormat.h"
 #include "media/SourceEnd.h"
 #include "media/SourceMedia.h"
@@ -32,6 +33,7 @@ void readMedia(const std::filesystem::path &source)
         (void)SourceMedia::fromIndex(*index);
     if (const std::optional<ImageType> type = imageTypeOf(source))
         (void)isWholeImageFile(source, *type);
+    (void)pictureExtras(source);
 }
 
 void readBmp(QByteArrayView bytes)

@@ -74,6 +74,9 @@ TEST(Xmp, losesItsOrientationInEitherSpelling)
 {
     EXPECT_EQ(uprightXmp("<x tiff:Orientation=\"6\"/>"), "<x tiff:Orientation=\"1\"/>");
     EXPECT_EQ(uprightXmp("<tiff:Orientation>8</tiff:Orientation>"), "<tiff:Orientation>1</tiff:Orientation>");
+    EXPECT_EQ(uprightXmp("<x GCamera:MotionPhoto=\"1\" GCamera:MotionPhotoVersion=\"1\"/>"),
+              "<x GCamera:MotionPhoto=\"0\" GCamera:MotionPhotoVersion=\"1\"/>")
+        << "a film that is not there";
 }
 
 TEST(FrameTiming, isALineOfItsOwnBehindTheUsersText)

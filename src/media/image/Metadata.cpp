@@ -135,11 +135,16 @@ QByteArray uprightExif(QByteArray block, ImageSize size)
 
 QByteArray uprightXmp(QByteArray packet)
 {
-    for (const char *lead : {"tiff:Orientation=\"", "tiff:Orientation='", "<tiff:Orientation>"}) {
-        const qsizetype at = packet.indexOf(lead);
-        const qsizetype digit = at + static_cast<qsizetype>(qstrlen(lead));
-        if (at >= 0 && digit < packet.size() && packet.at(digit) >= '1' && packet.at(digit) <= '8')
-            packet[digit] = '1';
+    for (const auto &[name, value] :
+         {std::pair("tiff:Orientation", '1'), std::pair("Camera:MotionPhoto", '0'),
+          std::pair("Camera:MicroVideo", '0')}) {
+        for (const QByteArray &lead :
+             {name + QByteArray("=\""), name + QByteArray("='"), name + QByteArray(">")}) {
+            const qsizetype at = packet.indexOf(lead);
+            const qsizetype digit = at + lead.size();
+            if (at >= 0 && digit < packet.size() && packet.at(digit) >= '1' && packet.at(digit) <= '8')
+                packet[digit] = value;
+        }
     }
     return packet;
 }

@@ -15,7 +15,8 @@ namespace quorvalent {
 /// "Exif\0\0"; empty when the block is not readable.
 [[nodiscard]] QByteArray uprightExif(QByteArray block, ImageSize size);
 
-/// An XMP packet with its tiff:Orientation set to 1.
+/// An XMP packet for the picture alone: its tiff:Orientation set to 1, and no film announced behind the
+/// picture, which would make readers take the end of the new file for one.
 [[nodiscard]] QByteArray uprightXmp(QByteArray packet);
 
 /// The IPTC records of a Photoshop resource block (with or without the lead "Photoshop 3.0\0"); bare records
