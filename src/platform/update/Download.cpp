@@ -126,7 +126,6 @@ void Download::send(const QNetworkProxy &proxy)
                          QNetworkRequest::UserVerifiedRedirectPolicy);
     request.setAttribute(QNetworkRequest::CookieLoadControlAttribute, QNetworkRequest::Manual);
     request.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
-    request.setMaximumRedirectsAllowed(mostRedirects);
     request.setTransferTimeout(static_cast<int>(m_limits.silence.count()));
     // What is signed is the file itself, and a range counts its bytes.
     request.setRawHeader("Accept-Encoding", "identity");
@@ -134,13 +133,16 @@ void Download::send(const QNetworkProxy &proxy)
         request.setRawHeader("Range", "bytes=" + QByteArray::number(m_receivedBytes) + '-');
 
     m_hasHeader = false;
+    m_redirects = 0;
     m_stretchStart = m_limits.now();
     m_stretchStartBytes = m_receivedBytes;
     m_reply = m_network.get(request);
     m_reply->setReadBufferSize(4 * readBlockBytes);
     connect(m_reply, &QNetworkReply::redirected, this, [this](const QUrl &target) {
         m_wasReached = true;
-        if (mayLead(m_request.address, target))
+        // Counted here, because Qt's own limit is an error like a lost connection from 6.5 on, and none
+        // before.
+        if (++m_redirects <= mostRedirects && mayLead(m_request.address, target))
             Q_EMIT m_reply->redirectAllowed();
         else
             fail(UpdateError::Kind::Unreachable, badAnswer);
@@ -211,7 +213,7 @@ void Download::keepPace()
 void Download::endOfReply()
 {
     if (m_reply->error() == QNetworkReply::NoError) {
-        if (!hasContent(*m_reply)) { // one redirection too many is no error to Qt
+        if (!hasContent(*m_reply)) {
             fail(UpdateError::Kind::Unreachable, badAnswer);
             return;
         }

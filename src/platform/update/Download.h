@@ -88,6 +88,7 @@ private:
     qint64 m_stretchStartBytes = 0;
     bool m_hasHeader = false;
     bool m_wasReached = false; ///< the server has answered at least once
+    int m_redirects = 0;       ///< of the present reply
     int m_resumptions = 0;
     DelayedTask m_deadline;
     DelayedTask m_resumption;
