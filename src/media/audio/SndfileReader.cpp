@@ -1,5 +1,7 @@
 #include "media/audio/SndfileReader.h"
 
+#include "media/SourceEnd.h"
+
 #include <algorithm>
 #include <array>
 
@@ -102,8 +104,10 @@ std::unique_ptr<AudioReader> SndfileReader::open(const std::filesystem::path &pa
     // Without a total nothing would tell whether all of it was read at one rate.
     if (info.frames == SF_COUNT_MAX && (info.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_FLAC)
         return nullptr;
-    // An Ogg file's length stands in its last page.
-    if (info.frames == SF_COUNT_MAX && (info.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_OGG)
+    // An Ogg file's length stands in its last page. libsndfile 1.2.2 takes the last one that is there for it,
+    // where 1.2.0 knows no length.
+    if ((info.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_OGG &&
+        (info.frames == SF_COUNT_MAX || SourceEnd::of(path).state == SourceEnd::State::BreaksOff))
         throw AudioError(u"Le fichier audio est incomplet."_s);
     return std::unique_ptr<AudioReader>(
         new SndfileReader(std::move(source), std::move(file), info, declared));
