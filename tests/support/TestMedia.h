@@ -14,6 +14,11 @@ std::filesystem::path ffmpegProgram();
 std::filesystem::path makeMedia(const std::filesystem::path &output,
                                 const std::vector<std::string> &arguments);
 
+/// Makes players turn the pictures of a film in QuickTime's or MPEG-4's boxes clockwise, by 90, 180 or 270
+/// degrees. Its first track is the video. Done here because FFmpeg took the option for it away in version 7
+/// and got another in 6.
+void turnPictures(const std::filesystem::path &file, int degrees);
+
 /// Cuts the file to a share of its bytes, 0 to 1.
 void truncate(const std::filesystem::path &file, double share);
 
