@@ -1,6 +1,7 @@
 #include "platform/LongDate.h"
 
 #include <QDateTime>
+#include <QTimeZone>
 
 #include <unicode/datefmt.h>
 #include <unicode/locid.h>
@@ -23,7 +24,7 @@ QString longDate(QDate date, const QString &language)
     // Both sides in the same zone, so that midnight stays in its day.
     format->setTimeZone(*icu::TimeZone::getGMT());
     icu::UnicodeString text;
-    format->format(static_cast<UDate>(date.startOfDay(Qt::UTC).toMSecsSinceEpoch()), text);
+    format->format(static_cast<UDate>(date.startOfDay(QTimeZone::utc()).toMSecsSinceEpoch()), text);
     return QString::fromUtf16(text.getBuffer(), text.length());
 }
 
