@@ -3,6 +3,7 @@
 #include "app/ConversionCheck.h"
 #include "app/LocalizationCheck.h"
 #include "app/UpdateCheck.h"
+#include "convert/MissingEncoders.h"
 #include "platform/Error.h"
 
 #include <cstdio>
@@ -14,6 +15,8 @@
 namespace quorvalent {
 
 namespace {
+
+using namespace Qt::StringLiterals;
 
 // What went wrong, or nothing.
 std::optional<std::string> failureOf(void (*check)())
@@ -34,6 +37,14 @@ int runAlone(void (*check)())
     return failure ? EXIT_FAILURE : EXIT_SUCCESS;
 }
 
+// What the machine lacks is told; it is no fault of the program's.
+void tellMissingEncoders()
+{
+    for (const MissingEncoder &missing : MissingEncoders::of(HelperPrograms::bundled()))
+        std::printf("  %s cannot be written here without %s\n", qPrintable(missing.extensions.join(u", "_s)),
+                    qPrintable(missing.needed));
+}
+
 int runAll()
 {
     struct Check
@@ -41,7 +52,8 @@ int runAll()
         const char *name;
         void (*run)();
     };
-    const Check checks[] = {{"updates", &checkUpdates},
+    const Check checks[] = {{"encoders", &tellMissingEncoders},
+                            {"updates", &checkUpdates},
                             {"languages", &checkLocalization},
                             {"renames, conversions and refusals", &checkConversions}};
 

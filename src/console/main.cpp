@@ -4,6 +4,7 @@
 #include "console/StandardOutput.h"
 #include "console/TerminalText.h"
 #include "console/WatchSession.h"
+#include "convert/MissingEncoders.h"
 #include "i18n/AppVersion.h"
 #include "i18n/Localization.h"
 #include "model/SystemServices.h"
@@ -44,8 +45,15 @@ int print(const QString &text)
 
 QString versionText()
 {
-    return u"quorvalent-watch "_s + L(AppVersion::display()) + u'\n' +
-           L(CageReach::ofThisMachine().description()) + u'\n';
+    QString text = u"quorvalent-watch "_s + L(AppVersion::display()) + u'\n' +
+                   L(CageReach::ofThisMachine().description()) + u'\n';
+    try {
+        for (const MissingEncoder &missing : MissingEncoders::of(HelperPrograms::bundled()))
+            text += L(missing.description()) + u'\n';
+    } catch (const Error &failure) {
+        text += L(failure.errorDescription()) + u'\n';
+    }
+    return text;
 }
 
 int watch(const Options &options)

@@ -38,17 +38,6 @@ bool endedForWantOfMemory(const ExitStatus &status)
            status == ExitStatus{.code = Protocol::outOfMemoryExitCode, .signal = 0};
 }
 
-ChildCommand helperCommand(const fs::path &program, const FileDescriptor &requests)
-{
-    ChildCommand command;
-    command.program = program;
-    // Nothing of the user's environment may change what a library does. libvips would look for modules of
-    // its own in its home; it is kept from those, which take longer to load than a picture to convert.
-    command.environment = {"LC_ALL=C.UTF-8", "VIPSHOME=/nonexistent"};
-    command.standardInput = requests.get();
-    return command;
-}
-
 } // namespace
 
 EngineHelper::Pipe::Pipe()
@@ -66,16 +55,27 @@ EngineHelper::EngineHelper(const fs::path &program)
 
 EngineHelper::EngineHelper(const fs::path &program, Pipe requests)
     : m_requests(std::move(requests.write))
-    , m_process([&] {
-        try {
-            return ChildProcess(helperCommand(program, requests.read));
-        } catch (const FileError &failure) {
-            if (failure.isNotFound())
-                throw ConversionError(u"Le moteur intégré est manquant. Réinstallez Quorvalent."_s);
-            throw;
-        }
-    }())
+    , m_process(start(program, {}, requests.read.get()))
 {}
+
+ChildProcess EngineHelper::start(const fs::path &program, std::vector<std::string> arguments,
+                                 int standardInput)
+{
+    ChildCommand command;
+    command.program = program;
+    command.arguments = std::move(arguments);
+    // Nothing of the user's environment may change what a library does. libvips would look for modules of
+    // its own in its home; it is kept from those, which take longer to load than a picture to convert.
+    command.environment = {"LC_ALL=C.UTF-8", "VIPSHOME=/nonexistent"};
+    command.standardInput = standardInput;
+    try {
+        return ChildProcess(command);
+    } catch (const FileError &failure) {
+        if (failure.isNotFound())
+            throw ConversionError(u"Le moteur intégré est manquant. Réinstallez Quorvalent."_s);
+        throw;
+    }
+}
 
 void EngineHelper::begin(const Reach &reach, int threads)
 {

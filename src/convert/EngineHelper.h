@@ -7,6 +7,8 @@
 
 #include <chrono>
 #include <filesystem>
+#include <string>
+#include <vector>
 
 namespace quorvalent {
 
@@ -25,6 +27,12 @@ public:
 
     /// Starts the program and returns at once; ConversionError when it cannot be started.
     explicit EngineHelper(const std::filesystem::path &program);
+
+    /// Starts a helper program in the environment that its libraries are meant to find; ConversionError when
+    /// it cannot be started.
+    [[nodiscard]] static ChildProcess start(const std::filesystem::path &program,
+                                            std::vector<std::string> arguments, int standardInput = -1);
+
     /// Ends the helper with everything it started.
     ~EngineHelper() = default;
 

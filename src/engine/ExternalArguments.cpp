@@ -116,4 +116,15 @@ Arguments externalArguments(const std::filesystem::path &source, const std::file
     return arguments;
 }
 
+Arguments externalEncoders(const QString &extension)
+{
+    const Arguments arguments = familyArguments(extension, Preferences{});
+    Arguments encoders;
+    for (std::size_t i = 0; i + 1 < arguments.size(); ++i) {
+        if (arguments[i] == "-c:v" || arguments[i] == "-c:a")
+            encoders.push_back(arguments[i + 1]);
+    }
+    return encoders;
+}
+
 } // namespace quorvalent

@@ -15,4 +15,7 @@ namespace quorvalent {
                                                          const Preferences &preferences,
                                                          const std::vector<std::string> &added = {});
 
+/// The encoders of FFmpeg's that those arguments name for an extension.
+[[nodiscard]] std::vector<std::string> externalEncoders(const QString &extension);
+
 } // namespace quorvalent

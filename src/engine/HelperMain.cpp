@@ -10,8 +10,11 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <new>
+#include <string_view>
 
 namespace quorvalent {
 
@@ -83,11 +86,20 @@ FileDescriptor keptAside(int descriptor)
     return kept;
 }
 
+int tellWhatIsMissing(const HelperFamily &family)
+{
+    const QByteArray lines = MissingEncoders::encoded(family.missing(externalEngine()));
+    return std::fputs(lines.constData(), stdout) >= 0 && std::fflush(stdout) == 0 ? EXIT_SUCCESS
+                                                                                  : EXIT_FAILURE;
+}
+
 } // namespace
 
-int runHelper(int argumentCount, const HelperFamily &family)
+int runHelper(std::span<char *const> arguments, const HelperFamily &family)
 {
-    if (argumentCount != 1)
+    if (arguments.size() == 2 && std::string_view(arguments[1]) == MissingEncoders::option)
+        return tellWhatIsMissing(family);
+    if (arguments.size() != 1)
         return badUsage;
     std::set_terminate(exitForWantOfMemory);
     try {

@@ -3,7 +3,10 @@
 #include "engine/ExternalEngine.h"
 #include "engine/ImageCheck.h"
 #include "engine/ImageEngine.h"
+#include "engine/MissingExternalEncoders.h"
 #include "engine/WebpAssistance.h"
+#include "media/ImageDestination.h"
+#include "media/ImageSignature.h"
 #include "media/ImageSource.h"
 #include "media/PictureExtras.h"
 
@@ -57,6 +60,17 @@ EngineReport reportOf(const fs::path &source)
 ImageFamily::ImageFamily(std::optional<fs::path> external)
     : m_external(std::move(external))
 {}
+
+std::vector<MissingEncoder> ImageFamily::missingEncoders(const std::optional<fs::path> &external)
+{
+    std::vector<MissingEncoder> missing = missingExternalEncoders(external, {u"webp"_s});
+    for (const QStringList &names : {QStringList{u"jpg"_s, u"jpeg"_s}, QStringList{u"png"_s},
+                                     QStringList{u"heic"_s, u"heif"_s}, QStringList{u"gif"_s}}) {
+        if (const std::optional<QString> part = ImageDestination::missingPart(*imageTypeNamed(names.front())))
+            missing.push_back({names, *part});
+    }
+    return missing;
+}
 
 EngineReport ImageFamily::convert(const EngineProtocol::Conversion &conversion, const fs::path &source,
                                   const fs::path &output, const Progress &progress)

@@ -1,8 +1,10 @@
 #pragma once
 
+#include "convert/MissingEncoders.h"
 #include "engine/EngineFamily.h"
 
 #include <optional>
+#include <vector>
 
 namespace quorvalent {
 
@@ -12,6 +14,10 @@ class ImageFamily final : public EngineFamily
 public:
     /// `external` is the FFmpeg program, nothing where it is missing.
     explicit ImageFamily(std::optional<std::filesystem::path> external);
+
+    /// The targets of this family that cannot be encoded here.
+    [[nodiscard]] static std::vector<MissingEncoder>
+    missingEncoders(const std::optional<std::filesystem::path> &external);
 
     EngineReport convert(const EngineProtocol::Conversion &conversion, const std::filesystem::path &source,
                          const std::filesystem::path &output, const Progress &progress) override;

@@ -29,17 +29,19 @@ void warmHeap()
 
 } // namespace
 
-int main(int argc, char **)
+int main(int argc, char **argv)
 {
     using namespace quorvalent;
-    return runHelper(argc, {.getReady =
-                                [] {
-                                    warmHeap();
-                                    ImageSource::prepare();
-                                },
-                            .limitThreads = &ImageSource::limitThreads,
-                            .make =
-                                [](std::optional<std::filesystem::path> external) {
-                                    return std::make_unique<ImageFamily>(std::move(external));
-                                }});
+    return runHelper({argv, static_cast<std::size_t>(argc)},
+                     {.getReady =
+                          [] {
+                              warmHeap();
+                              ImageSource::prepare();
+                          },
+                      .limitThreads = &ImageSource::limitThreads,
+                      .make =
+                          [](std::optional<std::filesystem::path> external) {
+                              return std::make_unique<ImageFamily>(std::move(external));
+                          },
+                      .missing = &ImageFamily::missingEncoders});
 }

@@ -6,6 +6,7 @@
 #include "engine/AudioEngine.h"
 #include "engine/ExternalEngine.h"
 #include "engine/IncompleteSource.h"
+#include "engine/MissingExternalEncoders.h"
 #include "engine/StreamPlan.h"
 #include "engine/VideoEngine.h"
 #include "media/AudioTags.h"
@@ -17,6 +18,7 @@ namespace quorvalent {
 namespace {
 
 namespace fs = std::filesystem;
+using namespace Qt::StringLiterals;
 using Kind = EngineProtocol::EngineKind;
 
 // What stays behind is a reason to keep the original.
@@ -43,6 +45,14 @@ StreamPlan streamsFor(MediaCheck &check, const fs::path &source, const QString &
 MediaFamily::MediaFamily(std::optional<fs::path> external)
     : m_external(std::move(external))
 {}
+
+std::vector<MissingEncoder> MediaFamily::missingEncoders(const std::optional<fs::path> &external)
+{
+    QStringList targets = audioExtensions() + videoExtensions();
+    for (const QString &ownWriter : {u"wav"_s, u"aif"_s, u"aiff"_s})
+        targets.removeOne(ownWriter);
+    return missingExternalEncoders(external, targets);
+}
 
 EngineReport MediaFamily::convert(const EngineProtocol::Conversion &conversion, const fs::path &source,
                                   const fs::path &output, const Progress &progress)

@@ -1,9 +1,11 @@
 #pragma once
 
+#include "convert/MissingEncoders.h"
 #include "engine/EngineFamily.h"
 #include "engine/MediaCheck.h"
 
 #include <optional>
+#include <vector>
 
 namespace quorvalent {
 
@@ -13,6 +15,10 @@ class MediaFamily final : public EngineFamily
 public:
     /// `external` is the FFmpeg program of the external engine, nothing where it is missing.
     explicit MediaFamily(std::optional<std::filesystem::path> external);
+
+    /// The targets of this family that cannot be encoded here.
+    [[nodiscard]] static std::vector<MissingEncoder>
+    missingEncoders(const std::optional<std::filesystem::path> &external);
 
     EngineReport convert(const EngineProtocol::Conversion &conversion, const std::filesystem::path &source,
                          const std::filesystem::path &output, const Progress &progress) override;

@@ -3,14 +3,16 @@
 #include "engine/HelperMain.h"
 #include "engine/MediaFamily.h"
 
-int main(int argc, char **)
+int main(int argc, char **argv)
 {
     using namespace quorvalent;
-    return runHelper(argc, {.getReady = [] {},
-                            // Encoders of sounds use one thread, and a film has the machine to itself.
-                            .limitThreads = [](int) {},
-                            .make =
-                                [](std::optional<std::filesystem::path> external) {
-                                    return std::make_unique<MediaFamily>(std::move(external));
-                                }});
+    return runHelper({argv, static_cast<std::size_t>(argc)},
+                     {.getReady = [] {},
+                      // Encoders of sounds use one thread, and a film has the machine to itself.
+                      .limitThreads = [](int) {},
+                      .make =
+                          [](std::optional<std::filesystem::path> external) {
+                              return std::make_unique<MediaFamily>(std::move(external));
+                          },
+                      .missing = &MediaFamily::missingEncoders});
 }

@@ -26,6 +26,12 @@ void writing(const Work &work)
 
 } // namespace
 
+std::optional<QString> ImageDestination::missingPart(ImageType type)
+{
+    startVips();
+    return ImageWriter::missingPart(type);
+}
+
 std::optional<ImageDestination> ImageDestination::create(const std::filesystem::path &path, ImageType type,
                                                          int count)
 {

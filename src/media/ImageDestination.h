@@ -2,6 +2,8 @@
 
 #include "media/ImageTypes.h"
 
+#include <QString>
+
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -17,6 +19,10 @@ class ImageWriter;
 class ImageDestination
 {
 public:
+    /// What this machine lacks to write the type, by names that are the same in every language; nothing where
+    /// it can.
+    [[nodiscard]] static std::optional<QString> missingPart(ImageType type);
+
     /// `count` frames will follow. Nothing when this machine has no encoder for the type.
     [[nodiscard]] static std::optional<ImageDestination> create(const std::filesystem::path &path,
                                                                 ImageType type, int count);

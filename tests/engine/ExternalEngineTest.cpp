@@ -2,6 +2,7 @@
 
 #include "core/ConversionError.h"
 #include "engine/ExternalArguments.h"
+#include "engine/MissingExternalEncoders.h"
 #include "media/MediaAsset.h"
 #include "support/TestFolder.h"
 #include "support/TestMedia.h"
@@ -41,6 +42,36 @@ fs::path script(const TestFolder &folder, const std::string &body)
     const fs::path path = folder.write("program", "#!/bin/sh\n" + body);
     fs::permissions(path, fs::perms::owner_all);
     return path;
+}
+
+TEST(MissingEncoders, areThoseThatFfmpegDoesNotList)
+{
+    const TestFolder folder;
+    const fs::path ffmpeg = script(folder, "echo ' V..... = Video'\n"
+                                           "echo ' V....D libx264              libx264 H.264'\n"
+                                           "echo ' A....D aac                  AAC (libopus is another)'\n");
+    const QStringList targets{u"mp4"_s, u"mp3"_s, u"webm"_s, u"m4a"_s, u"webp"_s};
+    EXPECT_THAT(missingExternalEncoders(ffmpeg, targets),
+                ElementsAre(MissingEncoder{{u"mp3"_s}, u"FFmpeg + libmp3lame"_s},
+                            MissingEncoder{{u"webm"_s}, u"FFmpeg + libvpx-vp9"_s},
+                            MissingEncoder{{u"webm"_s}, u"FFmpeg + libopus"_s},
+                            MissingEncoder{{u"webp"_s}, u"FFmpeg + libwebp"_s}));
+    EXPECT_THAT(missingExternalEncoders(std::nullopt, targets),
+                ElementsAre(MissingEncoder{targets, u"FFmpeg"_s}));
+}
+
+TEST(MissingEncoders, areWhatBothHelpersTell)
+{
+    const TestFolder folder;
+    const MissingEncoder heic{{u"heic"_s, u"heif"_s}, u"libheif + x265"_s};
+    const MissingEncoder mp3{{u"mp3"_s}, u"FFmpeg + libmp3lame"_s};
+    folder.write("told", MissingEncoders::encoded({heic, mp3}).toStdString());
+    const fs::path helper = script(folder, "[ \"$*\" = --missing-encoders ] && cat \"${0%/*}/told\"");
+    EXPECT_THAT(MissingEncoders::of({helper, "/bin/true"}), ElementsAre(heic, mp3));
+    EXPECT_EQ(heic.description(),
+              u"Cette machine ne peut pas encoder .heic, .heif : il manque libheif + x265."_s);
+    EXPECT_THROW((void)MissingEncoders::of({helper, "/bin/false"}), ConversionError);
+    EXPECT_THROW((void)MissingEncoders::of({folder / "none", helper}), ConversionError);
 }
 
 struct ArgumentsCase

@@ -64,6 +64,7 @@ const std::map<QString, const char *> &otherTexts()
     constexpr const char *atStart = "before there is a language, to a terminal";
     static const std::map<QString, const char *> texts{
         {u"]   …   "_s, layout},
+        {u"libheif-plugin-x265 (libheif, x265)"_s, system},
         {u" → "_s, layout},
         {u"—"_s, layout},
         {u"quorvalent original 1"_s, ours},

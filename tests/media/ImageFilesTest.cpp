@@ -317,6 +317,7 @@ TEST(Quality, isPaidForInBytes)
             const std::filesystem::path path = folder / "b";
             std::filesystem::remove(path);
             std::optional<ImageDestination> destination = ImageDestination::create(path, type, 1);
+            ASSERT_TRUE(destination) << ImageDestination::missingPart(type).value_or(QString()).toStdString();
             destination->addImage(opened(png).frame(0), {}, quality);
             destination->finalize();
             EXPECT_GT(std::filesystem::file_size(path), previous);

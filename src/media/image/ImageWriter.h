@@ -2,8 +2,11 @@
 
 #include "media/ImageTypes.h"
 
+#include <QString>
+
 #include <filesystem>
 #include <memory>
+#include <optional>
 
 namespace quorvalent {
 
@@ -15,6 +18,10 @@ public:
     ImageWriter(const ImageWriter &) = delete;
     ImageWriter &operator=(const ImageWriter &) = delete;
     virtual ~ImageWriter() = default;
+
+    /// What this machine lacks to write the type, by names that are the same in every language; nothing where
+    /// it can.
+    [[nodiscard]] static std::optional<QString> missingPart(ImageType type);
 
     /// Null when this machine has no encoder for the type.
     [[nodiscard]] static std::unique_ptr<ImageWriter> create(const std::filesystem::path &path,
