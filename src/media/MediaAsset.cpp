@@ -65,8 +65,13 @@ Fields fieldsOf(const QByteArray &line)
     Fields fields;
     for (const QByteArray &field : line.split('|')) {
         const qsizetype sign = field.indexOf('=');
-        if (sign > 0)
-            fields.insert(field.first(sign), field.sliced(sign + 1));
+        if (sign <= 0)
+            continue;
+        QByteArray name = field.first(sign);
+        // FFmpeg 7 says "side_datum/display_matrix:rotation" where FFmpeg 5 says "rotation".
+        if (name.startsWith("side_datum/"))
+            name = name.sliced(name.indexOf(':') + 1);
+        fields.insert(name, field.sliced(sign + 1));
     }
     return fields;
 }
