@@ -60,9 +60,10 @@ bool RenameTracker::SameFile::operator()(const FoundFile &left, const FoundFile 
     return left.isSameFile(right);
 }
 
-RenameTracker::RenameTracker(std::chrono::milliseconds quiet, Handlers handlers)
+RenameTracker::RenameTracker(std::chrono::milliseconds quiet, Handlers handlers, Look look)
     : m_quiet(quiet)
     , m_handlers(std::move(handlers))
+    , m_look(std::move(look))
 {}
 
 void RenameTracker::clear()
@@ -136,7 +137,7 @@ void RenameTracker::change(const std::string &folder, std::string_view name, Nam
         break;
     case NameChange::Arrived:
         about.lastWritten.reset();
-        arrive(touched, lookAt(folder, name));
+        arrive(touched, m_look(folder, name));
         break;
     case NameChange::Closed:
     case NameChange::Written:
@@ -263,12 +264,14 @@ void RenameTracker::settle(Clock::time_point now)
             break;
         const NamedPlace &place = touched->first;
         folders.insert(place.folder);
-        FileLook look = lookAt(place.folder, place.name);
+        FileLook look = m_look(place.folder, place.name);
         if (look.result == FileLook::Result::File)
             files.push_back({touched, look, {}});
         else
             (look.result == FileLook::Result::Nothing ? gone : unknown).push_back(touched);
     }
+    // First, so that what belongs to a name that nobody could look at waits for it.
+    std::ranges::for_each(unknown, [&](Touch touched) { settleUnknown(touched, now); });
     settleWritten(folders, now);
     // What is known of a name is needed until the file that left it has been judged under its new one.
     while (std::erase_if(files, [&](Due &due) { return waits(due, now); }) > 0) {
@@ -278,7 +281,6 @@ void RenameTracker::settle(Clock::time_point now)
         judge(due);
     settleFiles(files);
     std::ranges::for_each(gone, [&](Touch touched) { settleNothing(touched); });
-    std::ranges::for_each(unknown, [&](Touch touched) { settleUnknown(touched, now); });
 }
 
 bool RenameTracker::isQuiet(Touch touched, Clock::time_point now) const
@@ -296,7 +298,7 @@ void RenameTracker::settleWritten(const std::set<std::string> &folders, Clock::t
             if (mark->second + m_quiet > now)
                 continue;
             const NamedPlace &place = mark->first;
-            const FileLook look = lookAt(place.folder, place.name);
+            const FileLook look = m_look(place.folder, place.name);
             const FoundFile *known = m_listing.find(place.folder, place.name);
             if (look.result == FileLook::Result::File && known != nullptr && known->isSameFile(look.file))
                 m_listing.set(place, look.file);
@@ -395,7 +397,7 @@ bool RenameTracker::wasChangedBefore(const Due &due) const
 bool RenameTracker::isElsewhere(const FoundFile &file, const NamedPlace &now, const NamedPlace &before) const
 {
     const auto isThere = [&](const NamedPlace &place) {
-        const FileLook look = lookAt(place.folder, place.name);
+        const FileLook look = m_look(place.folder, place.name);
         return look.result == FileLook::Result::File && look.file.isSameFile(file);
     };
     if (isThere(before))
@@ -497,7 +499,7 @@ void RenameTracker::knowResult(const NamedPlace &place, const FileStamp &result)
 // Takes for known what stands there, unless it is somebody else's rename under way.
 void RenameTracker::absorb(const NamedPlace &place, const FoundFile &reported)
 {
-    const FileLook look = lookAt(place.folder, place.name);
+    const FileLook look = m_look(place.folder, place.name);
     if (look.result == FileLook::Result::Unknown || !m_listing.holds(place.folder))
         return;
     const Touch touched = m_touched.find(place);

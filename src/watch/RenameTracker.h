@@ -41,7 +41,9 @@ public:
             onMoved;
     };
 
-    RenameTracker(std::chrono::milliseconds quiet, Handlers handlers);
+    using Look = std::function<FileLook(const std::string &folder, std::string_view name)>;
+
+    RenameTracker(std::chrono::milliseconds quiet, Handlers handlers, Look look = &lookAt);
 
     /// Forgets the folders. Reported files stay reported.
     void clear();
@@ -138,6 +140,7 @@ private:
 
     const std::chrono::milliseconds m_quiet;
     const Handlers m_handlers;
+    const Look m_look;
     Listing m_listing;
     Touches m_touched;
     std::list<Touch> m_order;                          ///< by the time of the last event

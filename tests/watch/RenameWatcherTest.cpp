@@ -102,6 +102,8 @@ public:
     /// Where reported files were told to be, "-" for nowhere.
     [[nodiscard]] const std::vector<std::string> &places() const { return m_places; }
     [[nodiscard]] std::size_t count() const { return m_tracker.count(); }
+    /// The next look at the name fails.
+    void failAt(const std::string &name) { m_failing = name; }
     [[nodiscard]] bool isAtRest() const { return !m_tracker.deadline(); }
 
 private:
@@ -128,6 +130,7 @@ private:
     std::vector<RenameJob> m_jobs;
     QStringList m_problems;
     std::vector<std::string> m_places;
+    std::string m_failing;
     RenameTracker::Clock::time_point m_now{1h};
     bool m_isStarting = true;
     RenameTracker m_tracker{quiet,
@@ -135,7 +138,14 @@ private:
                              [this](const QString &text) { m_problems << text; },
                              [this](const QString &, const std::optional<fs::path> &place) {
                                  m_places.push_back(place ? place->filename().native() : "-");
-                             }}};
+                             }},
+                            [this](const std::string &place, std::string_view name) {
+                                if (name != m_failing)
+                                    return lookAt(place, name);
+                                m_failing.clear();
+                                return FileLook{
+                                    .result = FileLook::Result::Unknown, .file = {}, .changed = {}};
+                            }};
     std::unique_ptr<EventStream> m_stream;
 };
 
@@ -616,6 +626,24 @@ TEST(RenameTracker, keepsWhatIsKnownOfAFileItCannotLookAt)
         watching.settle();
         return isPatient && isTold && watching.jobsBelow(folder.path()).size() == 1 && watching.count() == 2;
     }));
+}
+
+TEST(RenameTracker, losesNoRenameToALookThatFails)
+{
+    // At the new name: when it arrives, when it is judged; and at the old one.
+    for (const auto &[name, moment] : {std::pair("a.jpg", 1), {"a.jpg", 2}, {"a.png", 2}}) {
+        SCOPED_TRACE(name + std::to_string(moment));
+        const TestFolder folder;
+        folder.write("a.png", "");
+        Watching watching({folder.path()});
+        move("a.png", "a.jpg")(folder);
+        if (moment == 2)
+            watching.pass(0ms);
+        watching.failAt(name);
+        watching.settle();
+        watching.settle();
+        EXPECT_THAT(watching.jobsBelow(folder.path()), ElementsAre("a.png > a.jpg"));
+    }
 }
 
 TEST(RenameTracker, findsARenameInAFolderThatCouldNotBeReadForAWhile)
