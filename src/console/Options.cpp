@@ -281,7 +281,8 @@ QString helpText()
 
 Surveille les dossiers, sous-dossiers compris, et convertit chaque fichier dont un
 renommage change l’extension, jusqu’à SIGINT (Ctrl-C) ou SIGTERM. Les conversions en
-cours et en attente sont alors terminées ; un second signal ne termine que les premières.
+cours et en attente sont alors terminées ; un second signal laisse encore
+trois secondes aux premières.
 
   --keep-original         garder l’original à côté du fichier converti
   --undo MINUTES          garder les originaux remplacés pendant ce temps : renommer dans

@@ -49,6 +49,7 @@ void WatchSession::start()
 void WatchSession::stop(int signalNumber)
 {
     if (m_status) {
+        m_model.stopConversionsSoon();
         finishRunningJobsOnly(signalStatusBase + signalNumber);
         return;
     }

@@ -23,7 +23,7 @@ public:
     void start();
 
     /// SIGINT or SIGTERM: the first one lets every accepted conversion be finished (status 0), the second one
-    /// only the running ones (status 128 plus its number), later ones change nothing.
+    /// only the running ones, for a few seconds (status 128 plus its number); later ones change nothing.
     void stop(int signalNumber);
 
     /// Nobody reads the output any more: only the running conversions are finished (status 1).

@@ -247,6 +247,8 @@ EngineReport ConversionDriver::runEngine(const RenameJob &job, const WorkFolder 
             return first(work.sourceCopy(), work.output(), preferences, progress);
         } catch (const ConversionCancelled &) {
             throw;
+        } catch (const ConversionStopped &) {
+            throw;
         } catch (const Error &) {
             if (!m_engines.hasExternal())
                 throw;

@@ -2,6 +2,7 @@
 
 #include "core/ConversionError.h"
 #include "platform/Error.h"
+#include "platform/GroupActivity.h"
 #include "platform/QuietWrite.h"
 
 #include <fcntl.h>
@@ -49,12 +50,13 @@ EngineHelper::Pipe::Pipe()
     write = FileDescriptor(ends[1]);
 }
 
-EngineHelper::EngineHelper(const fs::path &program)
-    : EngineHelper(program, Pipe())
+EngineHelper::EngineHelper(const fs::path &program, HelperLimits limits)
+    : EngineHelper(program, std::move(limits), Pipe())
 {}
 
-EngineHelper::EngineHelper(const fs::path &program, Pipe requests)
-    : m_requests(std::move(requests.write))
+EngineHelper::EngineHelper(const fs::path &program, HelperLimits limits, Pipe requests)
+    : m_limits(std::move(limits))
+    , m_requests(std::move(requests.write))
     , m_process(start(program, {}, requests.read.get()))
 {}
 
@@ -79,6 +81,7 @@ ChildProcess EngineHelper::start(const fs::path &program, std::vector<std::strin
 
 void EngineHelper::begin(const Reach &reach, int threads)
 {
+    m_workFolder = reach.workFolder;
     m_isLost = !send(Protocol::Begin{reach.workFolder.native(), reach.original.native(), threads});
 }
 
@@ -139,6 +142,7 @@ Protocol::Reply EngineHelper::nextReply()
         while (true) {
             if (const std::optional<Protocol::Reply> reply = Protocol::takeReply(m_received))
                 return *reply;
+            waitForOutput();
             const QByteArray bytes = m_process.readAvailable();
             if (bytes.isEmpty())
                 giveUp(untilItsEnd);
@@ -147,6 +151,37 @@ Protocol::Reply EngineHelper::nextReply()
     } catch (const Protocol::ProtocolError &) {
         giveUp(0ms);
     }
+}
+
+// Looks are counted, not time: when the whole machine or our own process was stopped meanwhile, the helper
+// had no more time than we had.
+void EngineHelper::waitForOutput()
+{
+    constexpr int looks = 12;
+    const Interruption *const interruption = m_limits.interruption.get();
+    const int alarm = interruption == nullptr ? -1 : interruption->descriptor();
+    std::optional<GroupActivity> former;
+    for (int idle = 0; idle < looks;) {
+        const bool hasOutput = m_process.waitForOutput(m_limits.silence / looks, alarm);
+        if (interruption != nullptr && interruption->isRequested())
+            stop(u"Quorvalent s’est arrêté avant la fin de la conversion."_s);
+        if (hasOutput)
+            return;
+        const GroupActivity present = GroupActivity::now(m_process.processId(), m_workFolder);
+        idle = former == present ? idle + 1 : 0;
+        former = present;
+    }
+    stop(u"Le moteur de conversion ne répond plus."_s);
+}
+
+// Asked first, so that whatever still listens ends in order.
+void EngineHelper::stop(const QString &sentence)
+{
+    constexpr auto untilItGivesIn = 500ms;
+    m_isLost = true;
+    m_process.askToEnd();
+    (void)m_process.endWithin(untilItGivesIn);
+    throw ConversionStopped(sentence);
 }
 
 // `patience` is for one that seems to have died, so that it can be told what of.

@@ -4,21 +4,31 @@
 #include "core/Progress.h"
 #include "platform/ChildProcess.h"
 #include "platform/FileDescriptor.h"
+#include "platform/Interruption.h"
 
 #include <chrono>
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <vector>
 
 namespace quorvalent {
 
+/// When a helper is ended although it lives.
+struct HelperLimits
+{
+    /// After so long without a message, without processor time and without writing.
+    std::chrono::milliseconds silence = std::chrono::seconds(60);
+    std::shared_ptr<const Interruption> interruption = {}; ///< at this request, where there is one
+};
+
 /// One running helper: the process of ours in which engines run, locked into the work folder that it is
 /// told. Nothing that comes back from it is believed before it was looked at, because the file that it reads
 /// may have taken it over.
 ///
-/// A helper that dies, hangs up or does not keep to the protocol is killed with everything it started, and
-/// the request ends in one complete sentence. Used by one thread at a time; the one that created it must
-/// outlive it.
+/// A helper that dies, hangs up, does not keep to the protocol or comes to one of its limits is ended with
+/// everything it started, and the request fails with one complete sentence. Used by one thread at a time; the
+/// one that created it must outlive it.
 class EngineHelper
 {
 public:
@@ -26,7 +36,7 @@ public:
     enum class Family { Image, Media };
 
     /// Starts the program and returns at once; ConversionError when it cannot be started.
-    explicit EngineHelper(const std::filesystem::path &program);
+    explicit EngineHelper(const std::filesystem::path &program, HelperLimits limits = {});
 
     /// Starts a helper program in the environment that its libraries are meant to find; ConversionError when
     /// it cannot be started.
@@ -51,8 +61,9 @@ public:
     /// without the dot. Throws ConversionError. Blocks for a millisecond.
     [[nodiscard]] bool isOriginalOf(const QString &extension);
 
-    /// Runs an engine and returns what it learnt; throws ConversionError. Blocks meanwhile. An exception out
-    /// of `progress` leaves a helper that is good for nothing but being destroyed.
+    /// Runs an engine and returns what it learnt; throws ConversionError, ConversionStopped at a limit.
+    /// Blocks meanwhile. An exception out of `progress` leaves a helper that is good for nothing but being
+    /// destroyed.
     EngineReport convert(const EngineProtocol::Conversion &conversion, const Progress &progress);
 
     /// Whether the output holds what the source holds; throws ConversionError. Blocks.
@@ -72,14 +83,18 @@ private:
         FileDescriptor write;
     };
 
-    EngineHelper(const std::filesystem::path &program, Pipe requests);
+    EngineHelper(const std::filesystem::path &program, HelperLimits limits, Pipe requests);
 
     [[nodiscard]] bool send(const EngineProtocol::Request &request) const;
     bool verdictOn(const EngineProtocol::Request &question);
     EngineProtocol::Reply ask(const EngineProtocol::Request &request, const Progress &progress);
     EngineProtocol::Reply nextReply();
+    void waitForOutput();
     [[noreturn]] void giveUp(std::chrono::milliseconds patience);
+    [[noreturn]] void stop(const QString &sentence);
 
+    HelperLimits m_limits;
+    std::filesystem::path m_workFolder;
     FileDescriptor m_requests;
     ChildProcess m_process;
     QByteArray m_received;

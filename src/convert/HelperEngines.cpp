@@ -31,8 +31,13 @@ HelperEngines::HelperEngines(HelperSource helpers, int threads)
 
 HelperSource HelperEngines::starting(HelperPrograms programs)
 {
-    return [programs = std::move(programs)](EngineHelper::Family family) {
-        return std::make_unique<EngineHelper>(programs.of(family));
+    return starting(std::move(programs), {});
+}
+
+HelperSource HelperEngines::starting(HelperPrograms programs, HelperLimits limits)
+{
+    return [programs = std::move(programs), limits = std::move(limits)](EngineHelper::Family family) {
+        return std::make_unique<EngineHelper>(programs.of(family), limits);
     };
 }
 

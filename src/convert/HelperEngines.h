@@ -38,6 +38,7 @@ public:
 
     /// Starts one of these programs on the thread that asks.
     [[nodiscard]] static HelperSource starting(HelperPrograms programs);
+    [[nodiscard]] static HelperSource starting(HelperPrograms programs, HelperLimits limits);
 
     /// Gets the helper ahead of its first request; ConversionError when there is none. The engines' files all
     /// lie in the reach's work folder.

@@ -7,9 +7,10 @@
 
 namespace quorvalent {
 
-HelperReserve::HelperReserve(HelperPrograms programs, std::chrono::milliseconds patience)
+HelperReserve::HelperReserve(HelperPrograms programs, std::chrono::milliseconds patience, HelperLimits limits)
     : m_programs(std::move(programs))
     , m_patience(patience)
+    , m_limits(std::move(limits))
     , m_queue(QStringLiteral("quorvalent.helpers"))
 {}
 
@@ -56,7 +57,7 @@ void HelperReserve::provide(EngineHelper::Family family)
     if (m_waiting && m_family == family && !m_waiting->hasEnded())
         return;
     m_waiting.reset();
-    m_waiting = std::make_unique<EngineHelper>(m_programs.of(family));
+    m_waiting = std::make_unique<EngineHelper>(m_programs.of(family), m_limits);
     m_family = family;
 }
 

@@ -18,9 +18,11 @@ namespace quorvalent {
 class HelperReserve
 {
 public:
+    static constexpr std::chrono::seconds usualPatience{10};
+
     /// A helper is let go when no conversion has come for `patience`.
     explicit HelperReserve(HelperPrograms programs = HelperPrograms::bundled(),
-                           std::chrono::milliseconds patience = std::chrono::seconds(10));
+                           std::chrono::milliseconds patience = usualPatience, HelperLimits limits = {});
     ~HelperReserve();
     HelperReserve(const HelperReserve &) = delete;
     HelperReserve &operator=(const HelperReserve &) = delete;
@@ -39,6 +41,7 @@ private:
 
     const HelperPrograms m_programs;
     const std::chrono::milliseconds m_patience;
+    const HelperLimits m_limits;
     // All below live on m_queue.
     std::unique_ptr<EngineHelper> m_waiting;
     EngineHelper::Family m_family = EngineHelper::Family::Media; ///< of the one that waits

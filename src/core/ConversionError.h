@@ -13,6 +13,13 @@ public:
     [[nodiscard]] const QString &message() const noexcept { return errorDescription(); }
 };
 
+/// A conversion that was ended from outside, after which no other engine is tried.
+class ConversionStopped : public ConversionError
+{
+public:
+    using ConversionError::ConversionError;
+};
+
 /// A rename that the family policy refused; the sentence also says what became of the file's name.
 class UnsupportedRenameError : public Error
 {

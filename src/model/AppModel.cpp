@@ -28,6 +28,9 @@ const QString settingsPlaceKey = u"settingsWindow"_s;
 const QString loginConfiguredKey = u"loginConfigured"_s;
 const QString finderConsentKey = u"finderWarningConsent"_s;
 
+// The program ends within five seconds of such a wish, and a stopped conversion takes one to clear up.
+constexpr std::chrono::seconds untilConversionsStop(3);
+
 constexpr int mostUndoMinutes = 24 * 60;
 
 /// The choice of a language or an appearance that is the session's.
@@ -123,6 +126,11 @@ void AppModel::setInstallingUpdate(bool installing)
 {
     m_installingUpdate = installing;
     Q_EMIT changed();
+}
+
+void AppModel::stopConversionsSoon()
+{
+    m_services.later(untilConversionsStop, m_services.stopConversions);
 }
 
 void AppModel::togglePause()

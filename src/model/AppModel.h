@@ -85,6 +85,8 @@ public:
     /// Releases every waiting job unconverted, for a program that must end, and returns them, oldest first.
     /// What runs goes on.
     [[nodiscard]] std::deque<RenameJob> dropWaitingJobs() { return m_queue.dropWaiting(); }
+    /// Gives the conversions that run a few seconds more, then ends them.
+    void stopConversionsSoon();
     /// The user has seen the warnings.
     /// Ends the conversion that is shown, or drops those that wait; the files get their former names back.
     void cancelConversion() { m_queue.cancelShown(); }

@@ -73,6 +73,9 @@ struct ModelServices
     /// all of them. Blocks; any thread. Answers when the next is due; nothing when none is left.
     std::function<std::optional<std::chrono::seconds>(std::optional<std::chrono::minutes> most)>
         expireOriginals;
+    /// Ends every conversion that runs, now and later, as a failure that gives the file its name back.
+    /// Returns at once.
+    std::function<void()> stopConversions;
     /// Told of a job that will be run soon, so that what it needs can be got ready; returns at once.
     std::function<void(const RenameJob &)> expect;
     /// What conversions that run side by side may take.

@@ -39,7 +39,11 @@ void expectConversion(HelperReserve &helpers, const std::filesystem::path &from,
 
 ModelServices systemServices()
 {
-    const auto helpers = std::make_shared<HelperReserve>();
+    HelperLimits limits;
+    const auto interruption = std::make_shared<Interruption>();
+    limits.interruption = interruption;
+    const auto helpers =
+        std::make_shared<HelperReserve>(HelperPrograms::bundled(), HelperReserve::usualPatience, limits);
     const auto originals = std::make_shared<Originals>();
     ModelServices services;
     services.convert = [helpers, originals](const RenameJob &job, const Preferences &preferences,
@@ -51,6 +55,7 @@ ModelServices systemServices()
     services.expireOriginals = [originals](std::optional<std::chrono::minutes> most) {
         return originals->store.expire(most);
     };
+    services.stopConversions = [interruption] { interruption->request(); };
     services.isInPlace = [](const RenameJob &job) { return job.stamp.isSameFile(job.newURL); };
     services.expect = [helpers](const RenameJob &job) { expectConversion(*helpers, job.oldURL, job.newURL); };
     services.makeWatcher = [helpers](JobSourceHandlers handlers) {

@@ -174,28 +174,42 @@ ChildProcess::~ChildProcess()
 }
 
 // Before the child is reaped, so that no other process can have its number.
-void ChildProcess::kill() const
+void ChildProcess::signal(int number) const
 {
-    if (::kill(-m_processId, SIGKILL) != 0)
-        ::kill(m_processId, SIGKILL); // it could not leave our group
+    if (::kill(-m_processId, number) != 0)
+        ::kill(m_processId, number); // it could not leave our group
 }
 
-// False when the child has ended and everything that it wrote was read.
-bool ChildProcess::waitForOutput() const
+void ChildProcess::kill() const
+{
+    signal(SIGKILL);
+}
+
+void ChildProcess::askToEnd() const
+{
+    if (!m_status)
+        signal(SIGTERM);
+}
+
+bool ChildProcess::waitForOutput(std::chrono::milliseconds most, int alarm) const
 {
     // Descriptors that are not open are passed over.
-    std::array<pollfd, 2> sources{{{m_output.get(), POLLIN, 0}, {m_end.get(), POLLIN, 0}}};
-    while (::poll(sources.data(), sources.size(), -1) < 0) {
+    std::array<pollfd, 3> sources{
+        {{m_output.get(), POLLIN, 0}, {m_end.get(), POLLIN, 0}, {alarm, POLLIN, 0}}};
+    while (::poll(sources.data(), sources.size(), static_cast<int>(most.count())) < 0) {
         if (errno != EINTR)
             throw FileError(errno, "poll");
     }
-    return sources[0].revents != 0 || ::poll(sources.data(), 1, 0) > 0;
+    return sources[0].revents != 0 || sources[1].revents != 0;
 }
 
 QByteArray ChildProcess::readAvailable()
 {
-    if (!waitForOutput())
-        return {};
+    constexpr std::chrono::milliseconds forEver(-1);
+    (void)waitForOutput(forEver, -1);
+    pollfd output{m_output.get(), POLLIN, 0};
+    if (::poll(&output, 1, 0) <= 0)
+        return {}; // the child has ended, and everything that it wrote was read
     QByteArray bytes(65536, Qt::Uninitialized);
     ssize_t count = 0;
     do {

@@ -54,6 +54,10 @@ public:
     ChildProcess(const ChildProcess &) = delete;
     ChildProcess &operator=(const ChildProcess &) = delete;
 
+    /// Blocks until readAvailable() will not block, and tells whether that is so: not when that time has
+    /// passed or the descriptor `alarm` is readable first.
+    [[nodiscard]] bool waitForOutput(std::chrono::milliseconds most, int alarm) const;
+
     /// Blocks until the child has written something and returns it, at most 64 KiB; empty at the end: when
     /// nobody can write any more, or when the child itself has ended, whoever else may hold its output open.
     [[nodiscard]] QByteArray readAvailable();
@@ -65,6 +69,9 @@ public:
     /// Blocks until the child has ended, then kills what it left running in its group. Read to the end first,
     /// or a child that writes much never ends.
     ExitStatus wait();
+
+    /// Asks the child and its group by a signal to end; returns at once.
+    void askToEnd() const;
 
     /// Waits that long for the child to end by itself, then kills it with its whole group. Nothing where it
     /// had to be killed.
@@ -78,9 +85,8 @@ public:
     [[nodiscard]] int outputDescriptor() const { return m_output.get(); }
 
 private:
+    void signal(int number) const;
     void kill() const;
-
-    [[nodiscard]] bool waitForOutput() const;
 
     pid_t m_processId = -1;
     FileDescriptor m_end; ///< readable when the child has ended; not open where the kernel has no such thing

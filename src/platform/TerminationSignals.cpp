@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <system_error>
 #include <utility>
@@ -14,11 +15,23 @@ namespace quorvalent {
 namespace {
 
 volatile std::sig_atomic_t pipeToLoop = -1;
+volatile std::sig_atomic_t untilTheEnd = 0; // seconds
+volatile std::sig_atomic_t statusOfTheEnd = 0;
+std::atomic<int> requestsToEnd = 0; // two threads may each handle one at the same time
 
-// Runs in whatever the signal interrupted: one write and nothing else, with errno as it was.
+void endNow(int /*signalNumber*/)
+{
+    ::_exit(statusOfTheEnd);
+}
+
+// Runs in whatever the signal interrupted, on any thread: nothing but system calls, with errno as it was.
 void passOn(int signalNumber)
 {
     const int saved = errno;
+    if (signalNumber != SIGHUP && requestsToEnd.fetch_add(1) == 1) {
+        statusOfTheEnd = 128 + signalNumber; // what a shell reports for a program that a signal ended
+        ::alarm(static_cast<unsigned>(untilTheEnd));
+    }
     const auto byte = static_cast<unsigned char>(signalNumber);
     (void)!::write(pipeToLoop, &byte, 1);
     errno = saved;
@@ -33,14 +46,14 @@ void handle(int signalNumber, void (*handler)(int))
     action.sa_flags = SA_RESTART;
     // One after another: of two pending signals the later handler would run first, on top of the other.
     sigemptyset(&action.sa_mask);
-    for (const int other : {SIGINT, SIGTERM, SIGHUP})
+    for (const int other : {SIGINT, SIGTERM, SIGHUP, SIGALRM})
         sigaddset(&action.sa_mask, other);
     ::sigaction(signalNumber, &action, nullptr);
 }
 
 } // namespace
 
-TerminationSignals::TerminationSignals()
+TerminationSignals::TerminationSignals(std::chrono::seconds atTheLatest)
 {
     std::array<int, 2> ends{};
     if (::pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK) != 0)
@@ -51,6 +64,9 @@ TerminationSignals::TerminationSignals()
     QObject::connect(&*m_notifier, &QSocketNotifier::activated, [this] { readPending(); });
 
     pipeToLoop = m_writeEnd.get();
+    requestsToEnd = 0;
+    untilTheEnd = static_cast<std::sig_atomic_t>(atTheLatest.count());
+    handle(SIGALRM, &endNow);
     handle(SIGINT, &passOn);
     handle(SIGTERM, &passOn);
     // Ends a session together with SIGTERM, or with the terminal alone; whoever had it ignored wants to go

@@ -4,6 +4,7 @@
 
 #include <QSocketNotifier>
 
+#include <chrono>
 #include <functional>
 #include <optional>
 
@@ -12,11 +13,14 @@ namespace quorvalent {
 /// Turns SIGINT, SIGTERM and SIGHUP into ordinary calls on the main thread's event loop, and keeps a broken
 /// pipe from ending the program. A SIGHUP that was ignored stays so. One at a time; signals are handled as
 /// before once it is destroyed.
+///
+/// After a second SIGINT or SIGTERM the program ends with status 128 plus its number when `atTheLatest` has
+/// passed, whatever its threads are doing; that holds when the object is destroyed, too.
 class TerminationSignals
 {
 public:
     /// Throws std::system_error when the system has no descriptor left.
-    TerminationSignals();
+    explicit TerminationSignals(std::chrono::seconds atTheLatest = std::chrono::seconds(4));
     ~TerminationSignals();
     TerminationSignals(const TerminationSignals &) = delete;
     TerminationSignals &operator=(const TerminationSignals &) = delete;

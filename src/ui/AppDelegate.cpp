@@ -199,8 +199,10 @@ LaunchOptions AppDelegate::present() const
 
 void AppDelegate::finishAndQuit()
 {
-    if (m_isEnding)
+    if (m_isEnding) {
         static_cast<void>(m_model.dropWaitingJobs()); // their files keep the names they were given
+        m_model.stopConversionsSoon();
+    }
     m_isEnding = true;
     m_model.prepareForUpdate(); // nothing new begins
     requestQuit();

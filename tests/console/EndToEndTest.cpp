@@ -34,7 +34,8 @@ protected:
         program.waitForFinished();
     }
 
-    void start(const QStringList &options = {u"--json"_s, u"--language"_s, u"fr"_s})
+    void start(const QStringList &options = {u"--json"_s, u"--language"_s, u"fr"_s},
+               const fs::path &watch = QUORVALENT_WATCH_PROGRAM)
     {
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert(u"XDG_CONFIG_HOME"_s, QString::fromStdString(settings.path().native()));
@@ -42,7 +43,7 @@ protected:
         program.setProcessEnvironment(environment);
         // A terminal sends Ctrl-C to the program's whole group, engines included.
         program.setChildProcessModifier([] { ::setpgid(0, 0); });
-        program.start(QStringLiteral(QUORVALENT_WATCH_PROGRAM),
+        program.start(QString::fromStdString(watch.native()),
                       options + QStringList(QString::fromStdString(folder.path().native())));
         ASSERT_TRUE(program.waitForStarted());
     }
@@ -91,7 +92,7 @@ protected:
     // Long enough that its conversion still runs when a signal follows its start.
     std::string makeSound(const std::string &name)
     {
-        return makeMedia(name, {"-f", "lavfi", "-i", "anoisesrc=d=120:r=44100"});
+        return makeMedia(name, {"-f", "lavfi", "-i", "anoisesrc=d=30:r=44100"});
     }
 
     TestFolder settings;
@@ -205,6 +206,32 @@ TEST_F(EndToEndTest, leavesWaitingFilesAloneAfterASecondSignal)
     EXPECT_EQ(folder.listing(), std::vector<std::string>({"a.mp3", "b.mp3"}));
     EXPECT_NE(folder.read("a.mp3").substr(0, 4) == "RIFF", folder.read("b.mp3").substr(0, 4) == "RIFF");
     EXPECT_TRUE(program.readAllStandardError().contains(".mp3 » a été renommé mais n’a pas été converti."));
+}
+
+TEST_F(EndToEndTest, endsAfterASecondSignalWhateverADecoderDoes)
+{
+    const TestFolder bundle;
+    fs::create_directories(bundle / "bin");
+    fs::copy_file(QUORVALENT_WATCH_PROGRAM, bundle / "bin/quorvalent-watch");
+    bundle.write("Contents/Helpers/behaviour", "doesNotListen");
+    bundle.write("Contents/Helpers/starts", "");
+    fs::create_symlink(MISBEHAVING_ENGINE_PROGRAM, bundle / "Contents/Helpers/quorvalent-image-engine");
+    folder.write("photo.png", "old");
+    start({u"--json"_s}, bundle / "bin/quorvalent-watch");
+    ASSERT_TRUE(waitFor([this] { return count("watching") == 1; }));
+    rename("photo.png", "photo.jpg");
+    ASSERT_TRUE(
+        waitFor([&] { return count("started") == 1 && !bundle.read("Contents/Helpers/starts").empty(); }));
+    program.terminate();
+    ASSERT_TRUE(waitFor([this] { return count("stopping") == 1; }));
+    program.terminate();
+
+    EXPECT_EQ(exitStatus(), 128 + SIGTERM);
+    EXPECT_EQ(count("finished"), 1);
+    EXPECT_EQ(events.back()[u"detail"_s].toString(),
+              u"Quorvalent s’est arrêté avant la fin de la conversion. Extension d’origine rétablie."_s);
+    EXPECT_EQ(folder.listing(), std::vector<std::string>({"photo.png"}));
+    EXPECT_EQ(folder.read("photo.png"), "old");
 }
 
 TEST_F(EndToEndTest, failsWhenNobodyCanReadItsEvents)

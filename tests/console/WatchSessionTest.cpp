@@ -139,6 +139,9 @@ TEST_F(WatchSessionTest, finishesOnlyTheRunningConversionAfterTwoSignals)
     session.stop(SIGINT);
     EXPECT_TRUE(ends.empty()) << "the running conversion is waited for";
 
+    EXPECT_EQ(world.log.back(), "later 3000");
+    world.runLater();
+    EXPECT_EQ(world.log.back(), "stop") << "but not for ever";
     world.runBackground();
     EXPECT_EQ(ends, std::vector<int>({128 + SIGTERM}));
     EXPECT_EQ(told.back(), "finished a.jpg");

@@ -9,12 +9,14 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <csignal>
 #include <cstring>
+#include <ctime>
 #include <fstream>
 #include <functional>
 #include <limits>
@@ -103,14 +105,27 @@ void eatMemory()
         eaten.emplace_back().reserve(64UL << 20);
 }
 
+void waitForEver()
+{
+    while (true)
+        ::pause();
+}
+
 void leaveAChild()
 {
     if (::fork() == 0) {
         ::setsid();
         ::setpgid(0, 0);
-        while (true)
-            ::pause();
+        waitForEver();
     }
+}
+
+// Longer than the test's helper may be silent.
+void computeInSilence()
+{
+    timespec used = {};
+    while (used.tv_sec < 2)
+        ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &used);
 }
 
 const std::map<std::string, std::function<void(const Job &)>> &behaviours()
@@ -132,8 +147,28 @@ const std::map<std::string, std::function<void(const Job &)>> &behaviours()
         {"hangsUpAndGoesOn",
          [](const Job &) {
              ::close(STDOUT_FILENO);
-             while (true)
-                 ::pause();
+             waitForEver();
+         }},
+        {"saysNothing", [](const Job &) { waitForEver(); }},
+        {"doesNotListen",
+         [](const Job &) {
+             std::signal(SIGTERM, SIG_IGN);
+             waitForEver();
+         }},
+        {"computesInSilence",
+         [](const Job &job) {
+             computeInSilence();
+             finish(job);
+         }},
+        {"letsAChildCompute",
+         [](const Job &job) {
+             const pid_t child = ::fork();
+             if (child == 0) {
+                 computeInSilence();
+                 ::_exit(0);
+             }
+             ::waitpid(child, nullptr, 0);
+             finish(job);
          }},
         {"sendsGarbage", [](const Job &) { sendBytes("HTTP/1.1 200 OK\r\n\r\n"); }},
         {"sendsAHugeLength", [](const Job &) { sendBytes(QByteArray::fromHex("10ffffffff")); }},

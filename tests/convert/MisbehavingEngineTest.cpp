@@ -14,6 +14,7 @@
 
 #include <array>
 #include <fstream>
+#include <future>
 #include <string>
 
 // The driver with real files and a helper process that misbehaves.
@@ -28,8 +29,9 @@ namespace fs = std::filesystem;
 class HelperWorld
 {
 public:
-    HelperWorld()
-        : m_listener(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
+    explicit HelperWorld(HelperLimits limits = {})
+        : m_limits(std::move(limits))
+        , m_listener(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
     {
         sockaddr_in address = {};
         address.sin_family = AF_INET;
@@ -81,10 +83,12 @@ public:
     const TestFolder folder;
 
 private:
+    const HelperLimits m_limits;
     const TestFolder m_beside;
     const FileDescriptor m_listener;
     const Files m_files;
-    const ConversionDriver m_driver{m_files, HelperEngines::forDriver(HelperEngines::starting(programs()))};
+    const ConversionDriver m_driver{m_files,
+                                    HelperEngines::forDriver(HelperEngines::starting(programs(), m_limits))};
 };
 
 constexpr auto stopped = "Le moteur de conversion s’est arrêté de façon inattendue.";
@@ -160,6 +164,40 @@ TEST(MisbehavingEngineTest, isReplacedForTheSecondEnginesTurn)
     EXPECT_EQ(world.convert("sound.wav", "sound.m4a"), "done");
     EXPECT_EQ(world.folder.listing(), std::vector<std::string>{"sound.m4a"});
     EXPECT_EQ(world.folder.read("sound.m4a"), "new");
+}
+
+TEST(MisbehavingEngineTest, isEndedWhenItDoesNothingAndNotWhileItWorks)
+{
+    const HelperWorld world({.silence = std::chrono::seconds(1)});
+    for (const std::string behaviour : {"saysNothing", "doesNotListen"}) {
+        world.setBehaviour(behaviour);
+        world.folder.write("sound.m4a", "old");
+        EXPECT_EQ(world.convert("sound.wav", "sound.m4a"),
+                  "Le moteur de conversion ne répond plus. Extension d’origine rétablie.");
+        EXPECT_EQ(world.folder.listing(), std::vector<std::string>{"sound.wav"}) << behaviour;
+    }
+    EXPECT_EQ(world.starts(), 2U) << "no second engine is tried";
+    for (const std::string behaviour : {"computesInSilence", "letsAChildCompute"}) {
+        world.setBehaviour(behaviour);
+        world.folder.write("photo.jpg", "old");
+        EXPECT_EQ(world.convert("photo.png", "photo.jpg"), "done") << behaviour;
+    }
+    EXPECT_TRUE(waitFor([&] { return world.helpersRunning() == 0; }));
+}
+
+TEST(MisbehavingEngineTest, isEndedAtTheProgramsRequest)
+{
+    const auto interruption = std::make_shared<Interruption>();
+    const HelperWorld world({.interruption = interruption});
+    world.setBehaviour("doesNotListen");
+    world.folder.write("sound.m4a", "old");
+    auto outcome =
+        std::async(std::launch::async, [&world] { return world.convert("sound.wav", "sound.m4a"); });
+    EXPECT_TRUE(waitFor([&] { return world.helpersRunning() == 1; }));
+    interruption->request();
+    EXPECT_EQ(outcome.get(),
+              "Quorvalent s’est arrêté avant la fin de la conversion. Extension d’origine rétablie.");
+    EXPECT_EQ(world.folder.listing(), std::vector<std::string>{"sound.wav"});
 }
 
 TEST(MisbehavingEngineTest, leavesNoChildBehindASuccessfulJob)

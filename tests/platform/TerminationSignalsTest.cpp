@@ -4,6 +4,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
+#include <chrono>
 #include <csignal>
 #include <vector>
 
@@ -23,6 +26,7 @@ TEST(TerminationSignals, TellsAHangUpOnlyWhenItComesAlone)
         EXPECT_TRUE(waitFor([&] { return told.size() >= 2; }));
         EXPECT_THAT(told, ElementsAre(SIGTERM, SIGTERM));
     }
+    ::alarm(0); // of the second one
     TerminationSignals signals;
     signals.onSignal = [&](int number) { told.push_back(number); };
     std::raise(SIGHUP);
@@ -40,6 +44,18 @@ TEST(TerminationSignals, LeavesAHangUpIgnoredThatWas)
         EXPECT_EQ(action.sa_handler, SIG_IGN);
     }
     EXPECT_EQ(std::signal(SIGHUP, SIG_DFL), SIG_IGN);
+}
+
+TEST(TerminationSignals, EndTheProgramAfterTheSecondOneWhateverItDoes)
+{
+    const auto hang = [] {
+        const TerminationSignals signals(std::chrono::seconds(1));
+        std::raise(SIGINT);
+        std::raise(SIGTERM);
+        while (true)
+            ::pause();
+    };
+    EXPECT_EXIT(hang(), testing::ExitedWithCode(128 + SIGTERM), "");
 }
 
 } // namespace

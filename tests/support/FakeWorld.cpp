@@ -70,6 +70,7 @@ ModelServices FakeWorld::services()
         expiries.push_back(most);
         return nextExpiry;
     };
+    services.stopConversions = [this] { log.emplace_back("stop"); };
     services.expect = [this](const RenameJob &job) {
         log.push_back("expect " + job.newURL.filename().native());
     };
