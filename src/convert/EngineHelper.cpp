@@ -8,11 +8,13 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <optional>
+#include <utility>
 
 namespace quorvalent {
 
@@ -140,8 +142,10 @@ Protocol::Reply EngineHelper::nextReply()
 {
     try {
         while (true) {
-            if (const std::optional<Protocol::Reply> reply = Protocol::takeReply(m_received))
+            if (const std::optional<Protocol::Reply> reply = Protocol::takeReply(m_received)) {
+                countMessage();
                 return *reply;
+            }
             waitForOutput();
             const QByteArray bytes = m_process.readAvailable();
             if (bytes.isEmpty())
@@ -151,6 +155,18 @@ Protocol::Reply EngineHelper::nextReply()
     } catch (const Protocol::ProtocolError &) {
         giveUp(0ms);
     }
+}
+
+// A flood costs the program all its time. What a pipe holds may come at once, from an honest helper too, when
+// our own process was stopped for a while.
+void EngineHelper::countMessage()
+{
+    constexpr double pipeful = 11'000; // of the shortest messages
+    const auto now = std::chrono::steady_clock::now();
+    const std::chrono::duration<double> elapsed = now - std::exchange(m_counted, now);
+    m_messagesAllowed = std::min(pipeful, m_messagesAllowed + elapsed.count() * mostMessagesPerSecond) - 1;
+    if (m_messagesAllowed < 0)
+        giveUp(0ms);
 }
 
 // Looks are counted, not time: when the whole machine or our own process was stopped meanwhile, the helper

@@ -75,6 +75,9 @@ public:
     [[nodiscard]] bool hasEnded() const { return m_process.hasEnded(); }
 
 private:
+    /// Our own helpers report fifty times a second at most.
+    static constexpr double mostMessagesPerSecond = 1000;
+
     /// Both ends of the pipe for requests.
     struct Pipe
     {
@@ -90,6 +93,7 @@ private:
     EngineProtocol::Reply ask(const EngineProtocol::Request &request, const Progress &progress);
     EngineProtocol::Reply nextReply();
     void waitForOutput();
+    void countMessage();
     [[noreturn]] void giveUp(std::chrono::milliseconds patience);
     [[noreturn]] void stop(const QString &sentence);
 
@@ -98,6 +102,8 @@ private:
     FileDescriptor m_requests;
     ChildProcess m_process;
     QByteArray m_received;
+    double m_messagesAllowed = mostMessagesPerSecond;
+    std::chrono::steady_clock::time_point m_counted = std::chrono::steady_clock::now();
     bool m_isLost = false;
 };
 

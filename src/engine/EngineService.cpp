@@ -54,10 +54,20 @@ Protocol::Reply EngineService::answer(const Protocol::Request &request)
 
 EngineReport EngineService::convert(const Protocol::Conversion &conversion)
 {
-    return m_family.convert(
-        conversion, m_reach.workFolder / conversion.files.source,
-        m_reach.workFolder / conversion.files.output,
-        [this](std::optional<double> fraction) { send(Protocol::ProgressReport{fraction}); });
+    return m_family.convert(conversion, m_reach.workFolder / conversion.files.source,
+                            m_reach.workFolder / conversion.files.output,
+                            [this](std::optional<double> fraction) { reportProgress(fraction); });
+}
+
+// Engines report at each step, which may be thousands a second.
+void EngineService::reportProgress(std::optional<double> fraction)
+{
+    constexpr std::chrono::milliseconds interval(20);
+    const auto now = std::chrono::steady_clock::now();
+    if (now < m_nextReport)
+        return;
+    m_nextReport = now + interval;
+    send(Protocol::ProgressReport{fraction});
 }
 
 bool EngineService::isOriginalOf(const Protocol::Look &look) const

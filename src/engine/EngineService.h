@@ -6,6 +6,9 @@
 #include "engine/RequestStream.h"
 #include "platform/FileDescriptor.h"
 
+#include <chrono>
+#include <optional>
+
 namespace quorvalent {
 
 /// The helper's end of the conversation: takes requests about the files within its reach and runs engines and
@@ -35,10 +38,12 @@ private:
     [[nodiscard]] EngineReport convert(const EngineProtocol::Conversion &conversion);
     [[nodiscard]] bool isOriginalOf(const EngineProtocol::Look &look) const;
     [[nodiscard]] bool matches(const EngineProtocol::Check &check);
+    void reportProgress(std::optional<double> fraction);
 
     EngineHelper::Reach m_reach;
     EngineFamily &m_family;
     Conversation m_conversation;
+    std::chrono::steady_clock::time_point m_nextReport; ///< progress told earlier is dropped
 };
 
 } // namespace quorvalent

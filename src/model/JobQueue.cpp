@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <utility>
 
+#include <atomic>
 namespace quorvalent {
 
 namespace {
@@ -26,6 +27,31 @@ bool isRefused(const RenameJob &job)
 }
 
 } // namespace
+
+/// Carries progress to the main thread with one event at a time, so that a helper that reports without end
+/// fills no memory: what comes meanwhile takes the place of what was to be told.
+class LatestProgress
+{
+public:
+    /// The converting thread; whether an event has to be sent.
+    bool put(std::optional<double> fraction)
+    {
+        m_fraction = fraction.value_or(unknown);
+        return !m_isUnderWay.exchange(true);
+    }
+    /// The main thread, at the event.
+    std::optional<double> take()
+    {
+        m_isUnderWay = false; // first: what is put from now on is told by another event
+        const double fraction = m_fraction;
+        return fraction == unknown ? std::nullopt : std::optional(fraction);
+    }
+
+private:
+    static constexpr double unknown = -1;
+    std::atomic<double> m_fraction = unknown;
+    std::atomic<bool> m_isUnderWay = false;
+};
 
 JobQueue::JobQueue(const ModelServices &services, std::function<Preferences()> preferences)
     : m_services(services)
@@ -128,8 +154,12 @@ void JobQueue::convertInBackground(const RunningJob &running)
 {
     const QPointer self(this);
     const RenameJob &job = running.job;
-    const Progress progress = [self, number = running.number](std::optional<double> fraction) {
-        postToMain([self, number, fraction] {
+    const Progress progress = [self, number = running.number,
+                               latest = std::make_shared<LatestProgress>()](std::optional<double> fraction) {
+        if (!latest->put(fraction))
+            return;
+        postToMain([self, number, latest] {
+            const std::optional<double> newest = latest->take();
             if (self)
                 self->setProgress(number, fraction);
         });

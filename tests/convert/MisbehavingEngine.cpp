@@ -170,6 +170,11 @@ const std::map<std::string, std::function<void(const Job &)>> &behaviours()
              ::waitpid(child, nullptr, 0);
              finish(job);
          }},
+        {"floods",
+         [](const Job &) {
+             while (true)
+                 send(Protocol::ProgressReport{0.5});
+         }},
         {"sendsGarbage", [](const Job &) { sendBytes("HTTP/1.1 200 OK\r\n\r\n"); }},
         {"sendsAHugeLength", [](const Job &) { sendBytes(QByteArray::fromHex("10ffffffff")); }},
         {"sendsHalfAMessage",

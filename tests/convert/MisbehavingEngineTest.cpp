@@ -112,14 +112,14 @@ const std::array misbehaviours
 {
     Misbehaviour{"diesAtTheStart", stopped}, Misbehaviour{"crashes", stopped},
         Misbehaviour{"isKilled", outOfMemory}, Misbehaviour{"hangsUpAndGoesOn", stopped},
-        Misbehaviour{"sendsGarbage", stopped}, Misbehaviour{"sendsAHugeLength", stopped},
-        Misbehaviour{"sendsHalfAMessage", stopped}, Misbehaviour{"sendsARequest", stopped},
-        Misbehaviour{"answersAnotherQuestion", stopped}, Misbehaviour{"goesBeyondTheEnd", stopped},
-        Misbehaviour{"goesBackBeyondTheStart", stopped}, Misbehaviour{"reportsNoNumber", stopped},
-        Misbehaviour{"exitsWithoutAWord", stopped}, Misbehaviour{"claimsToBeDone", notThere},
-        Misbehaviour{"leavesAChildAndDies", stopped}, Misbehaviour{"opensTheUsersTable", caged},
-        Misbehaviour{"opensTheHome", caged}, Misbehaviour{"writesElsewhere", caged},
-        Misbehaviour{"connectsToLoopback", caged},
+        Misbehaviour{"floods", stopped}, Misbehaviour{"sendsGarbage", stopped},
+        Misbehaviour{"sendsAHugeLength", stopped}, Misbehaviour{"sendsHalfAMessage", stopped},
+        Misbehaviour{"sendsARequest", stopped}, Misbehaviour{"answersAnotherQuestion", stopped},
+        Misbehaviour{"goesBeyondTheEnd", stopped}, Misbehaviour{"goesBackBeyondTheStart", stopped},
+        Misbehaviour{"reportsNoNumber", stopped}, Misbehaviour{"exitsWithoutAWord", stopped},
+        Misbehaviour{"claimsToBeDone", notThere}, Misbehaviour{"leavesAChildAndDies", stopped},
+        Misbehaviour{"opensTheUsersTable", caged}, Misbehaviour{"opensTheHome", caged},
+        Misbehaviour{"writesElsewhere", caged}, Misbehaviour{"connectsToLoopback", caged},
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // those have no memory limit
         Misbehaviour{"eatsMemory", outOfMemory}, Misbehaviour{"diesForWantOfMemory", outOfMemory},
 #endif
