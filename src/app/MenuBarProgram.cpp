@@ -4,6 +4,8 @@
 #include "model/AppModel.h"
 #include "model/DesktopServices.h"
 #include "model/SystemServices.h"
+#include "platform/Dispatch.h"
+#include "platform/Error.h"
 #include "platform/TerminationSignals.h"
 #include "platform/update/FeedUpdater.h"
 #include "platform/update/StartNotice.h"
@@ -73,6 +75,14 @@ int runMenuBarProgram(int argc, char **argv)
     StartNotice startNotice;
     if (!hasDisplay()) {
         std::fputs("quorvalent: there is no display; quorvalent-watch does the work without one\n", stderr);
+        return EXIT_FAILURE;
+    }
+    // Without them, windows and session bus wait for ever, and nobody can be shown why.
+    constexpr int threadsOfTheProgram = 8;
+    try {
+        requireThreads(threadsOfTheProgram);
+    } catch (const Error &failure) {
+        std::fprintf(stderr, "quorvalent: %s\n", qUtf8Printable(L(failure.errorDescription())));
         return EXIT_FAILURE;
     }
     preferX11();

@@ -49,7 +49,8 @@ void WatchSession::start()
 void WatchSession::stop(int signalNumber)
 {
     if (m_status) {
-        m_model.stopConversionsSoon();
+        if (!m_model.isIdle())
+            m_model.stopConversionsSoon();
         finishRunningJobsOnly(signalStatusBase + signalNumber);
         return;
     }

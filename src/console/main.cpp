@@ -106,5 +106,8 @@ int main(int argc, char **argv)
     } catch (const UsageError &error) {
         complain(error.errorDescription());
         return badUsage;
+    } catch (const Error &error) {
+        complain(error.errorDescription()); // a thread or a descriptor that watching cannot do without
+        return EXIT_FAILURE;
     }
 }

@@ -62,6 +62,10 @@ public:
     ConversionReport convert(const RenameJob &job, const Preferences &preferences,
                              const ConversionRun &run = {}) const;
 
+    /// Gives a file that was not converted its old name back, where both names are as the job left them, and
+    /// throws why it was not, with what became of the name. Returns where there is nothing to give back.
+    void giveNameBack(const RenameJob &job, const Error &failure) const;
+
 private:
     [[nodiscard]] bool isAlready(const RenameJob &job) const;
     ConversionReport replace(const RenameJob &job, const Preferences &preferences,
@@ -74,7 +78,6 @@ private:
     void requireFileLike(const FileAttributes &own, const std::filesystem::path &output) const;
     void requireSpaceForResult(const RenameJob &job) const;
     [[nodiscard]] bool restoreName(const RenameJob &job) const;
-    void giveNameBack(const RenameJob &job, const Error &failure) const;
 
     const Files &m_files;
     Engines m_engines;

@@ -47,6 +47,12 @@ bool Converter::isWhatItsNameSays(const fs::path &file, const HelperSource &help
     }
 }
 
+void Converter::refuse(const RenameJob &job, const Error &why)
+{
+    const Files files;
+    ConversionDriver(files, {}).giveNameBack(job, why);
+}
+
 void Converter::image(const fs::path &source, const fs::path &output, double quality,
                       const Progress &progress)
 {

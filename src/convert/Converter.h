@@ -30,6 +30,9 @@ struct Converter
     isWhatItsNameSays(const std::filesystem::path &file,
                       const HelperSource &helpers = HelperEngines::starting(HelperPrograms::bundled()));
 
+    /// Gives the file of a job that could not be begun its old name back and throws why, as a job's failure.
+    static void refuse(const RenameJob &job, const Error &why);
+
     /// Writes a still or multi-frame image as the format of `output`'s extension. `quality` is a fraction,
     /// 1.0 the best; formats without lossy compression ignore it. Reports up to 0.9.
     static void image(const std::filesystem::path &source, const std::filesystem::path &output,

@@ -31,6 +31,8 @@ const QString finderConsentKey = u"finderWarningConsent"_s;
 // The program ends within five seconds of such a wish, and a stopped conversion takes one to clear up.
 constexpr std::chrono::seconds untilConversionsStop(3);
 
+constexpr std::chrono::minutes untilExpiryIsTriedAgain(1);
+
 constexpr int mostUndoMinutes = 24 * 60;
 
 /// The choice of a language or an appearance that is the session's.
@@ -193,13 +195,17 @@ void AppModel::expireOriginals(std::optional<std::chrono::minutes> most)
 {
     if (preview())
         return;
-    m_services.inBackground([self = QPointer(this), most, expire = m_services.expireOriginals] {
-        const std::optional<std::chrono::seconds> next = expire(most);
-        postToMain([self, next] {
-            if (self)
-                self->scheduleExpiry(next);
+    try {
+        m_services.inBackground([self = QPointer(this), most, expire = m_services.expireOriginals] {
+            const std::optional<std::chrono::seconds> next = expire(most);
+            postToMain([self, next] {
+                if (self)
+                    self->scheduleExpiry(next);
+            });
         });
-    });
+    } catch (const Error &) {
+        m_expiry = DelayedTask(untilExpiryIsTriedAgain, [this, most] { expireOriginals(most); });
+    }
 }
 
 // One timer, and only while something is kept.

@@ -191,7 +191,7 @@ public:
     /// Pauses, or resumes from a fresh listing.
     void togglePause();
     /// Puts interrupted work right, then watches the folders of the preferences; on the first launch,
-    /// registers the login item. Called once.
+    /// registers the login item. Called once; Error when the system has no thread for that.
     void start();
     /// Watches the present folders from a fresh listing, or nothing while new jobs are refused.
     void restartWatcher();

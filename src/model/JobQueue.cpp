@@ -1,13 +1,14 @@
 #include "model/JobQueue.h"
 
+#include "core/ConversionError.h"
 #include "core/RenamePolicy.h"
 
 #include <QPointer>
 
 #include <algorithm>
+#include <atomic>
 #include <utility>
 
-#include <atomic>
 namespace quorvalent {
 
 namespace {
@@ -25,8 +26,6 @@ bool isRefused(const RenameJob &job)
 {
     return RenameProtection::reason(job).has_value();
 }
-
-} // namespace
 
 /// Carries progress to the main thread with one event at a time, so that a helper that reports without end
 /// fills no memory: what comes meanwhile takes the place of what was to be told.
@@ -52,6 +51,8 @@ private:
     std::atomic<double> m_fraction = unknown;
     std::atomic<bool> m_isUnderWay = false;
 };
+
+} // namespace
 
 JobQueue::JobQueue(const ModelServices &services, std::function<Preferences()> preferences)
     : m_services(services)
@@ -161,16 +162,16 @@ void JobQueue::convertInBackground(const RunningJob &running)
         postToMain([self, number, latest] {
             const std::optional<double> newest = latest->take();
             if (self)
-                self->setProgress(number, fraction);
+                self->setProgress(number, newest);
         });
     };
     const ConversionRun run{.progress = progress,
                             .threads =
                                 m_lanes.threadsFor(m_running.size() + m_jobs.size(), m_services.machine()),
                             .cancellation = running.cancellation};
-    m_services.inBackground([self, job, number = running.number, run, convert = m_services.convert,
-                             isInPlace = m_services.isInPlace, preferences = m_preferences(),
-                             watcher = m_watcher] {
+    const auto convert = [self, job, number = running.number, run, convert = m_services.convert,
+                          isInPlace = m_services.isInPlace, preferences = m_preferences(),
+                          watcher = m_watcher] {
         if (!isInPlace(job)) {
             postToMain([self, number] {
                 if (self)
@@ -187,6 +188,28 @@ void JobQueue::convertInBackground(const RunningJob &running)
             if (self)
                 self->finish(number, outcome);
         });
+    };
+    try {
+        m_services.inBackground(convert);
+    } catch (const Error &failure) {
+        refuse(running, failure);
+    }
+}
+
+// As the end of a conversion is told, with an event, because a queue that starts jobs is not to be started
+// again inside.
+void JobQueue::refuse(const RunningJob &running, const Error &why)
+{
+    const auto giveNameBack = [&](const RenameJob &job, const Preferences &,
+                                  const ConversionRun &) -> ConversionReport {
+        m_services.refuse(job, why);
+        throw ConversionError(why.errorDescription());
+    };
+    const JobOutcome outcome = outcomeOf(giveNameBack, running.job, m_preferences(), {});
+    release(running.job);
+    postToMain([self = QPointer(this), number = running.number, outcome] {
+        if (self)
+            self->finish(number, outcome);
     });
 }
 

@@ -95,6 +95,7 @@ private:
     [[nodiscard]] bool mayConvert(const RenameJob &job) const;
     void start(std::deque<WaitingJob>::iterator waiting);
     void convertInBackground(const RunningJob &running);
+    void refuse(const RunningJob &running, const Error &why);
     void setProgress(std::uint64_t number, std::optional<double> fraction);
     void finish(std::uint64_t number, const JobOutcome &outcome);
     void seek(std::uint64_t number);

@@ -4,6 +4,7 @@
 #include "core/RenameJob.h"
 #include "model/JobOutcome.h"
 #include "platform/Dispatch.h"
+#include "platform/Error.h"
 #include "platform/Machine.h"
 
 #include <QString>
@@ -80,7 +81,9 @@ struct ModelServices
     std::function<void(const RenameJob &)> expect;
     /// What conversions that run side by side may take.
     std::function<Machine()> machine;
-    /// Runs long work off the main thread, each task on a thread of its own.
+    /// Gives the file of a job that could not be begun its old name back, and throws why it could not.
+    std::function<void(const RenameJob &, const Error &why)> refuse;
+    /// Runs long work off the main thread, each task on a thread of its own; Error when there is none.
     std::function<void(Task)> inBackground;
     /// Runs a task on the main thread after a delay; a delay of 0 means the next turn of the event loop.
     std::function<void(std::chrono::milliseconds, Task)> later;

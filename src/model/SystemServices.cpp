@@ -52,6 +52,7 @@ ModelServices systemServices()
             job, preferences, run, [&](EngineHelper::Family family) { return helpers->take(family); },
             &originals->store);
     };
+    services.refuse = &Converter::refuse;
     services.expireOriginals = [originals](std::optional<std::chrono::minutes> most) {
         return originals->store.expire(most);
     };

@@ -1,15 +1,22 @@
 #include "platform/Dispatch.h"
 
+#include "platform/Error.h"
+
 #include <QCoreApplication>
 #include <QEvent>
-#include <QThreadPool>
 
 #include <sys/resource.h>
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <future>
+#include <latch>
+#include <list>
+#include <system_error>
+#include <thread>
 #include <utility>
+#include <vector>
 
 namespace quorvalent {
 
@@ -17,9 +24,6 @@ namespace {
 
 // Behind whatever the user waits for, ahead of idle-time work.
 constexpr int utilityNiceness = 10;
-
-// Tasks wait for processes and disks rather than compute; who posts them limits how many there are.
-constexpr int backgroundThreads = 128;
 
 class TaskEvent : public QEvent
 {
@@ -39,6 +43,21 @@ public:
 private:
     Task m_task;
 };
+
+// Main thread. Never destroyed, because a static destructor may run while a thread still does.
+std::list<std::thread> &backgroundThreads()
+{
+    static auto *const threads = new std::list<std::thread>;
+    return *threads;
+}
+
+void joinBackgroundThreads()
+{
+    for (std::thread &thread : backgroundThreads()) {
+        if (thread.joinable())
+            thread.join();
+    }
+}
 
 } // namespace
 
@@ -112,6 +131,8 @@ SerialQueue::SerialQueue(const QString &label, Priority priority)
 {
     m_thread->setObjectName(label);
     m_thread->start();
+    if (!m_thread->isRunning())
+        throw FileError(EAGAIN, label.toStdString());
     // On Linux niceness belongs to the thread, and QThread's own priorities do nothing for ordinary ones.
     // A program that was started nicer than that keeps its niceness.
     if (priority == Priority::Utility)
@@ -157,6 +178,21 @@ bool SerialQueue::isClosing() const
     return m_receiver->isClosing();
 }
 
+void requireThreads(int count)
+{
+    std::latch areThere(count + 1);
+    std::vector<std::jthread> threads;
+    const auto meet = [&areThere] { areThere.arrive_and_wait(); };
+    try {
+        for (int number = 0; number < count; ++number)
+            threads.emplace_back(meet);
+        areThere.count_down();
+    } catch (const std::system_error &failure) {
+        areThere.count_down(count + 1 - static_cast<int>(threads.size())); // those that are missing
+        throw FileError(failure.code().value(), "thread");
+    }
+}
+
 void postToMain(Task task)
 {
     static TaskReceiver main(QCoreApplication::instance()->thread());
@@ -165,19 +201,23 @@ void postToMain(Task task)
 
 void postToBackground(Task task)
 {
-    // As in TaskReceiver: says in our code that what the task holds was written before it runs.
-    static std::atomic<unsigned> handedOver = 0;
-    Task received = [task = std::move(task)] {
-        (void)handedOver.load(std::memory_order_acquire);
-        task();
-    };
-    handedOver.fetch_add(1, std::memory_order_release);
-    static QThreadPool *const pool = [] {
-        QThreadPool *const shared = QThreadPool::globalInstance();
-        shared->setMaxThreadCount(backgroundThreads);
-        return shared;
-    }();
-    pool->start(std::move(received));
+    static const bool isWaitedFor = (qAddPostRoutine(&joinBackgroundThreads), true);
+    static_cast<void>(isWaitedFor);
+    std::list<std::thread> &threads = backgroundThreads();
+    const auto place = threads.emplace(threads.end());
+    try {
+        *place = std::thread([task = std::move(task), place] {
+            task();
+            postToMain([place] {
+                if (place->joinable())
+                    place->join();
+                backgroundThreads().erase(place);
+            });
+        });
+    } catch (const std::system_error &failure) {
+        threads.erase(place);
+        throw FileError(failure.code().value(), "thread");
+    }
 }
 
 } // namespace quorvalent

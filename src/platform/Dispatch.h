@@ -42,6 +42,7 @@ public:
     /// Utility work gives way to everything the user waits for: its thread is nice.
     enum class Priority { Default, Utility };
 
+    /// FileError when the system has no thread to give.
     explicit SerialQueue(const QString &label, Priority priority = Priority::Default);
     /// Closes the queue, if that was not done before. Not to be called on the queue itself.
     ~SerialQueue();
@@ -65,10 +66,15 @@ private:
     std::unique_ptr<TaskReceiver> m_receiver; ///< lives on m_thread, so that posted tasks run there
 };
 
+/// FileError when the system does not let this program have so many more threads at once. Parts of Qt wait
+/// for ever for a thread that could not be started.
+void requireThreads(int count);
+
 /// The event loop of the main thread. Any thread may post; a QCoreApplication must exist.
 void postToMain(Task task);
 
-/// The shared pool for long work. Any thread may post.
+/// A thread of its own for long work, which the application waits for at its end. Called on the main thread;
+/// FileError when the system has no thread to give.
 void postToBackground(Task task);
 
 } // namespace quorvalent

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <system_error>
 
 namespace quorvalent {
 
@@ -26,13 +27,19 @@ std::chrono::nanoseconds pauseAfter(Clock::duration elapsed)
 
 EarlyFlush::EarlyFlush(std::filesystem::path path)
     : m_path(std::move(path))
-    , m_thread([this] { run(); })
-{}
+{
+    try {
+        m_thread = std::thread([this] { run(); });
+    } catch (const std::system_error &) {
+        // no thread to be had: the end of the job flushes everything
+    }
+}
 
 EarlyFlush::~EarlyFlush()
 {
     m_isOver.release();
-    m_thread.join();
+    if (m_thread.joinable())
+        m_thread.join();
 }
 
 void EarlyFlush::run()

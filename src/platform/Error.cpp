@@ -38,6 +38,8 @@ QString sentence(int errorNumber, const std::filesystem::path &path)
     case EBUSY:
     case ETXTBSY:
         return composed(u"« {0} » est utilisé par le système."_s, {name});
+    case EAGAIN: // of a process or a thread
+        return u"Le système n’accorde plus de processus : une limite est atteinte (ulimit -u, TasksMax)."_s;
     case ELOOP:
     case EISDIR:
     case ENXIO:

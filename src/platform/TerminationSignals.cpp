@@ -1,5 +1,7 @@
 #include "platform/TerminationSignals.h"
 
+#include "platform/Error.h"
+
 #include <csignal>
 #include <fcntl.h>
 #include <unistd.h>
@@ -7,7 +9,6 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
-#include <system_error>
 #include <utility>
 
 namespace quorvalent {
@@ -57,7 +58,7 @@ TerminationSignals::TerminationSignals(std::chrono::seconds atTheLatest)
 {
     std::array<int, 2> ends{};
     if (::pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK) != 0)
-        throw std::system_error(errno, std::generic_category());
+        throw FileError(errno, "pipe");
     m_readEnd = FileDescriptor(ends[0]);
     m_writeEnd = FileDescriptor(ends[1]);
     m_notifier.emplace(m_readEnd.get(), QSocketNotifier::Read);

@@ -19,7 +19,7 @@ namespace quorvalent {
 class TerminationSignals
 {
 public:
-    /// Throws std::system_error when the system has no descriptor left.
+    /// FileError when the system has no descriptor left.
     explicit TerminationSignals(std::chrono::seconds atTheLatest = std::chrono::seconds(4));
     ~TerminationSignals();
     TerminationSignals(const TerminationSignals &) = delete;

@@ -62,8 +62,10 @@ ModelServices noServices()
             .makeWatcher = [](const JobSourceHandlers &) -> std::unique_ptr<JobSource> { return nullptr; },
             .observePresence = [](const auto &...) { return nullptr; },
             .expireOriginals = [](std::optional<std::chrono::minutes>) { return std::nullopt; },
+            .stopConversions = [] {},
             .expect = [](const RenameJob &) {},
             .machine = [] { return Machine(); },
+            .refuse = [](const RenameJob &, const Error &) {},
             .inBackground = [](const Task &) {},
             .later = [](std::chrono::milliseconds, const Task &) {}};
 }

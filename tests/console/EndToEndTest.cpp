@@ -1,3 +1,4 @@
+#include "support/NoThreads.h"
 #include "support/TestFolder.h"
 #include "support/TestMedia.h"
 #include "support/WaitFor.h"
@@ -222,16 +223,25 @@ TEST_F(EndToEndTest, endsAfterASecondSignalWhateverADecoderDoes)
     rename("photo.png", "photo.jpg");
     ASSERT_TRUE(
         waitFor([&] { return count("started") == 1 && !bundle.read("Contents/Helpers/starts").empty(); }));
-    program.terminate();
-    ASSERT_TRUE(waitFor([this] { return count("stopping") == 1; }));
-    program.terminate();
+    ::kill(static_cast<pid_t>(program.processId()), SIGINT);
+    ::kill(static_cast<pid_t>(program.processId()), SIGTERM);
 
-    EXPECT_EQ(exitStatus(), 128 + SIGTERM);
+    EXPECT_THAT(exitStatus(), testing::AnyOf(128 + SIGINT, 128 + SIGTERM));
     EXPECT_EQ(count("finished"), 1);
     EXPECT_EQ(events.back()[u"detail"_s].toString(),
               u"Quorvalent s’est arrêté avant la fin de la conversion. Extension d’origine rétablie."_s);
     EXPECT_EQ(folder.listing(), std::vector<std::string>({"photo.png"}));
     EXPECT_EQ(folder.read("photo.png"), "old");
+}
+
+TEST_F(EndToEndTest, saysAtTheStartThatThereAreNoThreads)
+{
+    program.setChildProcessModifier(&refuseThreads);
+    program.start(QStringLiteral(QUORVALENT_WATCH_PROGRAM),
+                  {u"--language"_s, u"fr"_s, QString::fromStdString(folder.path().native())});
+    EXPECT_EQ(exitStatus(), 1);
+    EXPECT_TRUE(program.readAllStandardOutput().isEmpty());
+    EXPECT_TRUE(program.readAllStandardError().contains("(ulimit -u, TasksMax)"));
 }
 
 TEST_F(EndToEndTest, failsWhenNobodyCanReadItsEvents)

@@ -168,13 +168,14 @@ TEST(MisbehavingEngineTest, isReplacedForTheSecondEnginesTurn)
 
 TEST(MisbehavingEngineTest, isEndedWhenItDoesNothingAndNotWhileItWorks)
 {
-    const HelperWorld world({.silence = std::chrono::seconds(1)});
+    const HelperWorld world({.silence = std::chrono::milliseconds(500)});
     for (const std::string behaviour : {"saysNothing", "doesNotListen"}) {
         world.setBehaviour(behaviour);
         world.folder.write("sound.m4a", "old");
         EXPECT_EQ(world.convert("sound.wav", "sound.m4a"),
                   "Le moteur de conversion ne répond plus. Extension d’origine rétablie.");
         EXPECT_EQ(world.folder.listing(), std::vector<std::string>{"sound.wav"}) << behaviour;
+        fs::remove(world.folder / "sound.wav");
     }
     EXPECT_EQ(world.starts(), 2U) << "no second engine is tried";
     for (const std::string behaviour : {"computesInSilence", "letsAChildCompute"}) {

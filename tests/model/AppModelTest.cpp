@@ -443,7 +443,6 @@ TEST_F(AppModelTest, showsTheProgressOfTheRunningJobOnly)
                      });
     Progress kept;
     world.convert = [&kept](const RenameJob &, const Preferences &, const Progress &progress) {
-        progress(0.25);
         progress(std::nullopt);
         for (int step = 0; step <= 100'000; ++step)
             progress(step / 100'000.0);
@@ -463,6 +462,24 @@ TEST_F(AppModelTest, showsTheProgressOfTheRunningJobOnly)
     kept(0.75);
     runMain();
     EXPECT_EQ(model->progress(), std::nullopt) << "a late report of the job before";
+}
+
+TEST_F(AppModelTest, failsAJobForWhichThereIsNoThreadAndGoesOn)
+{
+    startWatching();
+    world.hasThreads = false;
+    world.handlers.onRename(renamed("a.png", "a.jpg", u"1-1"_s));
+    runMain();
+    EXPECT_EQ(world.takeLog(), Lines({"started a.jpg, 0 wait", "toast", "give name back a.png",
+                                      "complete 1-1", "finished a.jpg, failed", "onWarning", "drained"}));
+    EXPECT_TRUE(model->warningMessage().contains(u"ulimit -u"_s));
+
+    world.hasThreads = true;
+    world.handlers.onRename(renamed("b.png", "b.jpg", u"1-2"_s));
+    runMain();
+    world.runBackground();
+    EXPECT_FALSE(model->isConverting());
+    EXPECT_EQ(world.log.at(3), "finished b.jpg");
 }
 
 TEST_F(AppModelTest, releasesAJobItRefuses)

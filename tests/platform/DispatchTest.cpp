@@ -1,5 +1,7 @@
 #include "platform/Dispatch.h"
 
+#include "platform/Error.h"
+#include "support/NoThreads.h"
 #include "support/WaitFor.h"
 
 #include <sys/resource.h>
@@ -10,6 +12,8 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <array>
+#include <functional>
 #include <latch>
 #include <thread>
 
@@ -105,6 +109,29 @@ TEST(SerialQueue, onlyAUtilityQueueIsNice)
     EXPECT_EQ(nicenessOn(ordinary), own);
     EXPECT_EQ(nicenessOn(utility), std::max(own, 10)) << "a program that is nice already stays as nice";
     EXPECT_EQ(::getpriority(PRIO_PROCESS, 0), own);
+}
+
+TEST(Dispatch, saysWhatIsMissingWhereThereIsNoThread)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto attempt = [] {
+        ::alarm(30); // seconds; ends what would wait for ever
+        test::refuseThreads();
+        int refused = 0;
+        const std::array<std::function<void()>, 3> attempts{
+            [] { const SerialQueue queue(QStringLiteral("test")); }, [] { postToBackground([] {}); },
+            [] { requireThreads(2); }};
+        for (const auto &start : attempts) {
+            try {
+                start();
+            } catch (const FileError &failure) {
+                refused += failure.errorDescription().contains(QStringLiteral("ulimit -u")) ? 1 : 0;
+            }
+        }
+        ::_exit(refused);
+    };
+    EXPECT_EXIT(attempt(), testing::ExitedWithCode(3), "");
+    requireThreads(2);
 }
 
 TEST(DelayedTask, runsOnceAndMayReplaceItself)

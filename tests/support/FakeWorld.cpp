@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 
+#include <cerrno>
 #include <utility>
 
 namespace quorvalent::test {
@@ -74,7 +75,14 @@ ModelServices FakeWorld::services()
     services.expect = [this](const RenameJob &job) {
         log.push_back("expect " + job.newURL.filename().native());
     };
-    services.inBackground = [this](Task task) { m_background.push_back(std::move(task)); };
+    services.refuse = [this](const RenameJob &job, const Error &) {
+        log.push_back("give name back " + job.oldURL.filename().native());
+    };
+    services.inBackground = [this](Task task) {
+        if (!hasThreads)
+            throw FileError(EAGAIN, "thread");
+        m_background.push_back(std::move(task));
+    };
     services.later = [this](std::chrono::milliseconds delay, Task task) {
         log.push_back("later " + std::to_string(delay.count()));
         m_later.push_back(std::move(task));

@@ -27,6 +27,7 @@ public:
         [](const RenameJob &, const Preferences &, const Progress &) {};
     QueuePacing pacing;
     Machine machine{.cores = 2, .availableBytes = 4ULL << 30};
+    bool hasThreads = true; ///< for background tasks
     std::function<bool(const RenameJob &)> isInPlace = [](const RenameJob &) { return true; };
     ConversionRun run;                                         ///< of the last that ran
     ConversionReport report;                                   ///< of what converts

@@ -109,13 +109,17 @@ void Download::begin()
         return;
     }
     // The answer may have to be fetched and computed first, which must not hold up the windows.
-    postToBackground([self = QPointer(this), query = QNetworkProxyQuery(m_request.address)] {
-        const QNetworkProxy proxy = QNetworkProxyFactory::systemProxyForQuery(query).value(0);
-        postToMain([self, proxy] {
-            if (self && self->m_finish)
-                self->send(proxy);
+    try {
+        postToBackground([self = QPointer(this), query = QNetworkProxyQuery(m_request.address)] {
+            const QNetworkProxy proxy = QNetworkProxyFactory::systemProxyForQuery(query).value(0);
+            postToMain([self, proxy] {
+                if (self && self->m_finish)
+                    self->send(proxy);
+            });
         });
-    });
+    } catch (const FileError &noThread) {
+        fail(UpdateError::Kind::Failed, noThread.errorDescription());
+    }
 }
 
 void Download::send(const QNetworkProxy &proxy)

@@ -238,15 +238,20 @@ void FeedUpdater::prepare()
 {
     m_dialogs.showPreparation([this] { cancel(); });
     m_isPreparing = true;
-    postToBackground([self = QPointer(this), place = m_exchange, release = *m_release, key = m_source->key,
-                      isCancelled = m_isCancelled]() mutable {
+    const auto prepareThere = [self = QPointer(this), place = m_exchange, release = *m_release,
+                               key = m_source->key, isCancelled = m_isCancelled]() mutable {
         auto outcome = prepared(*place, release, key, *isCancelled);
         place.reset();
         postToMain([self, outcome = std::move(outcome)] {
             if (self)
                 self->endPreparation(outcome);
         });
-    });
+    };
+    try {
+        postToBackground(prepareThere);
+    } catch (const FileError &noThread) {
+        endPreparation(UpdateError(UpdateError::Kind::Failed, noThread.errorDescription()));
+    }
 }
 
 void FeedUpdater::endPreparation(const std::optional<UpdateError> &failure)
