@@ -170,13 +170,8 @@ ConversionReport ConversionDriver::replace(const RenameJob &job, const Preferenc
     requireStamp(job, u"Le fichier est en cours de modification."_s);
     requireSpaceForResult(job);
     requireWanted(job, run.cancellation);
-    EngineReport learnt;
-    {
-        const EarlyFlush flush(work.output());
-        learnt = runEngine(job, work, preferences, whileWanted(job, run));
-        requireSoundOutput(work, own);
-    }
-    ConversionReport conversion{.remarks = std::move(learnt.remarks), .original = {}};
+    const EngineReport learnt = makeOutput(job, work, own, preferences, whileWanted(job, run));
+    ConversionReport conversion{.remarks = learnt.remarks, .original = {}};
     TakeOriginal take;
     if (m_originals && preferences.undoSpan.count() > 0) {
         take = [&](const fs::path &original, const FileStamp &result) {
@@ -223,6 +218,34 @@ void ConversionDriver::requireSpaceForResult(const RenameJob &job) const
     const std::optional<std::uint64_t> available = m_files.freeBytes(folder);
     if (available && *available < smallestResult(job))
         throw ConversionError(u"Espace disque insuffisant."_s);
+}
+
+// Each engine has words of its own for a full disk, or none. Asked while the output still takes its room.
+EngineReport ConversionDriver::makeOutput(const RenameJob &job, const WorkFolder &work,
+                                          const FileAttributes &own, const Preferences &preferences,
+                                          const Progress &progress) const
+{
+    try {
+        const EarlyFlush flush(work.output());
+        EngineReport learnt = runEngine(job, work, preferences, progress);
+        requireSoundOutput(work, own);
+        return learnt;
+    } catch (const ConversionCancelled &) {
+        throw;
+    } catch (const ConversionStopped &) {
+        throw;
+    } catch (const Error &) {
+        if (isVolumeFull(work.path()))
+            throw ConversionError(u"Espace disque insuffisant."_s);
+        throw;
+    }
+}
+
+bool ConversionDriver::isVolumeFull(const fs::path &folder) const
+{
+    constexpr std::uint64_t asGoodAsNothing = 1U << 20U; // bytes: what an engine writes at a time may not fit
+    const std::optional<std::uint64_t> available = m_files.freeBytes(folder);
+    return available && *available < asGoodAsNothing;
 }
 
 EngineReport ConversionDriver::runEngine(const RenameJob &job, const WorkFolder &work,

@@ -76,6 +76,9 @@ private:
                            const Progress &progress) const;
     void requireSoundOutput(const WorkFolder &work, const FileAttributes &own) const;
     void requireFileLike(const FileAttributes &own, const std::filesystem::path &output) const;
+    EngineReport makeOutput(const RenameJob &job, const WorkFolder &work, const FileAttributes &own,
+                            const Preferences &preferences, const Progress &progress) const;
+    [[nodiscard]] bool isVolumeFull(const std::filesystem::path &folder) const;
     void requireSpaceForResult(const RenameJob &job) const;
     [[nodiscard]] bool restoreName(const RenameJob &job) const;
 

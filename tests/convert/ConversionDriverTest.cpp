@@ -317,6 +317,33 @@ TEST(ConversionDriverTest, asksForTheRoomThatPlainSamplesNeedBeforeTheEngineStar
     EXPECT_EQ(world.contents(), "a.flac=old");
 }
 
+TEST(ConversionDriverTest, namesAFullDiskWhicheverEngineMetIt)
+{
+    struct FillingUp : Files
+    {
+        mutable int looks = 0;
+        std::optional<std::uint64_t> freeBytes(const fs::path &) const override
+        {
+            return looks++ == 0 ? 1U << 30U : 4096U;
+        }
+    };
+    for (const auto &[oldName, newName] : {std::pair("a.png", "a.tiff"), std::pair("a.png", "a.webp"),
+                                           std::pair("a.wav", "a.m4a"), std::pair("a.mov", "a.mkv")}) {
+        ConversionWorld world;
+        world.duringEngine = [] { throw ConversionError(QStringLiteral("FFmpeg : ")); };
+        const FillingUp files{};
+        const RenameJob job = world.renamed(oldName, newName);
+        try {
+            ConversionDriver(files, world.engines).convert(job, {});
+            ADD_FAILURE() << "converted";
+        } catch (const ConversionError &failure) {
+            EXPECT_EQ(failure.message(),
+                      QStringLiteral("Espace disque insuffisant. Extension d’origine rétablie."));
+        }
+        EXPECT_EQ(world.contents(), std::string(oldName) + "=old");
+    }
+}
+
 TEST(ConversionDriverTest, refusesAFileThatChangedBeforeAnyWork)
 {
     ConversionWorld world;
