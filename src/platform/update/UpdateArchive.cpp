@@ -11,6 +11,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdint>
@@ -18,6 +19,7 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace quorvalent::UpdateArchive {
 
@@ -83,7 +85,8 @@ fs::path placeOf(const fs::path &entry, std::optional<std::string> &topFolder)
     return place;
 }
 
-/// Whether a link that stands at `place` points at something in the bundle.
+/// Whether a link that stands at `place` stays in the bundle by its words, wherever the bundle stands. Where
+/// it leads is known once everything is there.
 bool staysInside(const fs::path &place, const fs::path &target)
 {
     if (target.empty() || target.is_absolute())
@@ -120,6 +123,8 @@ public:
         }
         if (!m_topFolder)
             throw damaged();
+        for (const fs::path &link : m_links)
+            requireInside(link);
         check(::syncfs(m_root.get()), m_bundle);
     }
 
@@ -168,11 +173,22 @@ private:
             throw FileError(errno, m_bundle / name);
     }
 
-    void makeLink(int folder, const fs::path &place, const char *target) const
+    void makeLink(int folder, const fs::path &place, const char *target)
     {
         if (target == nullptr || !staysInside(place, target))
             throw damaged();
         check(::symlinkat(target, folder, place.filename().c_str()), m_bundle / place);
+        m_links.push_back(m_bundle / place);
+    }
+
+    // One link may lead through another: "b" to ".", then "a" to "b/.." is above the bundle.
+    void requireInside(const fs::path &link) const
+    {
+        std::error_code failed;
+        const fs::path root = fs::canonical(m_bundle, failed);
+        const fs::path end = failed ? fs::path() : fs::canonical(link, failed);
+        if (failed || std::mismatch(root.begin(), root.end(), end.begin(), end.end()).first != root.end())
+            throw damaged();
     }
 
     void writeFile(archive *reader, archive_entry *entry, int folder, const fs::path &name)
@@ -216,6 +232,7 @@ private:
     const std::function<bool()> &m_isCancelled;
     FileDescriptor m_root;
     std::optional<std::string> m_topFolder;
+    std::vector<fs::path> m_links;
     std::uint64_t m_contentBytes = 0;
 };
 
