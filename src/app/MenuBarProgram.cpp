@@ -138,8 +138,9 @@ int runMenuBarProgram(int argc, char **argv)
                                        },
                                    .goOn = [&claim] { static_cast<void>(claim()); },
                                    .quit = &QCoreApplication::quit};
-    UpdateManager updates(model, std::make_unique<FeedUpdater>(UpdateSource::ofRunningBundle(), defaults,
-                                                               updateWindow, relaunch));
+    const std::optional<UpdateSource> source = UpdateSource::ofRunningBundle();
+    UpdateManager updates(model, std::make_unique<FeedUpdater>(source, defaults, updateWindow, relaunch),
+                          source ? source->checkInterval : std::chrono::hours(4));
     SessionInhibitor inhibitor;
     const auto holdSession = [&inhibitor, preview](bool isBusy) {
         if (isBusy && !preview)

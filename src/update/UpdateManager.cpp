@@ -6,15 +6,11 @@
 
 namespace quorvalent {
 
-namespace {
-
-constexpr std::chrono::hours checkInterval{4};
-
-} // namespace
-
-UpdateManager::UpdateManager(AppModel &model, std::unique_ptr<Updater> updater)
+UpdateManager::UpdateManager(AppModel &model, std::unique_ptr<Updater> updater,
+                             std::chrono::seconds checkInterval)
     : m_model(&model)
     , m_updater(std::move(updater))
+    , m_checkInterval(checkInterval)
     , m_canCheck(model.preview())
     , m_message(QStringLiteral("updates.ready"))
 {}
@@ -37,7 +33,7 @@ void UpdateManager::start()
         return;
     }
     m_started = true;
-    m_updater->setUpdateCheckInterval(checkInterval);
+    m_updater->setUpdateCheckInterval(m_checkInterval);
     m_automatic = m_updater->automaticallyChecksForUpdates();
     // Queued, so that nothing is read in the middle of the updater's own change.
     connect(m_updater.get(), &Updater::changed, this, &UpdateManager::followUpdater, Qt::QueuedConnection);

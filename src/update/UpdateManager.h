@@ -6,6 +6,7 @@
 #include <QPointer>
 #include <QString>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 
@@ -21,7 +22,8 @@ class UpdateManager : public QObject, private UpdaterDelegate
 
 public:
     /// A preview never asks its updater for anything, and needs none.
-    UpdateManager(AppModel &model, std::unique_ptr<Updater> updater);
+    UpdateManager(AppModel &model, std::unique_ptr<Updater> updater,
+                  std::chrono::seconds checkInterval = std::chrono::hours(4));
     ~UpdateManager() override;
 
     /// Whether the user can ask for a check now.
@@ -55,6 +57,7 @@ private:
 
     QPointer<AppModel> m_model;
     std::unique_ptr<Updater> m_updater;
+    std::chrono::seconds m_checkInterval;
     bool m_started = false;
     bool m_canCheck;
     bool m_automatic = true;

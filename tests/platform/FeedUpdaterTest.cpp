@@ -1,6 +1,8 @@
 #include "platform/update/FeedUpdater.h"
 #include "platform/UpdaterWorld.h"
 
+#include <QJsonObject>
+
 #include <gmock/gmock.h>
 
 #include <sys/resource.h>
@@ -354,6 +356,31 @@ TEST(FeedUpdater, cannotStartWithoutAFeed)
     EXPECT_EQ(UpdateSource::ofRunningBundle(), std::nullopt);
     updater.setAutomaticallyChecksForUpdates(false);
     EXPECT_FALSE(updater.automaticallyChecksForUpdates());
+}
+
+TEST(FeedUpdater, checksWhenTheBundlesInformationSays)
+{
+    QJsonObject information{{u"SUFeedURL"_s, u"https://example.org/feed"_s},
+                            {u"SUPublicEDKey"_s, SigningKey::generate().publicBase64()},
+                            {u"QuorvalentDisplayVersion"_s, u"1.0"_s},
+                            {u"SURequireSignedFeed"_s, true},
+                            {u"SUVerifyUpdateBeforeExtraction"_s, true}};
+    const auto source = [&information] { return UpdateSource::of("/bundle", information).value(); };
+    EXPECT_TRUE(source().checksAutomatically);
+    EXPECT_EQ(source().checkInterval, std::chrono::hours(4));
+    information[u"SUUpdateCheckInterval"_s] = 5;
+    EXPECT_EQ(source().checkInterval, std::chrono::hours(4)) << "no check every few seconds";
+    information[u"SUUpdateCheckInterval"_s] = 86400;
+    information[u"SUEnableAutomaticChecks"_s] = false;
+    EXPECT_EQ(source().checkInterval, std::chrono::hours(24));
+
+    const TestFolder folder;
+    SettingsFile defaults(QString::fromStdString(folder / "settings.conf"));
+    AnsweringDialogs dialogs;
+    FeedUpdater updater(source(), defaults, dialogs, {});
+    EXPECT_FALSE(updater.automaticallyChecksForUpdates());
+    updater.setAutomaticallyChecksForUpdates(true);
+    EXPECT_TRUE(updater.automaticallyChecksForUpdates()) << "the user's choice goes first";
 }
 
 TEST(Download, trustsOnlyHttpsAndThisMachine)

@@ -70,17 +70,24 @@ std::optional<UpdateError> prepared(const BundleExchange &place, const UpdateRel
 
 std::optional<UpdateSource> UpdateSource::ofRunningBundle()
 {
-    const QUrl feed(Bundle::information(u"SUFeedURL"_s).value_or(QString()), QUrl::StrictMode);
-    const auto key = PublicKey::fromBase64(Bundle::information(u"SUPublicEDKey"_s).value_or(QString()));
-    const auto installed =
-        QVersionNumber::fromString(Bundle::information(u"QuorvalentDisplayVersion"_s).value_or(QString()));
-    const QJsonObject information = Bundle::information();
+    return of(Bundle::root(), Bundle::information());
+}
+
+std::optional<UpdateSource> UpdateSource::of(const fs::path &bundle, const QJsonObject &information)
+{
+    constexpr int leastInterval = 60; // seconds
+    const QUrl feed(information["SUFeedURL"_L1].toString(), QUrl::StrictMode);
+    const auto key = PublicKey::fromBase64(information["SUPublicEDKey"_L1].toString());
+    const auto installed = QVersionNumber::fromString(information["QuorvalentDisplayVersion"_L1].toString());
     const bool insists = information["SURequireSignedFeed"_L1].toBool() &&
                          information["SUVerifyUpdateBeforeExtraction"_L1].toBool();
-    const fs::path bundle = Bundle::root();
     if (!Download::isTrusted(feed) || !key || installed.isNull() || !insists || !bundle.is_absolute())
         return std::nullopt;
-    return UpdateSource{.feed = feed, .key = *key, .bundle = bundle, .installed = installed};
+    UpdateSource source{.feed = feed, .key = *key, .bundle = bundle, .installed = installed};
+    source.checksAutomatically = information["SUEnableAutomaticChecks"_L1].toBool(source.checksAutomatically);
+    if (const int seconds = information["SUUpdateCheckInterval"_L1].toInt(); seconds >= leastInterval)
+        source.checkInterval = std::chrono::seconds(seconds);
+    return source;
 }
 
 FeedUpdater::FeedUpdater(std::optional<UpdateSource> source, UserDefaults &defaults, UpdateDialogs &dialogs,
@@ -110,7 +117,7 @@ void FeedUpdater::start(UpdaterDelegate &delegate)
 
 bool FeedUpdater::automaticallyChecksForUpdates() const
 {
-    return m_defaults.boolean(automaticKey).value_or(true);
+    return m_defaults.boolean(automaticKey).value_or(!m_source || m_source->checksAutomatically);
 }
 
 void FeedUpdater::setAutomaticallyChecksForUpdates(bool enabled)

@@ -16,6 +16,7 @@
 #include <string>
 #include <vector>
 
+class QJsonObject;
 class QNetworkAccessManager;
 
 namespace quorvalent {
@@ -29,13 +30,19 @@ struct UpdateSource
     PublicKey key;
     std::filesystem::path bundle;
     QVersionNumber installed;
+    bool checksAutomatically = true; ///< until the user decides
+    std::chrono::seconds checkInterval = std::chrono::hours(4);
     DownloadLimits limits = {};
     std::chrono::milliseconds startPatience = std::chrono::seconds(60); ///< for the new version to come up
 
     /// As the running bundle's information has it ("SUFeedURL", "SUPublicEDKey"); nothing where one of them
     /// is missing or unusable, or where it does not insist on signatures ("SURequireSignedFeed",
-    /// "SUVerifyUpdateBeforeExtraction").
+    /// "SUVerifyUpdateBeforeExtraction"). "SUEnableAutomaticChecks" and "SUUpdateCheckInterval" (seconds, at
+    /// least a minute) decide when checks are made by themselves.
     [[nodiscard]] static std::optional<UpdateSource> ofRunningBundle();
+    /// The same of another bundle and its information.
+    [[nodiscard]] static std::optional<UpdateSource> of(const std::filesystem::path &bundle,
+                                                        const QJsonObject &information);
 };
 
 /// What the program does around its own replacement. Main thread; each must be set.
