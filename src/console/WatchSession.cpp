@@ -69,8 +69,7 @@ void WatchSession::stopForBrokenOutput()
 
 void WatchSession::refuseNewJobs()
 {
-    m_model.setPaused(true);
-    m_model.restartWatcher();
+    m_model.prepareToEnd();
 }
 
 void WatchSession::finishRunningJobsOnly(int status)

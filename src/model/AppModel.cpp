@@ -147,6 +147,13 @@ void AppModel::prepareForUpdate()
     startWatcher();
 }
 
+void AppModel::prepareToEnd()
+{
+    m_isEnding = true;
+    Q_EMIT changed();
+    startWatcher();
+}
+
 void AppModel::start()
 {
     if (preview())

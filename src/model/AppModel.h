@@ -197,6 +197,10 @@ public:
     void restartWatcher();
     /// Refuses new jobs and watches nothing until the update has replaced the program or was given up.
     void prepareForUpdate();
+    /// Refuses new jobs and watches nothing from now on, whatever else is asked for, because the program is
+    /// about to end.
+    void prepareToEnd();
+    [[nodiscard]] bool isEnding() const { return m_isEnding; }
 
     // Texts of the application
 
@@ -238,7 +242,7 @@ Q_SIGNALS:
 
 private:
     [[nodiscard]] const ConversionStatus &status() const { return m_queue.status(); }
-    [[nodiscard]] bool refusesJobs() const { return m_paused || m_installingUpdate; }
+    [[nodiscard]] bool refusesJobs() const { return m_paused || m_installingUpdate || m_isEnding; }
     void announceQueue();
     void announceLanguage();
     void configureLoginOnce();
@@ -264,6 +268,7 @@ private:
     std::uint64_t m_watchRun = 0; ///< tells late answers of an earlier watching
 
     bool m_installingUpdate = false;
+    bool m_isEnding = false;
     QString m_language;
     QString m_appearance;
     Preferences m_preferences;

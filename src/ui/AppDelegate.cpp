@@ -204,7 +204,7 @@ void AppDelegate::finishAndQuit()
         m_model.stopConversionsSoon();
     }
     m_isEnding = true;
-    m_model.prepareForUpdate(); // nothing new begins
+    m_model.prepareToEnd();
     requestQuit();
 }
 

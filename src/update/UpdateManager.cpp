@@ -19,7 +19,7 @@ UpdateManager::~UpdateManager() = default;
 
 bool UpdateManager::isActive() const
 {
-    return m_model && !m_model->preview();
+    return m_model && !m_model->preview() && !m_model->isEnding();
 }
 
 void UpdateManager::start()
@@ -76,6 +76,8 @@ bool UpdateManager::requestInstallation(std::function<void()> install)
 {
     if (!m_model)
         return false;
+    if (m_model->isEnding())
+        return true; // for good: the next start finds the update again
     if (m_model->isIdle()) {
         m_model->prepareForUpdate();
         return false;
@@ -87,7 +89,7 @@ bool UpdateManager::requestInstallation(std::function<void()> install)
 
 void UpdateManager::installWhenIdle()
 {
-    if (!m_model || !m_model->isIdle() || !m_pendingInstall)
+    if (!m_model || m_model->isEnding() || !m_model->isIdle() || !m_pendingInstall)
         return;
     const std::function<void()> install = std::exchange(m_pendingInstall, nullptr);
     m_model->prepareForUpdate();

@@ -199,6 +199,24 @@ TEST_F(UpdateManagerTest, goesOnWatchingWhenTheProgramIsNotReplaced)
     }
 }
 
+TEST_F(UpdateManagerTest, startsNothingOnceTheProgramIsToEnd)
+{
+    startWatching();
+    manager->start();
+    ASSERT_FALSE(manager->requestInstallation(install));
+    model->prepareToEnd();
+    world.log.clear();
+    log.clear();
+    updater->delegate->didFinishUpdateCycle(std::nullopt);
+    EXPECT_EQ(world.takeLog(), (Lines{"watch"})) << "no folder";
+    manager->check();
+    EXPECT_TRUE(updater->delegate->shouldPostponeRelaunch(install));
+    manager->installWhenIdle();
+    EXPECT_EQ(log, Lines());
+    model->enqueue(renamed("a.png", "a.jpg"));
+    EXPECT_TRUE(model->isIdle());
+}
+
 TEST_F(UpdateManagerTest, forgetsAPostponedInstallationWithItsCycle)
 {
     startWatching();
