@@ -20,6 +20,15 @@ public:
     using ConversionError::ConversionError;
 };
 
+/// The job's file does not stand where the job says any more; no failure.
+class FileElsewhere : public Error
+{
+public:
+    FileElsewhere()
+        : Error(QStringLiteral("Conversion annulée."))
+    {}
+};
+
 /// A rename that the family policy refused; the sentence also says what became of the file's name.
 class UnsupportedRenameError : public Error
 {

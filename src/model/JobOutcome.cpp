@@ -44,6 +44,10 @@ JobOutcome untimedOutcomeOf(const ConvertJob &convert, const RenameJob &job, con
         return succeeded(convert(job, preferences, run), preferences.keepOriginal);
     } catch (const UnsupportedRenameError &error) {
         return failed(u"Format non pris en charge"_s, error.errorDescription());
+    } catch (const FileElsewhere &) {
+        JobOutcome outcome;
+        outcome.isElsewhere = true;
+        return outcome;
     } catch (const ConversionCancelled &cancellation) {
         JobOutcome outcome;
         outcome.isCancelled = true;

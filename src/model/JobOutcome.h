@@ -32,9 +32,10 @@ struct JobOutcome
     std::optional<std::filesystem::path> original; ///< where it stands beside the result of a success
     std::optional<FileStamp> result = {};          ///< what a success put under the new name
     bool isCancelled = false;                      ///< the user did not want it any more
+    bool isElsewhere = false;                      ///< the file was not where the job says
     bool canBeTakenBack = false;                   ///< the removed original is kept for a while
 
-    [[nodiscard]] bool succeeded() const { return !failure && !isCancelled; }
+    [[nodiscard]] bool succeeded() const { return !failure && !isCancelled && !isElsewhere; }
 };
 
 /// The conversion driver: returns after a success, throws otherwise.

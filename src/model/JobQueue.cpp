@@ -172,14 +172,18 @@ void JobQueue::convertInBackground(const RunningJob &running)
     const auto convert = [self, job, number = running.number, run, convert = m_services.convert,
                           isInPlace = m_services.isInPlace, preferences = m_preferences(),
                           watcher = m_watcher] {
-        if (!isInPlace(job)) {
+        JobOutcome outcome;
+        if (isInPlace(job))
+            outcome = outcomeOf(convert, job, preferences, run);
+        else
+            outcome.isElsewhere = true;
+        if (outcome.isElsewhere) {
             postToMain([self, number] {
                 if (self)
                     self->seek(number);
             });
             return;
         }
-        const JobOutcome outcome = outcomeOf(convert, job, preferences, run);
         // Held for this call only, so that the watcher always ends with the model, on the main thread.
         // What was cancelled may go on from elsewhere.
         if (const auto present = watcher.lock(); present && !outcome.isCancelled)

@@ -1,5 +1,6 @@
 #include "model/SystemServices.h"
 
+#include "convert/ConversionClaim.h"
 #include "convert/Converter.h"
 #include "convert/HelperReserve.h"
 #include "convert/OriginalsStore.h"
@@ -46,8 +47,10 @@ ModelServices systemServices()
         std::make_shared<HelperReserve>(HelperPrograms::bundled(), HelperReserve::usualPatience, limits);
     const auto originals = std::make_shared<Originals>();
     ModelServices services;
-    services.convert = [helpers, originals](const RenameJob &job, const Preferences &preferences,
-                                            const ConversionRun &run) {
+    const std::filesystem::path claims = StateFolder::path() / "conversions";
+    services.convert = [helpers, originals, claims](const RenameJob &job, const Preferences &preferences,
+                                                    const ConversionRun &run) {
+        const ConversionClaim claim(job, claims, run.cancellation);
         return Converter::convert(
             job, preferences, run, [&](EngineHelper::Family family) { return helpers->take(family); },
             &originals->store);

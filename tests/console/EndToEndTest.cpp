@@ -234,6 +234,32 @@ TEST_F(EndToEndTest, endsAfterASecondSignalWhateverADecoderDoes)
     EXPECT_EQ(folder.read("photo.png"), "old");
 }
 
+TEST_F(EndToEndTest, isSilentAboutWhatAnotherWatcherConverted)
+{
+    constexpr int photos = 8;
+    for (int number = 0; number < photos; ++number)
+        makePhoto(std::to_string(number) + ".png");
+    QProcess other;
+    startWatching();
+    other.setProcessEnvironment(program.processEnvironment());
+    other.start(program.program(), program.arguments());
+    ASSERT_TRUE(other.waitForReadyRead());
+    for (int number = 0; number < photos; ++number)
+        rename(std::to_string(number) + ".png", std::to_string(number) + (number == 0 ? ".pdf" : ".jpg"));
+    ASSERT_TRUE(waitFor([this] { return count("detected") == photos; }));
+    program.terminate();
+    other.terminate();
+    EXPECT_EQ(exitStatus(), 0);
+    ASSERT_TRUE(other.waitForFinished());
+
+    const int own = count("finished");
+    const QByteArray others = other.readAllStandardOutput();
+    EXPECT_EQ(own + others.count("\"event\":\"finished\""), photos) << "each by one of them";
+    for (int number = 0; number < photos; ++number)
+        EXPECT_TRUE(fs::exists(folder / (std::to_string(number) + (number == 0 ? ".png" : ".jpg"))))
+            << number;
+}
+
 TEST_F(EndToEndTest, saysAtTheStartThatThereAreNoThreads)
 {
     program.setChildProcessModifier(&refuseThreads);
