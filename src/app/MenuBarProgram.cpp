@@ -4,6 +4,8 @@
 #include "model/AppModel.h"
 #include "model/DesktopServices.h"
 #include "model/SystemServices.h"
+#include "platform/ComposedText.h"
+#include "platform/ControlCharacters.h"
 #include "platform/Dispatch.h"
 #include "platform/Error.h"
 #include "platform/TerminationSignals.h"
@@ -48,6 +50,12 @@ bool hasDisplay()
            !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM");
 }
 
+// `sentence` is in French.
+void complain(const QString &sentence)
+{
+    std::fprintf(stderr, "quorvalent: %s\n", qUtf8Printable(withEscapedControls(L(sentence))));
+}
+
 void openFile(const std::filesystem::path &file)
 {
     QDesktopServices::openUrl(QUrl::fromLocalFile(QFile::decodeName(file.c_str())));
@@ -74,7 +82,8 @@ int runMenuBarProgram(int argc, char **argv)
 {
     StartNotice startNotice;
     if (!hasDisplay()) {
-        std::fputs("quorvalent: there is no display; quorvalent-watch does the work without one\n", stderr);
+        complain(
+            u"Aucun affichage n’est disponible. quorvalent-watch fait le même travail sans affichage."_s);
         return EXIT_FAILURE;
     }
     // Without them, windows and session bus wait for ever, and nobody can be shown why.
@@ -82,7 +91,7 @@ int runMenuBarProgram(int argc, char **argv)
     try {
         requireThreads(threadsOfTheProgram);
     } catch (const Error &failure) {
-        std::fprintf(stderr, "quorvalent: %s\n", qUtf8Printable(L(failure.errorDescription())));
+        complain(failure.errorDescription());
         return EXIT_FAILURE;
     }
     preferX11();
@@ -114,7 +123,7 @@ int runMenuBarProgram(int argc, char **argv)
         if (claimed == ApplicationService::Claim::Running)
             return EXIT_SUCCESS;
         if (claimed == ApplicationService::Claim::NoBus) {
-            std::fputs("quorvalent: already running\n", stderr);
+            complain(u"Quorvalent est déjà ouvert."_s);
             return EXIT_FAILURE;
         }
     }
@@ -173,7 +182,7 @@ int renderPictures(int argc, char **argv, bool (*render)(const std::filesystem::
     const QApplication application(argc, argv);
     if (render(output))
         return EXIT_SUCCESS;
-    std::fprintf(stderr, "quorvalent: cannot write %s\n", output.c_str());
+    complain(composed(u"Impossible d’écrire dans « {0} »."_s, {displayText(output)}));
     return EXIT_FAILURE;
 }
 

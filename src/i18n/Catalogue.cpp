@@ -55,6 +55,17 @@ std::vector<MessageTemplate> templatesOf(const Catalogue::Table &english)
     return templates;
 }
 
+// Where no space parts two sentences, the stop does, which the log of another program lacks at its end.
+QString sentence(QString text, QStringView next)
+{
+    static const QRegularExpression stop(u"[.!?…。！？]$"_s);
+    if (next.isEmpty() || next.startsWith(u' '))
+        return text;
+    while (!text.isEmpty() && text.back().isSpace())
+        text.chop(1);
+    return stop.match(text).hasMatch() ? text : text + u'。';
+}
+
 std::optional<Catalogue::Table> tableOf(const QJsonValue &value)
 {
     if (!value.isObject())
@@ -135,8 +146,11 @@ QString Catalogue::filled(const MessageTemplate &found, const QRegularExpression
             continue;
         const QString part = match.captured(number + 1);
         text += QStringView(pattern).sliced(done, place.capturedStart() - done);
-        text += nestsMessage && number == 0 ? this->text(part, language, depth + 1) : part;
         done = place.capturedEnd();
+        if (!nestsMessage || number != 0)
+            text += part;
+        else
+            text += sentence(this->text(part, language, depth + 1), QStringView(pattern).sliced(done));
     }
     text += QStringView(pattern).sliced(done);
     return text;

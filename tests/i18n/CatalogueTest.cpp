@@ -35,7 +35,11 @@ const Catalogue &catalogue()
             "{0} Nom d’origine rétabli : « {1} ». Le contenu n’a pas été modifié.":
                 "„{1}“ heißt wieder so. {0}"
         },
-        "ja": {}
+        "ja": {},
+        "zh-Hans": {
+            "{0} Extension d’origine rétablie.": "{0}已恢复原扩展名。",
+            "Général": "常规。"
+        }
     })"_s.toUtf8());
     return catalogue;
 }
@@ -78,6 +82,11 @@ INSTANTIATE_TEST_SUITE_P(
         Translation{"nestedMessageWithoutKey", u"en"_s,
                     u"FFmpeg : no such codec Extension d’origine rétablie."_s,
                     u"FFmpeg : no such codec Original extension restored."_s},
+        Translation{"stopWhereNoSpaceParts", u"zh-Hans"_s,
+                    u"FFmpeg : no such codec\n Extension d’origine rétablie."_s,
+                    u"FFmpeg : no such codec。已恢复原扩展名。"_s},
+        Translation{"oneStopIsEnough", u"zh-Hans"_s, u"Général Extension d’origine rétablie."_s,
+                    u"常规。已恢复原扩展名。"_s},
         Translation{"longestTemplateFirst", u"en"_s, u"Export (code 7) : bad (code 8)."_s,
                     u"bad (code 8). ← export 7, 7"_s},
         Translation{"partsThatLookLikePlaceholders", u"en"_s, u"Export (code {1}) : {0}.png"_s,
