@@ -15,7 +15,8 @@ QString display()
 
 QString releaseDate()
 {
-    return releaseDate(Bundle::information(u"QuorvalentReleaseDate"_s), Localization::code());
+    return releaseDate(Bundle::information(u"QuorvalentReleaseDate"_s),
+                       Localization::dateLocale().bcp47Name());
 }
 
 QString releaseDate(const std::optional<QString> &stored, const QString &language)

@@ -101,6 +101,24 @@ QString code()
     return isSupported(choice) ? choice : resolve(choice, QLocale::system().uiLanguages());
 }
 
+QLocale dateLocale()
+{
+    for (const char *variable : {"LC_ALL", "LC_TIME", "LANG"}) {
+        if (!qEnvironmentVariableIsEmpty(variable))
+            return dateLocale(code(), qEnvironmentVariable(variable));
+    }
+    return QLocale(code());
+}
+
+QLocale dateLocale(const QString &language, const QString &system)
+{
+    const QLocale displayed(language);
+    const QLocale regional(system);
+    const bool isRead =
+        regional.language() == displayed.language() && regional.script() == displayed.script();
+    return isRead ? regional : displayed;
+}
+
 QString text(const QString &source, int depth)
 {
     return catalogue().text(source, code(), depth);

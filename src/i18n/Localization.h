@@ -2,6 +2,7 @@
 
 #include "i18n/Catalogue.h"
 
+#include <QLocale>
 #include <QString>
 #include <QStringList>
 
@@ -38,6 +39,12 @@ extern std::optional<QString> override; // NOLINT: process-wide like the catalog
 
 /// The code of the present display language, found anew by every call.
 [[nodiscard]] QString code();
+
+/// How dates and times are written: as in the system's region where people there read the display language,
+/// else as that language does.
+[[nodiscard]] QLocale dateLocale();
+/// The same for a language and the name of a system's locale, "en_GB.UTF-8".
+[[nodiscard]] QLocale dateLocale(const QString &language, const QString &system);
 
 /// `source` in the present display language; `depth` counts the messages around this one.
 [[nodiscard]] QString text(const QString &source, int depth = 0);

@@ -13,6 +13,27 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
+TEST(Localization, writesTimesAsTheRegionDoes)
+{
+    struct Row
+    {
+        QString language;
+        QString system;
+        QString time;
+    };
+    const Row rows[] = {
+        {u"en"_s, u"en_GB.UTF-8"_s, u"20:41"_s},      {u"en"_s, u"en_US.UTF-8"_s, u"8:41 PM"_s},
+        {u"de"_s, u"en_US.UTF-8"_s, u"20:41"_s},      {u"en"_s, u"C.UTF-8"_s, u"8:41 PM"_s},
+        {u"zh-Hans"_s, u"zh_TW.UTF-8"_s, u"20:41"_s}, // written in other characters there
+    };
+    for (const Row &row : rows) {
+        const QLocale locale = Localization::dateLocale(row.language, row.system);
+        EXPECT_EQ(locale.toString(QTime(20, 41), QLocale::ShortFormat).replace(u'\u202f', u' '), row.time)
+            << qPrintable(row.language + u' ' + row.system);
+    }
+    EXPECT_EQ(Localization::dateLocale(u"en"_s, u"en_GB.UTF-8"_s).bcp47Name(), u"en-GB"_s);
+}
+
 TEST(Localization, resolvesTheLanguage)
 {
     struct Row
