@@ -1,21 +1,18 @@
 #include "ui/FloatingCard.h"
 
-#include "platform/X11Desktop.h"
 #include "ui/Metrics.h"
+#include "ui/Screens.h"
 #include "ui/controls/Painting.h"
 
 #include <QApplication>
 #include <QLayout>
 #include <QPainter>
-#include <QPainterPath>
 
 namespace quorvalent {
 
 using namespace Qt::StringLiterals;
 
 namespace {
-
-constexpr int shadowDrop = 3; // the light comes from above
 
 Qt::WindowFlags flagsOf(FloatingCard::Kind kind)
 {
@@ -35,13 +32,6 @@ Qt::WindowFlags flagsOf(FloatingCard::Kind kind)
     Q_UNREACHABLE();
 }
 
-bool canBeTranslucent()
-{
-    // An X server under Wayland has no compositor of its own, and is composited all the same.
-    return QGuiApplication::platformName() != u"xcb"_s || qEnvironmentVariableIsSet("WAYLAND_DISPLAY") ||
-           X11Desktop::hasCompositor();
-}
-
 } // namespace
 
 FloatingCard::FloatingCard(Kind kind, QWidget *content, double radius)
@@ -49,7 +39,7 @@ FloatingCard::FloatingCard(Kind kind, QWidget *content, double radius)
     , m_kind(kind)
     , m_content(content)
     , m_radius(radius)
-    , m_translucent(canBeTranslucent())
+    , m_translucent(Screens::areComposited())
 {
     setAttribute(Qt::WA_ShowWithoutActivating, kind != Kind::Popover);
     setAttribute(Qt::WA_TranslucentBackground, m_translucent);
@@ -89,7 +79,7 @@ void FloatingCard::fit()
 
 void FloatingCard::followCompositor()
 {
-    const bool translucent = canBeTranslucent();
+    const bool translucent = Screens::areComposited();
     if (translucent == m_translucent)
         return;
     m_translucent = translucent;
@@ -138,26 +128,8 @@ void FloatingCard::paintEvent(QPaintEvent * /*event*/)
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     const QRectF card(m_content->geometry());
-    if (m_translucent) {
-        QPainterPath outside;
-        outside.addRect(rect());
-        QPainterPath inside;
-        inside.addRoundedRect(card, m_radius, m_radius);
-        painter.setClipPath(outside.subtracted(inside));
-        painter.setPen(Qt::NoPen);
-        // Rings that lie over one another, more of them towards the card.
-        QColor ring = theme.shadow;
-        ring.setAlphaF(theme.shadow.alphaF() / metrics::shadowMargin * 2);
-        for (int spread = 1; spread < metrics::shadowMargin - shadowDrop; ++spread) {
-            const double share = 1 - static_cast<double>(spread) / metrics::shadowMargin;
-            QColor shade = ring;
-            shade.setAlphaF(static_cast<float>(ring.alphaF() * share * share));
-            painter.setBrush(shade);
-            painter.drawRoundedRect(card.adjusted(-spread, -spread + shadowDrop, spread, spread + shadowDrop),
-                                    m_radius + spread, m_radius + spread);
-        }
-        painter.setClipping(false);
-    }
+    if (m_translucent)
+        paintShadow(painter, card, m_radius, theme);
     paintRounded(painter, card, m_radius, theme.material, theme.materialBorder);
 }
 

@@ -51,6 +51,13 @@ QRect visibleArea(const QScreen &screen)
                        -scaled(pixels.right() - free.right()), -scaled(pixels.bottom() - free.bottom())));
 }
 
+bool areComposited()
+{
+    // An X server under Wayland has no compositor of its own, and is composited all the same.
+    return QGuiApplication::platformName() != u"xcb"_s || qEnvironmentVariableIsSet("WAYLAND_DISPLAY") ||
+           X11Desktop::hasCompositor();
+}
+
 QRect inside(const QRect &rectangle, const QRect &area)
 {
     const QSize size = rectangle.size().boundedTo(area.size());

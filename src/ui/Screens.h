@@ -20,6 +20,9 @@ namespace Screens {
 /// The screen without its panels, in Qt's coordinates. Qt forgets the panels where there are several screens.
 [[nodiscard]] QRect visibleArea(const QScreen &screen);
 
+/// Whether the desktop shows translucent windows, now.
+[[nodiscard]] bool areComposited();
+
 /// The rectangle moved into the area, and made smaller where it is larger than that.
 [[nodiscard]] QRect inside(const QRect &rectangle, const QRect &area);
 

@@ -16,6 +16,9 @@ void paintRounded(QPainter &painter, const QRectF &area, double radius, const QC
 /// The ring around what the keyboard goes to, inside `area`.
 void paintFocusRing(QPainter &painter, const QRectF &area, double radius, const QColor &colour);
 
+/// The shadow around a floating card, shadowMargin wide; nothing inside the card.
+void paintShadow(QPainter &painter, const QRectF &card, double radius, const Theme &theme);
+
 /// Whether a control should show its focus: it has it, and got it by the keyboard.
 [[nodiscard]] bool showsFocus(const QWidget &widget);
 

@@ -6,7 +6,9 @@
 #include "ui/controls/PickerDelegate.h"
 #include "ui/icons/Symbol.h"
 
+#include <QAbstractItemView>
 #include <QKeyEvent>
+#include <QLayout>
 #include <QPainter>
 #include <QSignalBlocker>
 #include <QWheelEvent>
@@ -21,6 +23,7 @@ namespace {
 constexpr int chevronSize = 14;
 constexpr int chevronInset = 3; // the drawing has a margin of its own
 constexpr int textInset = 10;
+constexpr int textGap = 4;     // to the chevrons
 constexpr int leastWidth = 96; // where the window leaves no more
 constexpr int mostRows = 16;   // the longest list, languages, without scrolling
 
@@ -63,7 +66,8 @@ QSize Picker::minimumSizeHint() const
 
 TextBlock Picker::block(const QString &text) const
 {
-    return {text, font(), double(width() - chevronSize - chevronInset - textInset), TextBlock::Elide::End};
+    return {text, font(), double(width() - chevronSize - chevronInset - textGap - textInset),
+            TextBlock::Elide::End};
 }
 
 bool Picker::isCut() const
@@ -87,6 +91,21 @@ void Picker::paintEvent(QPaintEvent * /*event*/)
     text.paint(painter, QPointF(textInset, std::floor((height() - text.size().height()) / 2)), theme.text);
     if (showsFocus(*this))
         paintFocusRing(painter, rect(), metrics::buttonRadius, theme.focusRing);
+}
+
+void Picker::showPopup()
+{
+    QWidget *window = view()->parentWidget();
+    view()->setFrameShape(QFrame::NoFrame);
+    view()->viewport()->setAutoFillBackground(false);
+    window->ensurePolished();
+    const bool hasShadow = window->testAttribute(Qt::WA_TranslucentBackground);
+    const int margin = metrics::menuPadding + (hasShadow ? metrics::shadowMargin : 0);
+    window->layout()->setContentsMargins(0, 0, 0, 0);
+    QComboBox::showPopup();
+    // Room for the card's rim and its shadow, around the list where it stands.
+    window->layout()->setContentsMargins(margin, margin, margin, margin);
+    window->setGeometry(window->geometry().adjusted(-margin, -margin, margin, margin));
 }
 
 void Picker::wheelEvent(QWheelEvent *event)

@@ -34,6 +34,8 @@ Q_SIGNALS:
     /// The user chose this value.
     void picked(const QVariant &value);
 
+    void showPopup() override;
+
 protected:
     void paintEvent(QPaintEvent *event) override;
     void wheelEvent(QWheelEvent *event) override;

@@ -32,7 +32,6 @@ void PickerDelegate::paint(QPainter *painter, const QStyleOptionViewItem &option
 {
     const Theme &theme = Theme::of(*m_picker);
     painter->save();
-    painter->fillRect(option.rect, theme.card);
     const QRectF row = QRectF(option.rect).adjusted(rowInset, 1, -rowInset, -1);
     if ((option.state & (QStyle::State_Selected | QStyle::State_MouseOver)) != 0)
         paintRounded(*painter, row, metrics::tagRadius, theme.accentTint(chosenTint));

@@ -19,6 +19,12 @@ void WrappingLabel::shrinkTo(TextStyle smallest)
     update();
 }
 
+void WrappingLabel::balance()
+{
+    m_isBalanced = true;
+    update();
+}
+
 int WrappingLabel::heightForWidth(int width) const
 {
     return sizeOf(block(width)).height();
@@ -49,6 +55,17 @@ TextBlock WrappingLabel::fittingBlock() const
     const auto fitting = [&] {
         return TextBlock(text(), shown, static_cast<double>(width()), fittingLines(shown));
     };
+    if (m_isBalanced) {
+        // The narrowest width that needs no more lines.
+        double least = fitting().size().width() / 2;
+        double most = width();
+        while (most - least > 1) {
+            const double middle = (least + most) / 2;
+            const TextBlock narrower(text(), shown, middle, 0);
+            (narrower.lines() <= fitting().lines() ? most : least) = middle;
+        }
+        return {text(), shown, most, fittingLines(shown)};
+    }
     if (m_smallest) {
         const int smallest = fontOf(*m_smallest).pixelSize();
         while (shown.pixelSize() > smallest && fitting().isCut())

@@ -19,6 +19,8 @@ public:
 
     /// Where the whole text has no room, its letters become smaller, down to those of this style.
     void shrinkTo(TextStyle smallest);
+    /// Sets lines of about equal length, instead of a last one of a single word.
+    void balance();
 
     [[nodiscard]] bool hasHeightForWidth() const override { return true; }
     [[nodiscard]] int heightForWidth(int width) const override;
@@ -32,6 +34,7 @@ private:
     [[nodiscard]] int fittingLines(const QFont &font) const;
 
     int m_maxLines;
+    bool m_isBalanced = false;
     std::optional<TextStyle> m_smallest;
 };
 

@@ -11,6 +11,9 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+// Of the drawing, 8 of 128 on each side, against the tile that remains.
+constexpr double tileMargin = 8.0 / 112;
+
 QString drawing()
 {
     return drawingFile(u"quorvalent"_s);
@@ -43,7 +46,9 @@ void AppIconView::paintEvent(QPaintEvent * /*event*/)
 {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
-    QSvgRenderer(drawing()).render(&painter, rect());
+    // Without the margin that desktops want around an icon.
+    const double margin = width() * tileMargin;
+    QSvgRenderer(drawing()).render(&painter, QRectF(rect()).adjusted(-margin, -margin, margin, margin));
 }
 
 } // namespace quorvalent

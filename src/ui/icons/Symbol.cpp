@@ -18,6 +18,9 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+constexpr int grid = 24;
+constexpr double usualInk = 20; // of the round symbols
+
 // In the order of the enumeration.
 constexpr std::array files{
     "arrow-down-circle",
@@ -59,6 +62,35 @@ QByteArray drawingOf(Symbol symbol, SymbolWeight weight)
     return drawing;
 }
 
+// The place of the ink on the grid.
+QRectF inkOf(QSvgRenderer &renderer)
+{
+    constexpr int fineness = 8; // pixels a unit
+    QImage image(grid * fineness, grid * fineness, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    QPainter painter(&image);
+    renderer.render(&painter);
+    painter.end();
+    QRect ink;
+    for (int y = 0; y < image.height(); ++y) {
+        const auto *line = reinterpret_cast<const QRgb *>(image.constScanLine(y));
+        for (int x = 0; x < image.width(); ++x) {
+            if (qAlpha(line[x]) > 0)
+                ink |= QRect(x, y, 1, 1);
+        }
+    }
+    return {QPointF(ink.topLeft()) / fineness, QSizeF(ink.size()) / fineness};
+}
+
+// A symbol is as large as it is said to be: the square around its ink, not the grid with its margins.
+// Drawings that are small on the grid stay smaller than the others.
+QRectF viewBoxOf(QSvgRenderer &renderer)
+{
+    const QRectF ink = inkOf(renderer);
+    const double side = std::max({usualInk, ink.width(), ink.height()});
+    return {ink.center() - QPointF(side / 2, side / 2), QSizeF(side, side)};
+}
+
 // The drawings are black ink, with white where a mark is cut out of a filled shape; only ink is painted.
 void inkWith(QImage &image, const QColor &colour)
 {
@@ -88,7 +120,9 @@ QPixmap symbolPixmap(Symbol symbol, double size, const QColor &colour, double ra
         image.fill(Qt::transparent);
         QPainter painter(&image);
         painter.setRenderHint(QPainter::Antialiasing);
-        QSvgRenderer(drawingOf(symbol, weight)).render(&painter);
+        QSvgRenderer renderer(drawingOf(symbol, weight));
+        renderer.setViewBox(viewBoxOf(renderer));
+        renderer.render(&painter);
         painter.end();
         inkWith(image, colour);
         pixmap = QPixmap::fromImage(std::move(image));

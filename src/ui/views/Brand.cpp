@@ -41,6 +41,7 @@ Brand::Brand(QWidget *parent)
     , m_name(new Label(TextStyle::Title))
     , m_slogan(new WrappingLabel(TextStyle::Body, Tone::Secondary))
 {
+    m_slogan->balance();
     auto *row = new QHBoxLayout(this);
     row->setContentsMargins(0, 0, 0, 0);
     row->setSpacing(metrics::brandSpacing);
