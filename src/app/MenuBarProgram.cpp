@@ -16,6 +16,7 @@
 #include "ui/Style.h"
 #include "ui/UpdateWindow.h"
 #include "ui/desktop/ApplicationService.h"
+#include "ui/desktop/FileManager.h"
 #include "ui/desktop/FolderChooser.h"
 #include "ui/desktop/SessionInhibitor.h"
 #include "ui/icons/AppIcon.h"
@@ -133,7 +134,7 @@ int runMenuBarProgram(int argc, char **argv)
     Appearance appearance(*style);
     QApplication::setStyle(style);
     appearance.followSession();
-    DesktopServices desktop = systemDesktop(openFile);
+    DesktopServices desktop = systemDesktop(openFile, showInFileManager);
     UserDefaults &defaults = *desktop.defaults;
     AppModel model(systemServices(), std::move(desktop),
                    preview ? AppModel::Mode::Preview : AppModel::Mode::Normal);

@@ -5,6 +5,8 @@
 #include <QStringList>
 #include <QUuid>
 
+#include <filesystem>
+
 namespace quorvalent {
 
 /// How a file of the list of recent conversions came out.
@@ -14,13 +16,15 @@ enum class ActivityState { Succeeded, SucceededWithRemark, Cancelled, Failed };
 struct Activity
 {
     QUuid id = QUuid::createUuid();
-    QString name;   ///< the file's new name
+    QString name;   ///< the file's name when the job was over
     QString detail; ///< what happened
     bool success = false;
     QDateTime date = QDateTime::currentDateTimeUtc();
-    QString folder;           ///< the file's folder as people see it; empty where it is not told
-    QStringList remarks;      ///< what is to be known beside the detail, complete sentences
-    bool isCancelled = false; ///< the user took the rename back
+    QString folder;             ///< the file's folder as people see it; empty where it is not told
+    QString change;             ///< "HEIC → JPG", or empty
+    std::filesystem::path file; ///< where the file stood when the job was over, or empty
+    QStringList remarks;        ///< what is to be known beside the detail, complete sentences
+    bool isCancelled = false;   ///< the user took the rename back
 
     Activity(QString fileName, QString outcome, bool succeeded)
         : name(std::move(fileName))

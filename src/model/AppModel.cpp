@@ -32,6 +32,8 @@ const QString finderConsentKey = u"finderWarningConsent"_s;
 constexpr std::chrono::seconds untilConversionsStop(3);
 
 constexpr std::chrono::minutes untilExpiryIsTriedAgain(1);
+// In which the removal of a folder can be undone.
+constexpr auto removalSpan = std::chrono::seconds(10);
 
 constexpr int mostUndoMinutes = 24 * 60;
 
@@ -460,9 +462,29 @@ void AppModel::addFolders(const std::vector<std::filesystem::path> &chosen)
 
 void AppModel::removeFolder(const std::filesystem::path &folder)
 {
+    m_foldersBefore = m_preferences.folders;
+    m_removedFolder = folder;
+    m_removalEnd = DelayedTask(removalSpan, [this] {
+        m_removedFolder.reset();
+        Q_EMIT changed();
+    });
     changePreferences([&folder](Preferences &preferences) {
         preferences.folders = WatchedFolders::removing(std::move(preferences.folders), folder);
     });
+    restartWatcher();
+}
+
+void AppModel::restoreFolder()
+{
+    m_removalEnd.cancel();
+    const auto folder = std::exchange(m_removedFolder, std::nullopt);
+    if (!folder)
+        return;
+    if (WatchedFolders::removing(m_foldersBefore, *folder) != m_preferences.folders) {
+        addFolders({*folder}); // the list has changed since
+        return;
+    }
+    changePreferences([this](Preferences &preferences) { preferences.folders = m_foldersBefore; });
     restartWatcher();
 }
 

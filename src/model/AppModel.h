@@ -143,6 +143,10 @@ public:
     void addFolders(const std::vector<std::filesystem::path> &chosen);
     /// No longer watches this entry of the preferences' folders.
     void removeFolder(const std::filesystem::path &folder);
+    /// The folder that was removed last, for the ten seconds in which that can be undone.
+    [[nodiscard]] std::optional<std::filesystem::path> removedFolder() const { return m_removedFolder; }
+    /// Watches it again.
+    void restoreFolder();
 
     /// How long removed originals are kept for a rename that takes a conversion back; 0 keeps none and
     /// removes those that are kept.
@@ -201,6 +205,10 @@ public:
     /// about to end.
     void prepareToEnd();
     [[nodiscard]] bool isEnding() const { return m_isEnding; }
+
+    /// Shows the file of an activity in the file manager, and opens a folder.
+    void showFile(const std::filesystem::path &file) const { m_desktop.showFile(file); }
+    void openFolder(const std::filesystem::path &folder) const { m_desktop.openFile(folder); }
 
     // Texts of the application
 
@@ -281,6 +289,9 @@ private:
     bool m_renameWithoutConfirmation = false;
     bool m_finderSettingManaged = false;
     QString m_finderSettingMessage;
+    std::optional<std::filesystem::path> m_removedFolder;
+    std::vector<std::filesystem::path> m_foldersBefore; ///< it was removed
+    DelayedTask m_removalEnd;
     DelayedTask m_expiry; ///< of the next kept original; pending while any is kept
     JobQueue m_queue;
 };

@@ -50,8 +50,11 @@ void ConversionStatus::end(const RenameJob &job, const JobOutcome &outcome)
     isOriginalLeft = outcome.original && !outcome.remarks.isEmpty();
     progress = outcome.succeeded() ? std::optional(1.0) : std::nullopt;
     currentDetail = outcome.detail;
-    Activity activity(displayName(job.newURL), outcome.detail, outcome.succeeded());
-    activity.folder = folderOf(job.newURL);
+    const std::filesystem::path &file = outcome.file.empty() ? job.newURL : outcome.file;
+    Activity activity(displayName(file), outcome.detail, outcome.succeeded());
+    activity.folder = folderOf(file);
+    activity.file = file;
+    activity.change = changeOfFormat(job);
     activity.remarks = outcome.remarks;
     activity.isCancelled = outcome.isCancelled;
     add(activity);
@@ -64,6 +67,7 @@ void ConversionStatus::addInterruption(const InterruptedConversion &interrupted)
     const QString title = u"Conversion interrompue"_s;
     Activity activity(displayName(interrupted.file), title, false);
     activity.folder = folderOf(interrupted.file);
+    activity.file = interrupted.file;
     activity.remarks.append(interrupted.sentence);
     add(activity);
     warn(title, {activity.name, activity.folder, interrupted.sentence});

@@ -22,6 +22,8 @@ struct DesktopServices
     std::unique_ptr<PreferencesDomain> fileManager;
     /// Opens a file with the user's program for it.
     std::function<void(const std::filesystem::path &)> openFile;
+    /// Shows a file, selected in its folder, in the user's file manager.
+    std::function<void(const std::filesystem::path &)> showFile;
     /// A file of the application's own by its name and its subfolder ("" for none).
     std::function<std::optional<std::filesystem::path>(const QString &name, const QString &subdirectory)>
         resource;
@@ -33,8 +35,10 @@ struct DesktopServices
     std::function<QString(const QString &)> translate;
 };
 
-/// The running user's desktop. The opener comes from above, for it needs the user interface's libraries.
-[[nodiscard]] DesktopServices systemDesktop(std::function<void(const std::filesystem::path &)> openFile);
+/// The running user's desktop. What opens and shows files comes from above, for it needs the user interface's
+/// libraries.
+[[nodiscard]] DesktopServices systemDesktop(std::function<void(const std::filesystem::path &)> openFile,
+                                            std::function<void(const std::filesystem::path &)> showFile);
 
 /// For programs that touch nothing of the desktop: settings last as long as the program, nothing is opened
 /// or registered.

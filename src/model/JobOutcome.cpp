@@ -12,6 +12,16 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
+// After a failure the file has its old name back, unless that was not possible.
+const std::filesystem::path &presentPlace(const RenameJob &job)
+{
+    const auto exists = [](const std::filesystem::path &file) {
+        std::error_code failed;
+        return std::filesystem::exists(std::filesystem::symlink_status(file, failed));
+    };
+    return exists(job.newURL) || !exists(job.oldURL) ? job.newURL : job.oldURL;
+}
+
 JobOutcome failed(const QString &title, const QString &message)
 {
     JobOutcome outcome;
@@ -70,6 +80,7 @@ JobOutcome outcomeOf(const ConvertJob &convert, const RenameJob &job, const Pref
     const auto start = std::chrono::steady_clock::now();
     JobOutcome outcome = untimedOutcomeOf(convert, job, preferences, run);
     outcome.seconds = std::chrono::steady_clock::now() - start;
+    outcome.file = outcome.succeeded() ? job.newURL : presentPlace(job);
     return outcome;
 }
 

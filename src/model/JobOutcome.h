@@ -31,6 +31,7 @@ struct JobOutcome
     QStringList remarks;                           ///< what is to be known about a success, sentences
     std::optional<std::filesystem::path> original; ///< where it stands beside the result of a success
     std::optional<FileStamp> result = {};          ///< what a success put under the new name
+    std::filesystem::path file = {};               ///< where it stands now
     bool isCancelled = false;                      ///< the user did not want it any more
     bool isElsewhere = false;                      ///< the file was not where the job says
     bool canBeTakenBack = false;                   ///< the removed original is kept for a while

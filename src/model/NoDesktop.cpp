@@ -57,6 +57,7 @@ DesktopServices noDesktop()
     desktop.defaults = std::make_unique<MemoryDefaults>();
     desktop.loginItem = std::make_unique<NoLoginItem>();
     desktop.openFile = [](const std::filesystem::path &) {};
+    desktop.showFile = desktop.openFile;
     desktop.resource = [](const QString &, const QString &) { return std::nullopt; };
     desktop.setLanguage = [](const QString &) {};
     desktop.languageCode = [] { return QStringLiteral("en"); };

@@ -9,7 +9,8 @@
 
 namespace quorvalent {
 
-DesktopServices systemDesktop(std::function<void(const std::filesystem::path &)> openFile)
+DesktopServices systemDesktop(std::function<void(const std::filesystem::path &)> openFile,
+                              std::function<void(const std::filesystem::path &)> showFile)
 {
     DesktopServices desktop;
     desktop.defaults = std::make_unique<SettingsFile>();
@@ -17,6 +18,7 @@ DesktopServices systemDesktop(std::function<void(const std::filesystem::path &)>
     // No file manager of Linux has such a setting today; one that gains it needs a domain here.
     desktop.fileManager = nullptr;
     desktop.openFile = std::move(openFile);
+    desktop.showFile = std::move(showFile);
     desktop.resource = &Bundle::resource;
     desktop.setLanguage = [](const QString &choice) { Localization::override = choice; };
     desktop.languageCode = &Localization::code;

@@ -4,6 +4,7 @@
 #include "ui/SettingsWindow.h"
 #include "ui/controls/Card.h"
 #include "ui/controls/IconView.h"
+#include "ui/controls/ListRow.h"
 #include "ui/views/CompactBanner.h"
 
 #include <QAccessibleObject>
@@ -43,6 +44,26 @@ public:
 
 private:
     QAccessible::Role m_whenNamed;
+};
+
+/// A row of a list is pressed like a button.
+class RowInterface : public QAccessibleWidget
+{
+public:
+    explicit RowInterface(ListRow &row)
+        : QAccessibleWidget(&row, QAccessible::ListItem)
+        , m_row(row)
+    {}
+
+    [[nodiscard]] QStringList actionNames() const override { return {pressAction()}; }
+    void doAction(const QString &action) override
+    {
+        if (action == pressAction())
+            Q_EMIT m_row.pressed();
+    }
+
+private:
+    ListRow &m_row;
 };
 
 QAccessible::Role roleOf(FloatingCard::Kind kind)
@@ -131,6 +152,8 @@ QAccessibleInterface *interfaceOf(const QString & /*className*/, QObject *object
         return new NamedInterface(icon, QAccessible::Graphic);
     if (auto *window = qobject_cast<SettingsWindow *>(object))
         return new QAccessibleWidget(window, QAccessible::Window);
+    if (auto *row = qobject_cast<ListRow *>(object))
+        return new RowInterface(*row);
     if (auto *card = qobject_cast<Card *>(object))
         return new QAccessibleWidget(card, QAccessible::Grouping);
     if (object->metaObject() == &QWidget::staticMetaObject)

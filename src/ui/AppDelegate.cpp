@@ -61,7 +61,10 @@ AppDelegate::AppDelegate(Services services, LaunchOptions options)
     , m_options(options)
     , m_model(m_services.model)
     , m_systemFont(QApplication::font())
-    , m_popover(m_model, {.settings = [this] { showSettings(); }, .quit = [this] { requestQuit(); }})
+    , m_popover(m_model, {.settings = [this] { showSettings(); },
+                          .quit = [this] { requestQuit(); },
+                          .dismissWarning = [this] { dismissWarning(); },
+                          .warningDetails = [this] { showDetails(); }})
     , m_toast(m_model, m_services.scheduler, [this] { return m_warningPanel && m_warningPanel->isVisible(); })
 {
     applyLanguage();
@@ -133,6 +136,7 @@ void AppDelegate::showStatusItem()
     m_statusItem = std::make_unique<StatusItem>(m_model);
     connect(m_statusItem.get(), &StatusItem::pressed, this, &AppDelegate::toggleMenu);
     connect(m_statusItem.get(), &StatusItem::settingsWanted, this, &AppDelegate::showSettings);
+    connect(m_statusItem.get(), &StatusItem::warningDismissed, this, &AppDelegate::dismissWarning);
     connect(m_statusItem.get(), &StatusItem::quitWanted, this, &AppDelegate::requestQuit);
     if (m_settingsWindow)
         m_settingsWindow->refresh();
@@ -153,6 +157,7 @@ void AppDelegate::showSettings()
                                             [this] { return m_trayHost.isReady(); }});
     }
     m_settingsWindow->bringUp();
+    seeActivity(true);
 }
 
 void AppDelegate::showWarning()
@@ -208,8 +213,18 @@ void AppDelegate::finishAndQuit()
     requestQuit();
 }
 
+void AppDelegate::seeActivity(bool isOpened)
+{
+    const bool isSeen =
+        m_settingsWindow && m_settingsWindow->isVisible() && m_model.selectedTab() == u"Activité"_s;
+    const bool sawIt = std::exchange(m_seesActivity, isSeen);
+    if (isSeen && (isOpened || !sawIt) && m_model.warningCount() > 0)
+        dismissWarning();
+}
+
 void AppDelegate::onModelChange()
 {
+    seeActivity(false);
     if (!m_model.isIdle()) {
         if (!m_sessionHold)
             m_sessionHold = m_services.scheduler(shortWork, [this] { m_services.holdSession(true); });

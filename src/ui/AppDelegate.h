@@ -83,6 +83,8 @@ private:
     void playPreviewBanner();
     void onSessionEnd(QSessionManager &session);
     void onModelChange();
+    /// Opening the list of activities, which says more than the warning, dismisses the warning.
+    void seeActivity(bool isOpened);
 
     Services m_services;
     LaunchOptions m_options;
@@ -98,6 +100,7 @@ private:
     std::vector<std::unique_ptr<PendingTask>> m_previewTasks;
     std::unique_ptr<PendingTask> m_sessionHold; ///< while work is pending
     bool m_isEnding = false;
+    bool m_seesActivity = false;
 };
 
 } // namespace quorvalent

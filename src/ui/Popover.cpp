@@ -25,6 +25,8 @@ void Popover::toggle(const QRect &item)
         m_card = std::make_unique<FloatingCard>(FloatingCard::Kind::Popover, menu, metrics::popoverRadius);
         menu->installEventFilter(this);
     }
+    if (QWidget *last = m_card->focusWidget())
+        last->clearFocus(); // the keyboard begins at the top each time
     m_item = item;
     align();
     m_card->showAt(m_card->card().topLeft());

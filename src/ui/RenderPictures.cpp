@@ -198,8 +198,11 @@ bool saveWarning(AppModel &model, const ConversionStatus &state, const std::file
 bool saveMenu(AppModel &model, const ConversionStatus &state, const std::filesystem::path &file)
 {
     model.showSample(state);
-    FloatingCard card(FloatingCard::Kind::Popover, new MenuView(model, {.settings = [] {}, .quit = [] {}}),
-                      metrics::popoverRadius);
+    FloatingCard card(
+        FloatingCard::Kind::Popover,
+        new MenuView(model,
+                     {.settings = [] {}, .quit = [] {}, .dismissWarning = [] {}, .warningDetails = [] {}}),
+        metrics::popoverRadius);
     card.fit();
     return save(card, file);
 }

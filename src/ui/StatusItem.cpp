@@ -33,6 +33,7 @@ StatusItem::StatusItem(AppModel &model, QObject *parent)
     , m_icon(statusIcon(StatusState::Idle))
 {
     m_state->setEnabled(false);
+    m_dismiss = m_menu->addAction(QString(), this, &StatusItem::warningDismissed);
     m_menu->addSeparator();
     m_settings = m_menu->addAction(QString(), this, &StatusItem::settingsWanted);
     m_pause = m_menu->addAction(QString(), this, [this] { m_model.togglePause(); });
@@ -56,6 +57,8 @@ void StatusItem::refresh()
         m_icon.setIcon(statusIcon(state));
     }
     m_state->setText(L(m_model.isConverting() ? m_model.progressTitle() : m_model.statusText()));
+    m_dismiss->setVisible(m_model.warningCount() > 0);
+    m_dismiss->setText(L(m_model.warningTitle()) + u" · "_s + L(u"Compris"_s));
     m_settings->setText(L(u"Réglages…"_s));
     m_pause->setText(L(m_model.pauseActionText()));
     m_quit->setText(L(u"Quitter"_s));

@@ -33,6 +33,7 @@ Q_SIGNALS:
     void pressed(const QRect &anchor);
     void settingsWanted();
     void quitWanted();
+    void warningDismissed();
 
 private:
     void onActivated(QSystemTrayIcon::ActivationReason reason);
@@ -41,6 +42,7 @@ private:
     AppModel &m_model;
     std::unique_ptr<QMenu> m_menu;
     QAction *m_state;
+    QAction *m_dismiss; ///< while a warning stands
     QAction *m_settings;
     QAction *m_pause;
     QAction *m_quit;

@@ -198,6 +198,14 @@ class Desktop:
                     return node
         return None
 
+    def focus(self, application):
+        """The name of what the keyboard goes to."""
+        with contextlib.suppress(GLib.Error):
+            for node in walk(application):
+                if node.get_state_set().contains(Atspi.StateType.FOCUSED) and node.get_role_name() != "frame":
+                    return node.get_name()
+        return None
+
     def lightness_beside(self, node):
         """Of the ground on which the text stands: 0 is black, 1 is white."""
         area = node.get_extents(Atspi.CoordType.SCREEN)

@@ -23,6 +23,14 @@ INTERRUPTION = "La conversion de « {name} » a été interrompue. Original inta
 
 ATTEMPTS = 10
 
+# What Tab comes to in a section of the settings, by the names that a screen reader tells.
+WALK = {
+    "Photos": ("Qualité JPG", "Qualité JPEG", "Qualité HEIC", "Qualité HEIF", "Qualité WEBP"),
+    "Général": ("Système", "Système", "Conserver une copie originale", "Effacer", "30 minutes",
+                "Ouvrir à l’ouverture de session", "Consulter l’aide", "À propos de"),
+    "À propos de": ("Consulter l’aide", "MIT", "FFmpeg · GPLv3"),
+}
+
 # Lets a conversion take as long as the test looks at it. Engines are started ahead: the first byte that comes in
 # is a conversion's.
 HELPER = """#!/bin/sh
@@ -159,6 +167,18 @@ class Session:
         self.sees(refusal, "label")
         self.desktop.picture("activity")
 
+    def walk_by_keyboard(self):
+        """Everything in the window that can be pressed is reached by Tab, in the order in which it is read."""
+        for section, stops in WALK.items():
+            self.desktop.click_on(self.sees(section, "radio button"))
+            wait_for(f"the focus on {section}", lambda: self.desktop.focus(self.application) == section)
+            for stop in (*stops, section):
+                before = self.desktop.focus(self.application)
+                self.desktop.press("Tab")
+                wait_for(f"the focus on “{stop}” after “{before}”, in {section}",
+                         lambda: self.desktop.focus(self.application) == stop)
+            self.desktop.picture(f"keyboard-{section}")
+
     def follow_the_session(self):
         place = self.sees("Les 30 dernières conversions de cette session.", "label")
         for name, scheme, is_expected in (("dark", 1, lambda light: light < 0.3),
@@ -220,7 +240,7 @@ def main(bundle, pictures):
         session = Session(pathlib.Path(home), bundle, pictures)
         try:
             for step in (session.start, session.add_folder, session.read_menu, session.convert, session.refuse,
-                         session.follow_the_session, session.read_about, session.outlive_the_screen,
+                         session.walk_by_keyboard, session.follow_the_session, session.read_about, session.outlive_the_screen,
                          session.change_language, session.quit):
                 step()
         except Failure as failure:

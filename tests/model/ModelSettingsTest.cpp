@@ -61,6 +61,16 @@ TEST_F(ModelSettingsTest, startsFreshOnTheFirstLaunch)
     EXPECT_EQ(model->loginNotice(), QString());
 }
 
+TEST_F(ModelSettingsTest, bringsARemovedFolderBackToItsPlace)
+{
+    launch().changePreferences([](Preferences &preferences) { preferences.folders = {"/a", "/b", "/c"}; });
+    model->removeFolder("/b");
+    EXPECT_EQ(model->removedFolder(), "/b");
+    model->restoreFolder();
+    EXPECT_EQ(model->preferences().folders, (std::vector<std::filesystem::path>{"/a", "/b", "/c"}));
+    EXPECT_EQ(model->removedFolder(), std::nullopt);
+}
+
 TEST_F(ModelSettingsTest, keepsEveryChoiceForTheNextLaunch)
 {
     launch().setLanguage(u"de"_s);

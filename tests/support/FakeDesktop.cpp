@@ -77,6 +77,9 @@ DesktopServices FakeDesktop::services()
     services.openFile = [this](const std::filesystem::path &opened) {
         log.push_back("open " + opened.native());
     };
+    services.showFile = [this](const std::filesystem::path &shown) {
+        log.push_back("show " + shown.string());
+    };
     services.resource = [this](const QString &name, const QString &subdirectory) {
         const auto resource = std::filesystem::path(subdirectory.toStdString()) / name.toStdString();
         const bool exists = std::find(resources.begin(), resources.end(), resource) != resources.end();

@@ -107,7 +107,8 @@ TEST(PlainTexts, NoWindowReadsANameAsMarkup)
     EXPECT_TRUE(QToolTip::text().contains(u"&lt;img"_s)) << "the whole name is there to be read";
     ProtectionWarning warning(model, {.dismiss = [] {}, .details = [] {}});
     hoverOverEverything(warning);
-    MenuView menu(model, {.settings = [] {}, .quit = [] {}});
+    MenuView menu(model,
+                  {.settings = [] {}, .quit = [] {}, .dismissWarning = [] {}, .warningDetails = [] {}});
     hoverOverEverything(menu);
     status.isConverting = false;
     model.showSample(status);

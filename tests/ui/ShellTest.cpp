@@ -211,6 +211,44 @@ TEST_F(Shell, ShowsTheActivityForTheDetails)
     EXPECT_TRUE(shell.settingsWindow()->isVisible());
 }
 
+// The panel takes no keyboard, so there are other ways to say that it was read.
+TEST_F(Shell, DismissesTheWarningFromTheMenuAndByOpeningTheActivity)
+{
+    shell.toggleMenu(QRect(400, 0, 22, 22));
+    fail();
+    ConversionStatus warned;
+    warned.warningCount = 1;
+    model.showSample(warned);
+    for (QPushButton *button : shell.popover().card()->content().findChildren<QPushButton *>()) {
+        if (button->text() == u"Compris"_s)
+            button->click();
+    }
+    EXPECT_FALSE(warns());
+    fail();
+    model.showSample(warned);
+    model.setSelectedTab(u"Activité"_s);
+    EXPECT_FALSE(warns());
+    fail();
+    EXPECT_TRUE(warns()) << "a new one is not swallowed by the open list";
+    QTest::keyClick(&shell.warningPanel()->content(), Qt::Key_Escape);
+    EXPECT_FALSE(warns());
+}
+
+// Space after two steps once opened the settings, because the steps began where the last visit had ended.
+TEST_F(Shell, BeginsEachVisitOfTheMenuAtItsTop)
+{
+    const auto *card = [this] {
+        shell.toggleMenu(QRect(400, 0, 22, 22));
+        return shell.popover().card();
+    }();
+    auto *window = const_cast<FloatingCard *>(card);
+    QTest::keyClick(window, Qt::Key_Tab);
+    ASSERT_NE(window->focusWidget(), nullptr);
+    QTest::keyClick(window, Qt::Key_Escape);
+    shell.toggleMenu(QRect(400, 0, 22, 22));
+    EXPECT_EQ(window->focusWidget(), nullptr);
+}
+
 TEST_F(Shell, RefusesToQuitWhileAConversionRuns)
 {
     begin();

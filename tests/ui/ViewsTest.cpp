@@ -2,12 +2,15 @@
 #include "i18n/Localization.h"
 #include "model/AppModel.h"
 #include "platform/ComposedText.h"
+#include "support/FakeDesktop.h"
 #include "support/FakeWorld.h"
 #include "ui/FloatingCard.h"
 #include "ui/controls/ElidedLabel.h"
 #include "ui/controls/Picker.h"
 #include "ui/controls/SidebarButton.h"
 #include "ui/controls/Toggle.h"
+#include "ui/views/ActivityRow.h"
+#include "ui/views/ActivitySection.h"
 #include "ui/views/CompactBanner.h"
 #include "ui/views/MenuView.h"
 #include "ui/views/ProtectionWarning.h"
@@ -88,7 +91,10 @@ TEST_F(Views, TheBannerTellsTheThreeOutcomes)
 TEST_F(Views, TheMenuFollowsTheModel)
 {
     int opened = 0;
-    const MenuView menu(model, {.settings = [&opened] { ++opened; }, .quit = [] {}});
+    const MenuView menu(model, {.settings = [&opened] { ++opened; },
+                                .quit = [] {},
+                                .dismissWarning = [] {},
+                                .warningDetails = [] {}});
     EXPECT_TRUE(texts(menu).contains(u"Ajoutez un dossier pour commencer"_s));
     button(menu, u"Pause"_s)->click();
     EXPECT_TRUE(model.paused());
@@ -106,6 +112,31 @@ TEST_F(Views, TheMenuFollowsTheModel)
     model.showSample(done);
     EXPECT_TRUE(texts(menu).contains(u"photo.jpg · Conversion terminée"_s));
     EXPECT_TRUE(button(menu, u"Quitter"_s)->isEnabled());
+}
+
+TEST_F(Views, TheActivityIsGoneThroughByKeyboardAndShowsItsFiles)
+{
+    test::FakeDesktop desktop;
+    AppModel stored(world.services(), desktop.services(), AppModel::Mode::Preview);
+    ConversionStatus shown;
+    for (const char *file : {"/pictures/b.jpg", "/pictures/a.jpg"}) {
+        Activity activity(QString::fromLatin1(file).section(u'/', -1), u"Conversion terminée"_s, true);
+        activity.file = file;
+        activity.change = u"HEIC → JPG"_s;
+        shown.activities.append(activity);
+    }
+    stored.showSample(shown);
+    ActivitySection section(stored);
+    section.show();
+    const QList<ActivityRow *> rows = section.findChildren<ActivityRow *>();
+    ASSERT_EQ(rows.size(), 2);
+    EXPECT_TRUE(texts(*rows[0]).contains(u"HEIC → JPG"_s));
+    EXPECT_EQ(rows[0]->accessibleName(), u"b.jpg, Conversion terminée"_s);
+    rows[0]->setFocus();
+    QTest::keyClick(rows[0], Qt::Key_Down);
+    EXPECT_EQ(section.window()->focusWidget(), rows[1]);
+    QTest::keyClick(rows[1], Qt::Key_Return);
+    EXPECT_EQ(desktop.log, std::vector<std::string>{"show /pictures/a.jpg"});
 }
 
 TEST_F(Views, TheWarningCountsFromTwoAndNamesTheFiles)
@@ -184,8 +215,11 @@ TEST_F(Views, NothingIsCutOffInAnyLanguage)
     UpdateManager updates{model, nullptr};
     SettingsView settings(model, {updates, [](QWidget &, const auto &) {}, [] { return false; }});
     settings.show();
-    FloatingCard menu(FloatingCard::Kind::Popover, new MenuView(model, {.settings = [] {}, .quit = [] {}}),
-                      0);
+    FloatingCard menu(
+        FloatingCard::Kind::Popover,
+        new MenuView(model,
+                     {.settings = [] {}, .quit = [] {}, .dismissWarning = [] {}, .warningDetails = [] {}}),
+        0);
     FloatingCard banner(FloatingCard::Kind::Notice, new CompactBanner(model), 0);
     FloatingCard warning(FloatingCard::Kind::Warning,
                          new ProtectionWarning(model, {.dismiss = [] {}, .details = [] {}}), 0);
@@ -232,8 +266,11 @@ TEST_F(Views, TheBannerIsOneThingToAScreenReader)
 
 TEST_F(Views, ThePopoverIsFoundFromTheProgram)
 {
-    FloatingCard card(FloatingCard::Kind::Popover, new MenuView(model, {.settings = [] {}, .quit = [] {}}),
-                      0);
+    FloatingCard card(
+        FloatingCard::Kind::Popover,
+        new MenuView(model,
+                     {.settings = [] {}, .quit = [] {}, .dismissWarning = [] {}, .warningDetails = [] {}}),
+        0);
     QAccessibleInterface *program = QAccessible::queryAccessibleInterface(qApp);
     const int others = program->childCount();
     card.show();

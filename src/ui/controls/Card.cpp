@@ -22,6 +22,14 @@ void Card::add(QWidget *widget)
     m_rows->addWidget(widget);
 }
 
+void Card::setListSpacing()
+{
+    constexpr int side = metrics::cardPadding - metrics::rowInsetX;
+    constexpr int end = metrics::cardPadding - metrics::rowInsetY;
+    m_rows->setContentsMargins(side, end, side, end);
+    m_rows->setSpacing(metrics::cardSpacing - metrics::rowInsetY);
+}
+
 void Card::paintEvent(QPaintEvent * /*event*/)
 {
     QPainter painter(this);

@@ -16,6 +16,8 @@ public:
 
     /// Under what is there already.
     void add(QWidget *widget);
+    /// For rows that bring room around themselves.
+    void setListSpacing();
     [[nodiscard]] QVBoxLayout *rows() const { return m_rows; }
 
 protected:

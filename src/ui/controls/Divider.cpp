@@ -6,15 +6,16 @@
 
 namespace quorvalent {
 
-Divider::Divider(QWidget *parent)
+Divider::Divider(int inset, QWidget *parent)
     : QWidget(parent)
+    , m_inset(inset)
 {
     setFixedHeight(1);
 }
 
 void Divider::paintEvent(QPaintEvent * /*event*/)
 {
-    QPainter(this).fillRect(rect(), Theme::of(*this).separator);
+    QPainter(this).fillRect(rect().adjusted(m_inset, 0, -m_inset, 0), Theme::of(*this).separator);
 }
 
 } // namespace quorvalent

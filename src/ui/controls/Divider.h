@@ -10,10 +10,13 @@ class Divider : public QWidget
     Q_OBJECT
 
 public:
-    explicit Divider(QWidget *parent = nullptr);
+    explicit Divider(int inset = 0, QWidget *parent = nullptr);
 
 protected:
     void paintEvent(QPaintEvent *event) override;
+
+private:
+    int m_inset; ///< at both ends
 };
 
 } // namespace quorvalent

@@ -31,9 +31,10 @@ PushButton::PushButton(Look look, QWidget *parent)
     setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
 }
 
-void PushButton::setSymbol(Symbol symbol)
+void PushButton::setSymbol(Symbol symbol, std::optional<Tone> tone)
 {
     m_symbol = symbol;
+    m_symbolTone = tone;
     updateGeometry();
     update();
 }
@@ -114,7 +115,8 @@ void PushButton::paintEvent(QPaintEvent * /*event*/)
     const double iconWidth = m_symbol ? icon + (text().isEmpty() ? 0 : metrics::buttonIconSpacing) : 0;
     double x = std::floor((width() - label.size().width() - iconWidth) / 2);
     if (m_symbol) {
-        paintSymbol(painter, *m_symbol, QRectF(x, (height() - icon) / 2.0, icon, icon), ink,
+        paintSymbol(painter, *m_symbol, QRectF(x, (height() - icon) / 2.0, icon, icon),
+                    m_symbolTone ? theme.tone(*m_symbolTone) : ink,
                     m_look == Look::Prominent ? SymbolWeight::Semibold : SymbolWeight::Regular);
         x += iconWidth;
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ui/Theme.h"
 #include "ui/TypeScale.h"
 #include "ui/icons/Symbol.h"
 
@@ -23,8 +24,9 @@ public:
 
     explicit PushButton(Look look = Look::Bordered, QWidget *parent = nullptr);
 
-    /// Before the text, or alone; then the button needs an accessible name.
-    void setSymbol(Symbol symbol);
+    /// Before the text, in the text's colour or in its own; or alone: then the button needs an accessible
+    /// name.
+    void setSymbol(Symbol symbol, std::optional<Tone> tone = {});
 
     [[nodiscard]] QSize sizeHint() const override;
     [[nodiscard]] QSize minimumSizeHint() const override;
@@ -42,6 +44,7 @@ private:
 
     Look m_look;
     std::optional<Symbol> m_symbol;
+    std::optional<Tone> m_symbolTone; ///< nothing: the text's
 };
 
 } // namespace quorvalent

@@ -4,6 +4,7 @@
 #include "ui/controls/Painting.h"
 
 #include <QApplication>
+#include <QKeyEvent>
 #include <QPainter>
 #include <QScrollBar>
 
@@ -75,6 +76,32 @@ void ScrollArea::showFocused(QWidget *focused)
         QGuiApplication::mouseButtons() != Qt::NoButton)
         return;
     ensureWidgetVisible(focused, metrics::narrowPadding, metrics::contentPadding);
+}
+
+bool ScrollArea::page(int key)
+{
+    QScrollBar *bar = verticalScrollBar();
+    switch (key) {
+    case Qt::Key_PageUp:
+        bar->triggerAction(QAbstractSlider::SliderPageStepSub);
+        return true;
+    case Qt::Key_PageDown:
+        bar->triggerAction(QAbstractSlider::SliderPageStepAdd);
+        return true;
+    case Qt::Key_Home:
+        bar->triggerAction(QAbstractSlider::SliderToMinimum);
+        return true;
+    case Qt::Key_End:
+        bar->triggerAction(QAbstractSlider::SliderToMaximum);
+        return true;
+    default:
+        return false;
+    }
+}
+
+void ScrollArea::keyPressEvent(QKeyEvent *event)
+{
+    event->ignore(); // the view decides which of its pages a key is for
 }
 
 void ScrollArea::resizeEvent(QResizeEvent *event)

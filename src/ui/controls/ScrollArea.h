@@ -18,7 +18,11 @@ public:
     /// at every level of a page, and texts that changed deep inside do not reach all of them by themselves.
     void fitPage();
 
+    /// Scrolls for a key that turns pages: Page Up, Page Down, Home, End. False for another key.
+    bool page(int key);
+
 protected:
+    void keyPressEvent(QKeyEvent *event) override;
     void resizeEvent(QResizeEvent *event) override;
 
 private:

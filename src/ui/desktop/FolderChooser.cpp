@@ -9,11 +9,13 @@
 #include <QDir>
 #include <QFile>
 #include <QFileDialog>
+#include <QFileInfo>
 #include <QGridLayout>
 #include <QLabel>
 #include <QLibraryInfo>
 #include <QLocale>
 #include <QPointer>
+#include <QStandardPaths>
 #include <QTranslator>
 
 #include <memory>
@@ -50,11 +52,18 @@ void addExplanation(QFileDialog &dialog)
     grid->addWidget(explanation, grid->rowCount(), 0, 1, grid->columnCount());
 }
 
+// Most people's first folder is in their pictures.
+QString firstPlace()
+{
+    const QString pictures = QStandardPaths::writableLocation(QStandardPaths::PicturesLocation);
+    return QFileInfo(pictures).isDir() ? pictures : QDir::homePath();
+}
+
 // Qt's own dialog can take several folders, though it has no mode for it.
 void askWithDialog(QWidget *window, const Chosen &chosen)
 {
     auto texts = installedQtTexts();
-    auto *dialog = new QFileDialog(window, L(u"Ajouter un dossier"_s), QDir::homePath());
+    auto *dialog = new QFileDialog(window, L(u"Ajouter un dossier"_s), firstPlace());
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     addExplanation(*dialog);
     dialog->setFileMode(QFileDialog::Directory);

@@ -40,7 +40,7 @@ void showState(IconView &icon, ActivityState state)
 } // namespace
 
 ActivityRow::ActivityRow(const Activity &activity, QWidget *parent)
-    : QWidget(parent)
+    : ListRow(Press::Twice, parent)
     , m_activity(activity)
     , m_icon(new IconView(Symbol::CheckmarkCircleFill, metrics::rowIcon))
     , m_folder(new ElidedLabel(TextStyle::Small, Tone::Secondary))
@@ -51,9 +51,13 @@ ActivityRow::ActivityRow(const Activity &activity, QWidget *parent)
     auto *name = new ElidedLabel(TextStyle::Body);
     name->setText(activity.name);
     m_folder->showText(activity.folder);
+    m_folder->setToolTip(activity.folder);
     auto *head = new QHBoxLayout;
     head->setSpacing(metrics::rowGap);
+    auto *change = new Label(TextStyle::Secondary, Tone::Secondary);
+    change->showText(activity.change);
     head->addWidget(name, 1);
+    head->addWidget(change);
     head->addWidget(m_time);
     auto *texts = new QVBoxLayout;
     texts->setSpacing(metrics::textGap);
@@ -78,7 +82,8 @@ void ActivityRow::refresh()
         remarks.append(L(remark));
     m_remarks->showText(remarks.join(u' '));
     const QTime time = m_activity.date.toLocalTime().time();
-    m_time->setText(QLocale(Localization::code()).toString(time, QLocale::ShortFormat));
+    m_time->setText(Localization::dateLocale().toString(time, QLocale::ShortFormat));
+    setAccessibleName(m_activity.name + u", "_s + m_detail->text());
 }
 
 } // namespace quorvalent

@@ -1,8 +1,7 @@
 #pragma once
 
 #include "core/Activity.h"
-
-#include <QWidget>
+#include "ui/controls/ListRow.h"
 
 namespace quorvalent {
 
@@ -11,8 +10,9 @@ class IconView;
 class Label;
 class WrappingLabel;
 
-/// One outcome, with what is to be known about it, in the list of recent conversions.
-class ActivityRow : public QWidget
+/// One outcome, with what is to be known about it, in the list of recent conversions. Pressed, it shows its
+/// file.
+class ActivityRow : public ListRow
 {
     Q_OBJECT
 
@@ -20,6 +20,7 @@ public:
     explicit ActivityRow(const Activity &activity, QWidget *parent = nullptr);
 
     void refresh();
+    [[nodiscard]] const Activity &activity() const { return m_activity; }
 
 private:
     Activity m_activity;

@@ -24,8 +24,13 @@ public:
 
     void refresh() override;
 
+protected:
+    void keyPressEvent(QKeyEvent *event) override;
+
 private:
     void rebuildRows();
+    void showFile(const ActivityRow &row);
+    void openMenu(const ActivityRow &row, const QPoint &place);
 
     AppModel &m_model;
     QWidget *m_empty;

@@ -25,7 +25,7 @@ QString lastComponent(const std::filesystem::path &folder)
 } // namespace
 
 FolderRow::FolderRow(const std::filesystem::path &folder, std::function<void()> remove, QWidget *parent)
-    : QWidget(parent)
+    : ListRow(Press::Once, parent)
     , m_path(QString::fromStdString(folder.string()))
     , m_icon(new IconView(Symbol::FolderFill, metrics::rowIcon))
     , m_missing(new WrappingLabel(TextStyle::Small, Tone::Orange))
@@ -43,6 +43,9 @@ FolderRow::FolderRow(const std::filesystem::path &folder, std::function<void()> 
     texts->addWidget(m_missing);
     auto *row = new QHBoxLayout(this);
     row->setContentsMargins(0, 0, 0, 0);
+    // The button's symbol ends where the dividers do.
+    setContentsMargins(metrics::rowInsetX, metrics::rowInsetY,
+                       metrics::rowInsetX - metrics::buttonPlainPadding, metrics::rowInsetY);
     row->setSpacing(metrics::rowGap);
     row->addWidget(m_icon);
     row->addLayout(texts, 1);
@@ -52,8 +55,14 @@ FolderRow::FolderRow(const std::filesystem::path &folder, std::function<void()> 
     refresh(false);
 }
 
+void FolderRow::focusRemove()
+{
+    m_remove->setFocus(Qt::TabFocusReason);
+}
+
 void FolderRow::refresh(bool isMissing)
 {
+    setAccessibleName(m_path);
     m_icon->setSymbol(Symbol::FolderFill, isMissing ? Tone::Orange : Tone::Accent);
     m_missing->showText(isMissing ? L(u"Ce dossier est introuvable ou ne peut pas être lu."_s) : QString());
     m_remove->setAccessibleName(L(composed(u"Retirer le dossier {0}"_s, {m_path})));

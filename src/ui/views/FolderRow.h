@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QWidget>
+#include "ui/controls/ListRow.h"
 
 #include <filesystem>
 #include <functional>
@@ -11,14 +11,16 @@ class IconView;
 class PushButton;
 class WrappingLabel;
 
-/// One watched folder in the list, with the button that removes it.
-class FolderRow : public QWidget
+/// One watched folder in the list, with the button that removes it. Pressed, it opens.
+class FolderRow : public ListRow
 {
     Q_OBJECT
 
 public:
     FolderRow(const std::filesystem::path &folder, std::function<void()> remove, QWidget *parent = nullptr);
 
+    /// Gives the button that removes it the focus.
+    void focusRemove();
     /// `isMissing`: nothing is observed in it at present.
     void refresh(bool isMissing);
 

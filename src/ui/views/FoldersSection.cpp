@@ -2,6 +2,8 @@
 
 #include "i18n/Localization.h"
 #include "model/AppModel.h"
+#include "platform/ComposedText.h"
+#include "platform/Error.h"
 #include "ui/Metrics.h"
 #include "ui/controls/Card.h"
 #include "ui/controls/Divider.h"
@@ -11,8 +13,15 @@
 #include "ui/controls/WrappingLabel.h"
 #include "ui/views/FolderRow.h"
 
+#include <QDragEnterEvent>
+#include <QFile>
+#include <QFileInfo>
+#include <QMimeData>
 #include <QPointer>
+#include <QUrl>
 #include <QVBoxLayout>
+
+#include <algorithm>
 
 namespace quorvalent {
 
@@ -26,6 +35,7 @@ FoldersSection::FoldersSection(AppModel &model, ChooseFolders chooseFolders, QWi
     , m_add(new PushButton)
     , m_empty(makeEmptyState())
     , m_rows(new QVBoxLayout)
+    , m_removal(makeRemoval())
     , m_problem(new WrappingLabel(TextStyle::Secondary, Tone::Orange))
     , m_tip(new WrappingLabel(TextStyle::Secondary, Tone::Secondary))
 {
@@ -34,17 +44,26 @@ FoldersSection::FoldersSection(AppModel &model, ChooseFolders chooseFolders, QWi
     header->setSpacing(metrics::cardPadding);
     header->addWidget(m_title, 1);
     header->addWidget(m_add, 0, Qt::AlignTop);
-    m_rows->setSpacing(metrics::rowGap);
+    header->setContentsMargins(metrics::rowInsetX, metrics::rowInsetY, metrics::rowInsetX, 0);
+    m_rows->setSpacing(metrics::cardSpacing - metrics::rowInsetY);
     auto *card = new Card;
+    card->setListSpacing();
     card->rows()->addLayout(header);
-    card->add(new Divider);
+    card->add(new Divider(metrics::rowInsetX));
     card->add(m_empty);
     card->rows()->addLayout(m_rows);
     column()->addWidget(card);
+    column()->addWidget(m_removal);
     column()->addWidget(m_problem);
     column()->addWidget(m_tip);
     connect(m_add, &PushButton::clicked, this, &FoldersSection::addFolder);
     connect(m_choose, &PushButton::clicked, this, &FoldersSection::addFolder);
+    connect(m_restore, &PushButton::clicked, this, [this] {
+        m_model.restoreFolder();
+        if (!m_folderRows.isEmpty())
+            m_folderRows.last()->setFocus(Qt::TabFocusReason);
+    });
+    setAcceptDrops(true);
     refresh();
 }
 
@@ -73,6 +92,50 @@ void FoldersSection::addFolder()
     });
 }
 
+QWidget *FoldersSection::makeRemoval()
+{
+    auto *removal = new QWidget;
+    m_removed = new WrappingLabel(TextStyle::Body, Tone::Secondary);
+    m_restore = new PushButton;
+    auto *row = new QHBoxLayout(removal);
+    row->setContentsMargins(0, 0, 0, 0);
+    row->setSpacing(metrics::rowGap);
+    row->addWidget(m_removed, 1, Qt::AlignVCenter);
+    row->addWidget(m_restore);
+    return removal;
+}
+
+void FoldersSection::dragEnterEvent(QDragEnterEvent *event)
+{
+    for (const QUrl &url : event->mimeData()->urls()) {
+        if (QFileInfo(url.toLocalFile()).isDir())
+            event->acceptProposedAction();
+    }
+}
+
+void FoldersSection::dropEvent(QDropEvent *event)
+{
+    std::vector<std::filesystem::path> folders;
+    for (const QUrl &url : event->mimeData()->urls()) {
+        if (QFileInfo(url.toLocalFile()).isDir())
+            folders.emplace_back(QFile::encodeName(url.toLocalFile()).toStdString());
+    }
+    event->acceptProposedAction();
+    if (!folders.empty())
+        m_model.addFolders(folders);
+}
+
+// The focus stays in the list, where the row was.
+void FoldersSection::removeRow(const std::filesystem::path &folder)
+{
+    const auto index = std::ranges::find(m_shown, folder) - m_shown.begin();
+    m_model.removeFolder(folder);
+    if (m_folderRows.isEmpty())
+        m_choose->setFocus(Qt::TabFocusReason);
+    else
+        m_folderRows[std::min<qsizetype>(index, m_folderRows.size() - 1)]->focusRemove();
+}
+
 void FoldersSection::rebuildRows()
 {
     while (const QLayoutItem *item = m_rows->takeAt(0)) {
@@ -80,13 +143,19 @@ void FoldersSection::rebuildRows()
         item->widget()->deleteLater(); // it may be the row whose button is being pressed
         delete item;
     }
+    m_folderRows.clear();
     for (const std::filesystem::path &folder : m_shown) {
         // After the press has ended, because the row goes away by it.
         const auto remove = [this, folder] {
             QMetaObject::invokeMethod(
-                this, [this, folder] { m_model.removeFolder(folder); }, Qt::QueuedConnection);
+                this, [this, folder] { removeRow(folder); }, Qt::QueuedConnection);
         };
-        m_rows->addWidget(new FolderRow(folder, remove));
+        if (!m_folderRows.isEmpty())
+            m_rows->addWidget(new Divider(metrics::rowInsetX));
+        auto *row = new FolderRow(folder, remove);
+        connect(row, &FolderRow::pressed, this, [this, folder] { m_model.openFolder(folder); });
+        m_folderRows.append(row);
+        m_rows->addWidget(row);
     }
 }
 
@@ -96,10 +165,14 @@ void FoldersSection::refresh()
         m_shown = m_model.preferences().folders;
         rebuildRows();
     }
-    for (int i = 0; i < m_rows->count(); ++i) {
-        const bool isMissing = m_model.isMissing(m_shown[static_cast<std::size_t>(i)]);
-        static_cast<FolderRow *>(m_rows->itemAt(i)->widget())->refresh(isMissing);
-    }
+    for (qsizetype i = 0; i < m_folderRows.size(); ++i)
+        m_folderRows[i]->refresh(m_model.isMissing(m_shown[static_cast<std::size_t>(i)]));
+    const std::optional<std::filesystem::path> removed = m_model.removedFolder();
+    m_removal->setVisible(removed.has_value());
+    if (removed)
+        m_removed->setText(
+            L(composed(u"Le dossier « {0} » n’est plus surveillé."_s, {displayText(*removed)})));
+    m_restore->setText(L(u"Rétablir"_s));
     m_title->setTexts(L(u"Dossiers surveillés"_s),
                       L(u"Les sous-dossiers sont inclus. Les fichiers déjà présents ne sont pas "
                         "convertis à l’activation."_s));

@@ -21,7 +21,7 @@ class WrappingLabel;
 using ChooseFolders =
     std::function<void(QWidget &, std::function<void(const std::vector<std::filesystem::path> &)>)>;
 
-/// The watched folders.
+/// The watched folders. Folders that are dropped here are added.
 class FoldersSection : public Section
 {
     Q_OBJECT
@@ -31,10 +31,16 @@ public:
 
     void refresh() override;
 
+protected:
+    void dragEnterEvent(QDragEnterEvent *event) override;
+    void dropEvent(QDropEvent *event) override;
+
 private:
     [[nodiscard]] QWidget *makeEmptyState();
     void addFolder();
+    [[nodiscard]] QWidget *makeRemoval();
     void rebuildRows();
+    void removeRow(const std::filesystem::path &folder);
 
     AppModel &m_model;
     ChooseFolders m_chooseFolders;
@@ -45,6 +51,10 @@ private:
     WrappingLabel *m_emptyText;
     PushButton *m_choose;
     QVBoxLayout *m_rows;
+    QList<FolderRow *> m_folderRows;
+    QWidget *m_removal; ///< what was removed, and the way back
+    WrappingLabel *m_removed;
+    PushButton *m_restore;
     std::vector<std::filesystem::path> m_shown;
     WrappingLabel *m_problem;
     WrappingLabel *m_tip;

@@ -46,6 +46,9 @@ MenuView::MenuView(AppModel &model, Actions actions, QWidget *parent)
     , m_model(model)
     , m_brand(new Brand)
     , m_progress(new ProgressContent(model))
+    , m_warning(new QWidget)
+    , m_warningTitle(new PushButton(PushButton::Look::Plain))
+    , m_dismiss(new PushButton)
     , m_status(new QWidget)
     , m_dot(new StatusDot)
     , m_statusText(new WrappingLabel(TextStyle::Body))
@@ -64,12 +67,17 @@ MenuView::MenuView(AppModel &model, Actions actions, QWidget *parent)
     status->addWidget(m_dot);
     status->addWidget(m_statusText, 1);
 
+    m_warningTitle->setSymbol(Symbol::ExclamationShieldFill, Tone::Orange);
+    m_warning->setLayout(atBothEnds(m_warningTitle, m_dismiss));
+    m_warning->layout()->setContentsMargins(0, 0, 0, 0);
+
     auto *column = new QVBoxLayout(this);
     column->setContentsMargins(metrics::popoverPadding, metrics::popoverPadding, metrics::popoverPadding,
                                metrics::popoverPadding);
     column->setSpacing(metrics::popoverSpacing);
     column->addWidget(m_brand);
     column->addWidget(new Divider);
+    column->addWidget(m_warning);
     column->addWidget(m_progress);
     column->addWidget(m_status);
     column->addWidget(m_last);
@@ -81,6 +89,10 @@ MenuView::MenuView(AppModel &model, Actions actions, QWidget *parent)
     connect(m_cancel, &PushButton::clicked, this, [this] { m_model.cancelConversion(); });
     connect(m_clearQueue, &PushButton::clicked, this, [this] { m_model.cancelWaiting(); });
     connect(m_settings, &PushButton::clicked, this, [open = std::move(actions.settings)] { open(); });
+    connect(m_warningTitle, &PushButton::clicked, this,
+            [show = std::move(actions.warningDetails)] { show(); });
+    connect(m_dismiss, &PushButton::clicked, this,
+            [dismiss = std::move(actions.dismissWarning)] { dismiss(); });
     connect(m_pause, &PushButton::clicked, this, [this] { m_model.togglePause(); });
     connect(m_quit, &PushButton::clicked, this, [quit = std::move(actions.quit)] { quit(); });
     connect(&model, &AppModel::changed, this, &MenuView::refresh);
@@ -91,6 +103,10 @@ void MenuView::refresh()
 {
     setAccessibleName(L(u"Quorvalent"_s));
     m_brand->refresh();
+    m_warning->setVisible(m_model.warningCount() > 0);
+    m_warningTitle->setText(L(m_model.warningTitle()));
+    m_warningTitle->setToolTip(L(u"Détails"_s));
+    m_dismiss->setText(L(u"Compris"_s));
     m_progress->refresh();
     m_progress->setVisible(m_model.isConverting());
     m_status->setVisible(!m_model.isConverting());

@@ -24,6 +24,8 @@ public:
     {
         std::function<void()> settings; ///< opens the settings window
         std::function<void()> quit;
+        std::function<void()> dismissWarning;
+        std::function<void()> warningDetails; ///< dismisses it too
     };
 
     MenuView(AppModel &model, Actions actions, QWidget *parent = nullptr);
@@ -34,6 +36,9 @@ private:
     AppModel &m_model;
     Brand *m_brand;
     ProgressContent *m_progress;
+    QWidget *m_warning;
+    PushButton *m_warningTitle;
+    PushButton *m_dismiss;
     QWidget *m_status;
     StatusDot *m_dot;
     WrappingLabel *m_statusText;

@@ -9,6 +9,7 @@
 #include "ui/controls/WrappingLabel.h"
 #include "ui/views/WarnedFiles.h"
 
+#include <QKeyEvent>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -68,6 +69,14 @@ ProtectionWarning::ProtectionWarning(AppModel &model, Actions actions, QWidget *
     connect(m_dismiss, &PushButton::clicked, this, [dismiss = std::move(actions.dismiss)] { dismiss(); });
     connect(&model, &AppModel::changed, this, &ProtectionWarning::refresh);
     refresh();
+}
+
+void ProtectionWarning::keyPressEvent(QKeyEvent *event)
+{
+    if (event->key() == Qt::Key_Escape)
+        m_dismiss->click();
+    else
+        QWidget::keyPressEvent(event);
 }
 
 void ProtectionWarning::refresh()

@@ -29,6 +29,9 @@ public:
 
     void refresh();
 
+protected:
+    void keyPressEvent(QKeyEvent *event) override;
+
 private:
     void makeRoomForFiles();
 

@@ -17,6 +17,7 @@
 #include "ui/views/UpdateSettingsView.h"
 #include "ui/views/VideoSection.h"
 
+#include <QKeyEvent>
 #include <QPainter>
 #include <QScrollBar>
 #include <QVBoxLayout>
@@ -176,6 +177,12 @@ void SettingsView::showSection(int index)
 {
     if (m_shown == index)
         return;
+    // The keyboard stays with the section that is chosen, whoever has chosen it.
+    const QWidget *focus = window()->focusWidget();
+    const bool movesFocus = m_shown >= 0 && focus != nullptr &&
+                            (m_buttons.contains(focus) || m_sections[m_shown]->isAncestorOf(focus));
+    if (movesFocus)
+        m_buttons[index]->setFocus();
     if (m_shown >= 0)
         m_sections[m_shown]->hide();
     Section *&section = m_sections[index];
@@ -230,6 +237,12 @@ void SettingsView::setNarrow(bool narrow)
     auto *home = static_cast<QVBoxLayout *>((narrow ? m_page : m_sidebar->widget())->layout());
     home->insertWidget(narrow ? home->count() : home->count() - 1, m_noStatusArea);
     refresh();
+}
+
+void SettingsView::keyPressEvent(QKeyEvent *event)
+{
+    if (!m_scroll->page(event->key()))
+        QWidget::keyPressEvent(event);
 }
 
 void SettingsView::resizeEvent(QResizeEvent *event)
