@@ -21,9 +21,9 @@ namespace quorvalent {
 namespace {
 
 constexpr int chevronSize = 14;
-constexpr int chevronInset = 3; // the drawing has a margin of its own
+constexpr int chevronInset = 1; // the drawing is narrower than its square
 constexpr int textInset = 10;
-constexpr int textGap = 4;     // to the chevrons
+constexpr int textGap = 2;     // to the chevrons
 constexpr int leastWidth = 96; // where the window leaves no more
 constexpr int mostRows = 16;   // the longest list, languages, without scrolling
 

@@ -29,12 +29,11 @@ public:
 
     [[nodiscard]] QSize sizeHint() const override;
     [[nodiscard]] QSize minimumSizeHint() const override;
+    void showPopup() override;
 
 Q_SIGNALS:
     /// The user chose this value.
     void picked(const QVariant &value);
-
-    void showPopup() override;
 
 protected:
     void paintEvent(QPaintEvent *event) override;

@@ -46,7 +46,7 @@ ActivitySection::ActivitySection(AppModel &model, QWidget *parent)
 
 void ActivitySection::rebuildRows()
 {
-    const auto focused = std::ranges::find_if(m_rows, [](const ActivityRow *row) { return row->hasFocus(); });
+    const auto focused = std::ranges::find(m_rows, window()->focusWidget());
     const QUuid focusedId = focused == m_rows.end() ? QUuid() : (*focused)->activity().id;
     qDeleteAll(m_list->findChildren<QWidget *>(Qt::FindDirectChildrenOnly));
     m_rows.clear();
@@ -87,7 +87,7 @@ void ActivitySection::openMenu(const ActivityRow &row, const QPoint &place)
 // Tab enters the list at one row, the arrows go through it.
 void ActivitySection::keyPressEvent(QKeyEvent *event)
 {
-    const auto focused = std::ranges::find_if(m_rows, [](const ActivityRow *row) { return row->hasFocus(); });
+    const auto focused = std::ranges::find(m_rows, window()->focusWidget());
     const qsizetype step = event->key() == Qt::Key_Down ? 1 : event->key() == Qt::Key_Up ? -1 : 0;
     if (focused == m_rows.end() || step == 0) {
         Section::keyPressEvent(event);

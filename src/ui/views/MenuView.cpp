@@ -68,8 +68,11 @@ MenuView::MenuView(AppModel &model, Actions actions, QWidget *parent)
     status->addWidget(m_statusText, 1);
 
     m_warningTitle->setSymbol(Symbol::ExclamationShieldFill, Tone::Orange);
-    m_warning->setLayout(atBothEnds(m_warningTitle, m_dismiss));
-    m_warning->layout()->setContentsMargins(0, 0, 0, 0);
+    auto *warning = new QVBoxLayout(m_warning);
+    warning->setContentsMargins(0, 0, 0, 0);
+    warning->setSpacing(metrics::textGap);
+    warning->addWidget(m_warningTitle, 0, Qt::AlignLeft);
+    warning->addWidget(m_dismiss, 0, Qt::AlignRight);
 
     auto *column = new QVBoxLayout(this);
     column->setContentsMargins(metrics::popoverPadding, metrics::popoverPadding, metrics::popoverPadding,
