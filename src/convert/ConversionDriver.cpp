@@ -244,8 +244,12 @@ EngineReport ConversionDriver::makeOutput(const RenameJob &job, const WorkFolder
 bool ConversionDriver::isVolumeFull(const fs::path &folder) const
 {
     constexpr std::uint64_t asGoodAsNothing = 1U << 20U; // bytes: what an engine writes at a time may not fit
-    const std::optional<std::uint64_t> available = m_files.freeBytes(folder);
-    return available && *available < asGoodAsNothing;
+    try {
+        const std::optional<std::uint64_t> available = m_files.freeBytes(folder);
+        return available && *available < asGoodAsNothing;
+    } catch (const FileError &) {
+        return false; // the folder is gone, which the failure tells better
+    }
 }
 
 EngineReport ConversionDriver::runEngine(const RenameJob &job, const WorkFolder &work,

@@ -56,10 +56,11 @@ std::vector<MessageTemplate> templatesOf(const Catalogue::Table &english)
 }
 
 // Where no space parts two sentences, the stop does, which the log of another program lacks at its end.
+// `next` is what the template has after the text.
 QString sentence(QString text, QStringView next)
 {
     static const QRegularExpression stop(u"[.!?…。！？]$"_s);
-    if (next.isEmpty() || next.startsWith(u' '))
+    if (next.startsWith(u' ') || !stop.match(next).hasMatch())
         return text;
     while (!text.isEmpty() && text.back().isSpace())
         text.chop(1);

@@ -246,15 +246,20 @@ TEST_F(EndToEndTest, isSilentAboutWhatAnotherWatcherConverted)
     ASSERT_TRUE(other.waitForReadyRead());
     for (int number = 0; number < photos; ++number)
         rename(std::to_string(number) + ".png", std::to_string(number) + (number == 0 ? ".pdf" : ".jpg"));
-    ASSERT_TRUE(waitFor([this] { return count("detected") == photos; }));
+    QByteArray others;
+    const auto finished = [&] { return count("finished") + others.count("\"event\":\"finished\""); };
+    ASSERT_TRUE(waitFor([&] {
+        other.waitForReadyRead(10);
+        others += other.readAllStandardOutput();
+        return finished() >= photos;
+    }));
     program.terminate();
     other.terminate();
     EXPECT_EQ(exitStatus(), 0);
     ASSERT_TRUE(other.waitForFinished());
 
-    const int own = count("finished");
-    const QByteArray others = other.readAllStandardOutput();
-    EXPECT_EQ(own + others.count("\"event\":\"finished\""), photos) << "each by one of them";
+    others += other.readAllStandardOutput();
+    EXPECT_EQ(finished(), photos) << "each by one of them";
     for (int number = 0; number < photos; ++number)
         EXPECT_TRUE(fs::exists(folder / (std::to_string(number) + (number == 0 ? ".png" : ".jpg"))))
             << number;

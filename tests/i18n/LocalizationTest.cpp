@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QTime>
 #include <QtGlobal>
 
 namespace quorvalent::test {

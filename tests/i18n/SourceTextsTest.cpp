@@ -125,10 +125,8 @@ const std::map<QString, const char *> &otherTexts()
         {u"COVER ART (FRONT)"_s, inFiles},
         {u"UNSYNCED LYRICS"_s, inFiles},
         {u"ALBUM ARTIST"_s, inFiles},
+        {u"[.!?…。！？]$"_s, "a pattern"},
         {u"the symbol %s is not in the program"_s, "for the developer of a view"},
-        {u"quorvalent: there is no display; quorvalent-watch does the work without one\n"_s, atStart},
-        {u"quorvalent: already running\n"_s, atStart},
-        {u"quorvalent: cannot write %s\n"_s, atStart},
     };
     return texts;
 }
