@@ -1,6 +1,7 @@
 #include "media/image/ImageReader.h"
 
 #include "media/image/AnimationReader.h"
+#include "media/image/ApngReader.h"
 #include "media/image/BmpReader.h"
 #include "media/image/HeicReader.h"
 #include "media/image/StillReader.h"
@@ -14,6 +15,8 @@ std::unique_ptr<ImageReader> ImageReader::open(const std::filesystem::path &path
     case ImageType::Jpeg:
         return std::make_unique<StillReader>(path, StillReader::Kind::Jpeg);
     case ImageType::Png:
+        if (ApngReader::framesAnnouncedIn(path) > 1)
+            return std::make_unique<ApngReader>(path);
         return std::make_unique<StillReader>(path, StillReader::Kind::Png);
     case ImageType::Heic:
         return std::make_unique<HeicReader>(path);

@@ -73,25 +73,6 @@ QByteArray jpegSegment(unsigned char marker, const QByteArray &payload)
            bigEndian16(static_cast<std::size_t>(payload.size()) + 2) + payload;
 }
 
-QByteArray pngChunk(const char *type, const QByteArray &payload)
-{
-    const QByteArray body = QByteArray(type, 4) + payload;
-    static const std::array<quint32, 256> table = [] {
-        std::array<quint32, 256> made{};
-        for (quint32 i = 0; i < made.size(); ++i) {
-            quint32 remainder = i;
-            for (int bit = 0; bit < 8; ++bit)
-                remainder = (remainder & 1U) != 0 ? 0xedb88320U ^ (remainder >> 1U) : remainder >> 1U;
-            made.at(i) = remainder;
-        }
-        return made;
-    }();
-    quint32 crc = 0xffffffffU;
-    for (const char byte : body)
-        crc = table.at((crc ^ static_cast<unsigned char>(byte)) & 0xffU) ^ (crc >> 8U);
-    return bigEndian32(static_cast<std::size_t>(payload.size())) + body + bigEndian32(crc ^ 0xffffffffU);
-}
-
 // A bare zlib stream: qCompress puts the length in front.
 QByteArray deflated(const QByteArray &bytes)
 {
@@ -204,6 +185,25 @@ QByteArray jpegSegments(const FrameProperties &properties, const QByteArray &pro
                                           .append(static_cast<char>(parts))
                                           .append(profile.mid(i * part, part)));
     return segments;
+}
+
+QByteArray pngChunk(const char *type, const QByteArray &payload)
+{
+    const QByteArray body = QByteArray(type, 4) + payload;
+    static const std::array<quint32, 256> table = [] {
+        std::array<quint32, 256> made{};
+        for (quint32 i = 0; i < made.size(); ++i) {
+            quint32 remainder = i;
+            for (int bit = 0; bit < 8; ++bit)
+                remainder = (remainder & 1U) != 0 ? 0xedb88320U ^ (remainder >> 1U) : remainder >> 1U;
+            made.at(i) = remainder;
+        }
+        return made;
+    }();
+    quint32 crc = 0xffffffffU;
+    for (const char byte : body)
+        crc = table.at((crc ^ static_cast<unsigned char>(byte)) & 0xffU) ^ (crc >> 8U);
+    return bigEndian32(static_cast<std::size_t>(payload.size())) + body + bigEndian32(crc ^ 0xffffffffU);
 }
 
 QByteArray pngChunks(const FrameProperties &properties, const QByteArray &profile)

@@ -38,6 +38,9 @@ struct Resolution
 [[nodiscard]] QByteArray jpegSegments(const FrameProperties &properties, const QByteArray &profile,
                                       Resolution resolution);
 
+/// A PNG file's chunk with its length and checksum; the type has four letters.
+[[nodiscard]] QByteArray pngChunk(const char *type, const QByteArray &payload);
+
 /// Chunks to stand after a PNG file's header: profile, EXIF, XMP, IPTC.
 [[nodiscard]] QByteArray pngChunks(const FrameProperties &properties, const QByteArray &profile);
 

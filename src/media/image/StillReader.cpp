@@ -1,42 +1,14 @@
 #include "media/image/StillReader.h"
 
 #include "media/image/Metadata.h"
-#include "platform/MappedFile.h"
-
-#include <QtEndian>
 
 #include <algorithm>
-#include <limits>
 
 namespace quorvalent {
 
 using vips::VImage;
 
 namespace {
-
-// The frame count of a PNG's animation control chunk, which stands before the pixels; 1 without one. At most
-// as many frames as the file has room for: each is visited several times.
-int pngFrameCount(const std::filesystem::path &path)
-{
-    const std::optional<MappedFile> file = MappedFile::open(path);
-    if (!file)
-        return 1;
-    const QByteArrayView bytes = file->bytes();
-    constexpr qsizetype frameControlBytes = 38;
-    const int mostFrames = static_cast<int>(
-        std::clamp<qsizetype>(bytes.size() / frameControlBytes, 1, std::numeric_limits<int>::max()));
-    qsizetype at = 8;
-    while (bytes.size() - at >= 12) {
-        const auto length = qFromBigEndian<quint32>(bytes.data() + at);
-        const QByteArrayView type = bytes.sliced(at + 4, 4);
-        if (type == QByteArrayView("acTL") && length >= 8)
-            return std::clamp(qFromBigEndian<qint32>(bytes.data() + at + 8), 1, mostFrames);
-        if (type == QByteArrayView("IDAT") || length > bytes.size() - at - 12)
-            return 1;
-        at += qsizetype{length} + 12;
-    }
-    return 1;
-}
 
 QByteArray pngIptc(const VImage &image)
 {
@@ -54,7 +26,6 @@ StillReader::StillReader(std::filesystem::path path, Kind kind)
     : m_path(std::move(path))
     , m_kind(kind)
     , m_image(load(1))
-    , m_frameCount(kind == Kind::Png ? pngFrameCount(m_path) : 1)
 {}
 
 VImage StillReader::load(int shrink) const
@@ -72,9 +43,16 @@ ImageReader::Header StillReader::header(int) const
 
 VImage StillReader::pixels(int)
 {
-    if (m_frameCount > 1)
-        throw ImageReadError();
     return load(1);
+}
+
+void StillReader::adorn(VImage &image) const
+{
+    image = image.copy(VImage::option()->set("xres", m_image.xres())->set("yres", m_image.yres()));
+    const QByteArray profile = blobOf(m_image, VIPS_META_ICC_NAME);
+    if (!profile.isEmpty())
+        vips_image_set_blob_copy(image.get_image(), VIPS_META_ICC_NAME, profile.constData(),
+                                 static_cast<std::size_t>(profile.size()));
 }
 
 FrameProperties StillReader::properties(int) const
