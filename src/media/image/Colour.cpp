@@ -196,7 +196,8 @@ VImage fitted(const VImage &source, const PixelLimits &limits)
     const bool otherColours = isCmyk(image) ? !limits.cmyk : profiled && !limits.profile;
     if (otherColours) {
         try {
-            image = intoSrgb(image, deep);
+            // In its own depth, because libvips clips the alpha of 16 bits where the result has 8.
+            image = intoSrgb(image, image.format() == VIPS_FORMAT_USHORT);
         } catch (const VError &) {
             // A profile that nobody can read: as every viewer, go on without it where that shows something.
             forgetVipsError();
@@ -205,7 +206,7 @@ VImage fitted(const VImage &source, const PixelLimits &limits)
             image = image.copy();
             image.remove(VIPS_META_ICC_NAME);
             if (isCmyk(image))
-                image = intoSrgb(image, deep);
+                image = intoSrgb(image, image.format() == VIPS_FORMAT_USHORT);
         }
     }
     if (!deep && image.format() == VIPS_FORMAT_USHORT) {
