@@ -67,6 +67,7 @@ EngineReport MediaFamily::convert(const EngineProtocol::Conversion &conversion, 
         throw ConversionError(m_incomplete);
     try {
         EngineReport report = runEngine(conversion, source, output, progress);
+        report.remarks.removeAll(damagedSource()); // its end is all that the decoder met
         report.remarks.prepend(m_incomplete);
         m_carried.mayEndEarly = true;
         return report;

@@ -36,8 +36,7 @@ Holds holdsOf(const QString &target)
         return {.severalSounds = true};
     if (videoExtensions().contains(target)) // mp4, mov, m4v
         return {true, true, "mov_text", false, false, true, true};
-    static const QStringList withChapters{u"mp3"_s, u"m4a"_s, u"ogg"_s};
-    return {.chapters = withChapters.contains(target)};
+    return {.chapters = target == "mp3"_L1}; // of sounds, the only one that FFmpeg and TagLib leave them in
 }
 
 bool isTextSubtitle(const QString &codec)
