@@ -31,6 +31,34 @@ bool boxesFill(QByteArrayView bytes)
     return at == bytes.size();
 }
 
+// Whether the blocks of a GIF lead to its trailer. What stands behind that, or is no block, is nobody's.
+bool gifEnds(QByteArrayView bytes)
+{
+    constexpr qsizetype screenBytes = 13;
+    constexpr qsizetype extensionBytes = 2;
+    constexpr qsizetype pictureBytes = 10;
+    const auto byteAt = [bytes](qsizetype at) {
+        return at < bytes.size() ? static_cast<unsigned char>(bytes[at]) : 0U;
+    };
+    const auto paletteBytes = [](unsigned flags) {
+        return (flags & 0x80U) != 0 ? qsizetype{3} << ((flags & 7U) + 1) : 0;
+    };
+    qsizetype at = screenBytes + paletteBytes(byteAt(screenBytes - 3));
+    while (at < bytes.size()) {
+        const unsigned block = byteAt(at);
+        if (block == '!')
+            at += extensionBytes;
+        else if (block == ',')
+            at += pictureBytes + paletteBytes(byteAt(at + pictureBytes - 1)) + 1; // the size of a code
+        else
+            return true;
+        while (at < bytes.size() && byteAt(at) != 0)
+            at += 1 + static_cast<qsizetype>(byteAt(at));
+        ++at;
+    }
+    return false;
+}
+
 } // namespace
 
 bool isWholeImageFile(const std::filesystem::path &path, ImageType type)
@@ -45,7 +73,7 @@ bool isWholeImageFile(const std::filesystem::path &path, ImageType type)
     case ImageType::Png:
         return bytes.endsWith(QByteArrayView("\0\0\0\0IEND\xae\x42\x60\x82", 12));
     case ImageType::Gif:
-        return bytes.endsWith(';');
+        return gifEnds(bytes);
     case ImageType::Heic:
         return boxesFill(bytes);
     case ImageType::Tiff:

@@ -1,5 +1,6 @@
 #include "media/ImageSource.h"
 
+#include "media/ImageEnd.h"
 #include "media/ImageSignature.h"
 #include "media/image/Colour.h"
 #include "media/image/ImageReader.h"
@@ -51,7 +52,14 @@ std::optional<ImageSource> ImageSource::open(const std::filesystem::path &path,
     if (!type)
         return std::nullopt;
     startVips();
-    return reading([&] { return ImageSource(*type, ImageReader::open(path, *type), scratchFolder); });
+    try {
+        return reading([&] { return ImageSource(*type, ImageReader::open(path, *type), scratchFolder); });
+    } catch (const ImageReadError &) {
+        // One that breaks off is known, but cannot be read; of any other, nobody knows what it is.
+        if (isWholeImageFile(path, *type))
+            return std::nullopt;
+        throw;
+    }
 }
 
 ImageSource::ImageSource(ImageType type, std::unique_ptr<ImageReader> reader,

@@ -74,7 +74,15 @@ constexpr const char16_t *unknownTarget = u"Format image non pris en charge.";
 constexpr const char16_t *severalPages =
     u"Cette image contient plusieurs pages ou une animation. Choisissez GIF ou "
     u"TIFF pour les conserver.";
+constexpr const char16_t *unreadable = u"Lecture de l’image impossible.";
 const std::string still = test::bmpBytes(test::plain(1, 1, test::red));
+// A whole PNG without a size.
+const std::string headless("\x89PNG\r\n\x1a\n\0\0\0\0IEND\xae\x42\x60\x82", 20);
+// Its chain goes on behind the end of the file.
+const std::string pageMissing = [] {
+    std::string tiff = test::tiffBytes(2, 2, 1, 8, {7});
+    return tiff.replace(8 + 2 + 9 * 12, 4, std::string("\xff\xff\0\0", 4));
+}();
 
 INSTANTIATE_TEST_SUITE_P(
     OfEachKind, ImageRefusal,
@@ -86,8 +94,11 @@ INSTANTIATE_TEST_SUITE_P(
                     RefusalCase{"animationToPng", fourFrames(), "o.PNG", severalPages},
                     RefusalCase{"animationToHeic", fourFrames(), "o.heic", severalPages},
                     RefusalCase{"animationToBmp", fourFrames(), "o.bmp", severalPages},
-                    RefusalCase{"damaged", still.substr(0, still.size() - 1), "o.jpg",
-                                u"Lecture de l’image impossible."}),
+                    RefusalCase{"headersNobodyReads", headless, "o.jpg", unknownImage},
+                    RefusalCase{"breaksOff", still.substr(0, still.size() - 1), "o.jpg", unreadable},
+                    RefusalCase{"animationBreaksOff", fourFrames().substr(0, 70), "o.gif", unreadable},
+                    RefusalCase{"pageIsNotThere", pageMissing, "o.gif", unreadable},
+                    RefusalCase{"pageIsNotThereToPng", pageMissing, "o.png", severalPages}),
     [](const auto &row) { return row.param.name; });
 
 TEST(ImageEngine, reportsEachFrameUpToNineTenths)

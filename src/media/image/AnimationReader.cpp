@@ -1,5 +1,7 @@
 #include "media/image/AnimationReader.h"
 
+#include "media/ImageEnd.h"
+
 namespace quorvalent {
 
 using vips::VImage;
@@ -10,6 +12,9 @@ AnimationReader::AnimationReader(std::filesystem::path path, Kind kind)
     , m_strip(load())
     , m_frameHeight(vips_image_get_page_height(m_strip.get_image()))
 {
+    // libvips takes the frames that are there for all of them.
+    if (m_kind == Kind::Gif && !isWholeImageFile(m_path, ImageType::Gif))
+        throw ImageReadError();
     m_frameCount = std::max(1, m_strip.height() / m_frameHeight);
 }
 

@@ -1,7 +1,11 @@
 #include "media/image/TiffPages.h"
 
+#include "media/image/TagDirectory.h"
 #include "media/image/VipsPixels.h"
 
+#include <QtEndian>
+
+#include <algorithm>
 #include <limits>
 
 namespace quorvalent {
@@ -46,13 +50,20 @@ std::vector<TiffPage> tiffPages(const std::filesystem::path &path)
     const TiffFile file = openTiff(path);
     if (!file)
         return {};
+    bool goesOn = false;
     do {
         const TiffPage page = pageOf(file.get());
+        goesOn = TIFFLastDirectory(file.get()) == 0; // a page that cannot be read ends the chain for libtiff
         all.push_back(page);
         const auto kind = fieldOr<std::uint32_t>(file.get(), TIFFTAG_SUBFILETYPE, 0);
         if ((kind & (FILETYPE_REDUCEDIMAGE | FILETYPE_MASK)) == 0)
             pictures.push_back(page);
     } while (TIFFReadDirectory(file.get()) == 1);
+    if (goesOn) {
+        TiffPage missing;
+        missing.directory = static_cast<int>(all.size());
+        pictures.push_back(missing);
+    }
     return pictures.empty() ? all : pictures;
 }
 
@@ -73,6 +84,46 @@ bool tiffDataIsInside(const std::filesystem::path &path, qint64 sizeBytes)
         }
     } while (TIFFReadDirectory(file.get()) == 1);
     return true;
+}
+
+QByteArray withPhotometric(QByteArrayView file, std::uint64_t pageOffset)
+{
+    constexpr qsizetype mostBytes = 1024L * 1024 * 1024;
+    constexpr qsizetype entryBytes = 12;
+    const std::optional<TiffBytes> structure = TiffBytes::of(file);
+    if (!structure || file.size() > mostBytes)
+        return {};
+    const TagEntries page = entriesAt(*structure, pageOffset);
+    const auto count = structure->u16(pageOffset).value_or(0);
+    // Without any that cannot be read, so that they lie one after the other.
+    if (page.find(TIFFTAG_PHOTOMETRIC) != nullptr || page.entries.size() != count || count == 0)
+        return {};
+    const TagEntry *samples = page.find(TIFFTAG_SAMPLESPERPIXEL);
+    const bool isColoured = samples != nullptr && structure->u16(samples->valueAt).value_or(1) >= 3;
+    const std::uint16_t meaning = page.find(TIFFTAG_COLORMAP) != nullptr ? PHOTOMETRIC_PALETTE
+                                  : isColoured                           ? PHOTOMETRIC_RGB
+                                                                         : PHOTOMETRIC_MINISBLACK;
+    const auto number = [&](quint32 value, qsizetype bytes) {
+        QByteArray text(4, '\0');
+        qToBigEndian(value, text.data());
+        text = text.last(bytes);
+        if (!structure->isBigEndian())
+            std::reverse(text.begin(), text.end());
+        return text;
+    };
+    QByteArray changed = file.toByteArray();
+    changed.append(file.size() % 2, '\0');
+    const QByteArray at = number(static_cast<quint32>(changed.size()), 4);
+    changed += number(count + 1U, 2);
+    const auto before = std::ranges::count_if(
+        page.entries, [](const TagEntry &entry) { return entry.tag < TIFFTAG_PHOTOMETRIC; });
+    const QByteArrayView entries = file.sliced(static_cast<qsizetype>(pageOffset) + 2, count * entryBytes);
+    changed += entries.first(before * entryBytes);
+    changed += number(TIFFTAG_PHOTOMETRIC, 2) + number(TIFF_SHORT, 2) + number(1, 4) + number(meaning, 2) +
+               number(0, 2);
+    changed += entries.sliced(before * entryBytes);
+    changed += number(0, 4);
+    return changed.replace(4, 4, at);
 }
 
 std::vector<std::uint32_t> tiffRgba(const std::filesystem::path &path, const TiffPage &page)

@@ -12,6 +12,11 @@ using vips::VImage;
 
 namespace {
 
+struct BlobFree
+{
+    void operator()(VipsBlob *blob) const { vips_area_unref(VIPS_AREA(blob)); }
+};
+
 QByteArray valueOf(const TiffBytes &structure, const TagEntry *entry)
 {
     if (entry == nullptr)
@@ -46,15 +51,29 @@ ImageReader::Header TiffReader::header(int index) const
 
 VImage TiffReader::pixels(int index)
 {
+    const auto streamed = [] {
+        return VImage::option()
+            ->set("access", VIPS_ACCESS_SEQUENTIAL)
+            ->set("fail_on", VIPS_FAIL_ON_TRUNCATED);
+    };
     try {
-        return VImage::tiffload(m_path.c_str(), VImage::option()
-                                                    ->set("page", page(index).directory)
-                                                    ->set("access", VIPS_ACCESS_SEQUENTIAL)
-                                                    ->set("fail_on", VIPS_FAIL_ON_TRUNCATED));
+        return VImage::tiffload(m_path.c_str(), streamed()->set("page", page(index).directory));
     } catch (const VError &) {
         forgetVipsError();
     }
-    // Rare layouts: no photometric field, old-style JPEG and the like.
+    const std::optional<MappedFile> file = MappedFile::open(m_path);
+    const QByteArray mended = file ? withPhotometric(file->bytes(), page(index).offset) : QByteArray();
+    if (!mended.isEmpty()) {
+        try {
+            VipsBlob *const copy =
+                vips_blob_copy(mended.constData(), static_cast<std::size_t>(mended.size()));
+            const std::unique_ptr<VipsBlob, BlobFree> owned(copy);
+            return VImage::tiffload_buffer(copy, streamed());
+        } catch (const VError &) {
+            forgetVipsError();
+        }
+    }
+    // Rare layouts: old-style JPEG and the like.
     const std::vector<std::uint32_t> rgba = tiffRgba(m_path, page(index));
     const ImageSize size = page(index).stored;
     const VImage image(vips_image_new_from_memory_copy(rgba.data(), rgba.size() * sizeof(rgba.front()),
