@@ -27,6 +27,10 @@ WatchSession::WatchSession(AppModel &model, Reporter &reporter, std::function<vo
         if (m_status)
             QMetaObject::invokeMethod(this, &WatchSession::endWhenIdle, Qt::QueuedConnection);
     });
+    m_model.onDrained = [this] {
+        if (m_status)
+            QMetaObject::invokeMethod(this, &WatchSession::endWhenIdle, Qt::QueuedConnection);
+    };
     connect(&model, &AppModel::jobStarted, this,
             [this](const RenameJob &job) { m_reporter.started(job, changeOfFormat(job), m_model.queued()); });
     connect(&model, &AppModel::jobProgressed, this,

@@ -74,6 +74,9 @@ void RenameTracker::clear()
     m_touched.clear();
     m_written.clear();
     m_listing = {};
+    // Nobody will come to know any more where the file of such a job comes to rest.
+    for (const QString &identity : std::exchange(m_sought, {}))
+        tell(identity, std::nullopt);
 }
 
 // What happens
@@ -281,6 +284,7 @@ void RenameTracker::settle(Clock::time_point now)
         judge(due);
     settleFiles(files);
     std::ranges::for_each(gone, [&](Touch touched) { settleNothing(touched); });
+    answerSought();
 }
 
 bool RenameTracker::isQuiet(Touch touched, Clock::time_point now) const
@@ -440,8 +444,11 @@ void RenameTracker::settleNothing(Touch touched)
     if (!known)
         return;
     const auto reported = m_reported.constFind(identityOf(*known));
-    if (reported != m_reported.cend() && reported->job.newURL == place.path() && !m_arrivals.contains(*known))
+    if (reported != m_reported.cend() && reported->job.newURL == place.path() &&
+        !m_arrivals.contains(*known)) {
+        m_sought.remove(reported.key());
         tell(reported->job.identity(), std::nullopt);
+    }
 }
 
 // What is known of it stays.
@@ -474,6 +481,7 @@ void RenameTracker::release(const QString &identity, const std::optional<FileSta
     for (const NamedPlace &place : places)
         absorb(place, reported.file);
     m_reported.remove(identity);
+    m_sought.remove(identity);
 }
 
 // A result that somebody renamed before its job was released is known where the job put it, so that this
@@ -526,13 +534,22 @@ void RenameTracker::locate(const QString &identity)
         tell(identity, std::nullopt);
         return;
     }
-    const NamedPlace place = placeOf(reported->job.newURL);
-    if (m_arrivals.contains(reported->file) || m_touched.contains(place)) {
-        reported->isSought = true;
-        return;
+    m_sought.insert(identity);
+    answerSought();
+}
+
+// A name that is left alone by now may hold another file: then nothing else tells that the sought one is
+// gone.
+void RenameTracker::answerSought()
+{
+    for (const QString &identity : QSet<QString>(m_sought)) {
+        const Reported &reported = m_reported[identity];
+        if (m_arrivals.contains(reported.file) || m_touched.contains(placeOf(reported.job.newURL)))
+            continue;
+        m_sought.remove(identity);
+        const std::vector<NamedPlace> places = m_listing.placesOf(reported.file);
+        tell(identity, places.empty() ? std::nullopt : std::optional<fs::path>(places.front().path()));
     }
-    const std::vector<NamedPlace> places = m_listing.placesOf(reported->file);
-    tell(identity, places.empty() ? std::nullopt : std::optional<fs::path>(places.front().path()));
 }
 
 void RenameTracker::follow(const FoundFile &file, const NamedPlace &place)
@@ -543,7 +560,7 @@ void RenameTracker::follow(const FoundFile &file, const NamedPlace &place)
     if (reported == m_reported.end())
         return;
     const fs::path path = place.path();
-    if (std::exchange(reported->isSought, false) || reported->job.newURL != path) {
+    if (m_sought.remove(reported.key()) || reported->job.newURL != path) {
         reported->job = reported->job.movedTo(path);
         tell(reported->job.identity(), path);
     }

@@ -5,6 +5,7 @@
 #include "watch/Listing.h"
 
 #include <QHash>
+#include <QSet>
 #include <QString>
 
 #include <chrono>
@@ -45,7 +46,7 @@ public:
 
     RenameTracker(std::chrono::milliseconds quiet, Handlers handlers, Look look = &lookAt);
 
-    /// Forgets the folders. Reported files stay reported.
+    /// Forgets the folders. Reported files stay reported; of those that are sought, onMoved tells no place.
     void clear();
 
     /// A folder was read. Of one that is known, what differs counts as changed now. In one that is new, the
@@ -100,7 +101,6 @@ private:
     {
         RenameJob job;
         FoundFile file;
-        bool isSought = false; ///< its place is to be told even if it is the same
     };
 
     /// A file that stands under a name which has been left alone.
@@ -135,6 +135,8 @@ private:
 
     void knowResult(const NamedPlace &place, const FileStamp &result);
     void absorb(const NamedPlace &place, const FoundFile &reported);
+    /// Tells the place of each that is sought and that has come to rest.
+    void answerSought();
     void follow(const FoundFile &file, const NamedPlace &place);
     void tell(const QString &identity, const std::optional<std::filesystem::path> &place) const;
 
@@ -148,6 +150,7 @@ private:
     ByFile m_arrivals;                                 ///< touched names by the file that was moved there
     std::map<NamedPlace, Clock::time_point> m_written; ///< written, nothing else, and not looked at since
     QHash<QString, Reported> m_reported;               ///< by identity
+    QSet<QString> m_sought; ///< of these, whose place is to be told even if it is the same
 };
 
 } // namespace quorvalent

@@ -240,7 +240,7 @@ def main(bundle, pictures):
         session = Session(pathlib.Path(home), bundle, pictures)
         try:
             for step in (session.start, session.add_folder, session.read_menu, session.convert, session.refuse,
-                         session.walk_by_keyboard, session.follow_the_session, session.read_about, session.outlive_the_screen,
+                         session.follow_the_session, session.walk_by_keyboard, session.read_about, session.outlive_the_screen,
                          session.change_language, session.quit):
                 step()
         except Failure as failure:

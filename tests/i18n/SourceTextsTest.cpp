@@ -61,7 +61,6 @@ const std::map<QString, const char *> &otherTexts()
     constexpr const char *system = "a name that the system gives";
     constexpr const char *ours = "a name inside our own files";
     constexpr const char *inPictures = "a file in a picture of the windows";
-    constexpr const char *atStart = "before there is a language, to a terminal";
     static const std::map<QString, const char *> texts{
         {u"]   …   "_s, layout},
         {u"libheif-plugin-x265 (libheif, x265)"_s, system},

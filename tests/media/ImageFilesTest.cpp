@@ -329,12 +329,11 @@ TEST(Quality, isPaidForInBytes)
 TEST(ImageSource, isNothingForWhatIsNoImage)
 {
     const TestFolder folder;
-    for (const char *bytes : {"", "BM is a way to begin a text as good as any",
-                              "<svg xmlns='http://www.w3.org/2000/svg'/>", "P6 1 1 255 abc"})
+    for (const char *bytes :
+         {"", "BM is a way to begin a text as good as any", "<svg xmlns='http://www.w3.org/2000/svg'/>",
+          "P6 1 1 255 abc", "GIF89a and then nothing"})
         EXPECT_FALSE(ImageSource::open(folder.write("a", bytes), folder.path())) << bytes;
     EXPECT_FALSE(ImageSource::open(folder / "missing", folder.path()));
-    EXPECT_THROW((void)ImageSource::open(folder.write("a", "GIF89a and then nothing"), folder.path()),
-                 ImageReadError);
 }
 
 } // namespace

@@ -83,10 +83,11 @@ public:
         m_stream->catchUp();
         m_tracker.release(m_jobs.back().identity(), result);
     }
-    void locate(const fs::path &path)
+    void locate(const fs::path &path) { locate(FileStamp::read(path).identity); }
+    void locate(const QString &identity)
     {
         m_stream->catchUp();
-        m_tracker.locate(FileStamp::read(path).identity);
+        m_tracker.locate(identity);
     }
     /// The jobs so far, as "old > new" below the folder.
     [[nodiscard]] std::vector<std::string> jobsBelow(const fs::path &folder) const
@@ -467,6 +468,35 @@ TEST(RenameTracker, followsFoldersThatMoveAndForgetsThoseThatLeave)
     fs::remove(folder / "night/deep/reported.jpg");
     watching.settle();
     EXPECT_THAT(watching.places(), ElementsAre("reported.jpg", "reported.jpg", "-"));
+}
+
+TEST(RenameTracker, tellsNoPlaceOfASoughtFileThatIsWatchedNoMore)
+{
+    const TestFolder folder;
+    folder.write("a.png", "");
+    Watching watching({folder.path()});
+    move("a.png", "a.jpg")(folder);
+    watching.settle();
+    move("a.jpg", "b.jpg")(folder);
+    watching.locate(folder / "b.jpg");
+    EXPECT_TRUE(watching.places().empty());
+    watching.pause();
+    EXPECT_THAT(watching.places(), ElementsAre("-"));
+}
+
+TEST(RenameTracker, tellsNoPlaceOfASoughtFileWhoseNameAnotherHasTaken)
+{
+    const TestFolder folder;
+    folder.write("a.png", "");
+    Watching watching({folder.path()});
+    move("a.png", "a.jpg")(folder);
+    watching.settle();
+    const QString sought = FileStamp::read(folder / "a.jpg").identity;
+    fs::rename(folder.write(".result", "new"), folder / "a.jpg");
+    watching.locate(sought);
+    EXPECT_TRUE(watching.places().empty());
+    watching.settle();
+    EXPECT_THAT(watching.places(), ElementsAre("-"));
 }
 
 TEST(RenameWatcher, leavesAReportedFileAloneUntilItIsReleased)
